@@ -1,0 +1,55 @@
+# One static library per source folder, made of every .cpp in it; every *_test.cpp becomes part of one test program.
+
+# Flags that every target of ours gets.
+add_library(tarn_flags INTERFACE)
+target_compile_features(tarn_flags INTERFACE cxx_std_20)
+target_include_directories(tarn_flags INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_BINARY_DIR}/generated)
+target_compile_options(tarn_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-align -Wimplicit-fallthrough
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-gnu-zero-variadic-macro-arguments>
+  $<$<BOOL:${TARN_WERROR}>:-Werror>)
+if(TARN_SANITIZE)
+  target_compile_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  target_link_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE})
+endif()
+
+# tarn_folder(<name> <folder>... [LINK <target>...])
+# Library tarn_<name> from the sources of the folders; tests go to the target tarn_<name>_test.
+function(tarn_folder name)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  set(sources)
+  set(tests)
+  foreach(folder IN LISTS ARG_UNPARSED_ARGUMENTS)
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  set(tests ${sources})
+  list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$")
+  if(sources)
+    add_library(tarn_${name} STATIC ${sources})
+    target_link_libraries(tarn_${name} PUBLIC tarn_flags ${ARG_LINK})
+  else()
+    add_library(tarn_${name} INTERFACE)
+    target_link_libraries(tarn_${name} INTERFACE tarn_flags ${ARG_LINK})
+  endif()
+  if(tests AND TARN_TESTS)
+    add_executable(tarn_${name}_test ${tests})
+    target_link_libraries(tarn_${name}_test PRIVATE tarn_${name} GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(tarn_${name}_test DISCOVERY_TIMEOUT 60)
+  endif()
+endfunction()
+
+# tarn_shared(<target> <file name> SOURCES ... LINK ...): a library of the package, found beside the modules.
+function(tarn_shared target output)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_library(${target} SHARED ${ARG_SOURCES})
+  target_link_libraries(${target} PRIVATE tarn_flags ${ARG_LINK})
+  target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${output}
+    LIBRARY_OUTPUT_DIRECTORY ${TARN_PACKAGE_DIR} BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN"
+    BUILD_WITH_INSTALL_RPATH ON)
+  install(TARGETS ${target} LIBRARY DESTINATION tarn NAMELINK_SKIP)
+endfunction()
