@@ -8,7 +8,8 @@
 
 #include "gevserver/library/tr_types.h"
 
-#define TR_FAILURE(number) ((TR_STATUS)(0x80000000u + (number)))
+/// 0x80000000 plus a small number, written without a cast so that C and C++ both take it.
+#define TR_FAILURE(number) (INT32_MIN + (number))
 
 enum {
   TR_OK = 0,
