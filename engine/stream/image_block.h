@@ -1,0 +1,50 @@
+#pragma once
+
+/// One image on its way to the client: what it is, where its bytes lie, and who wants to know when they are
+/// free.
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "engine/stream/payload_layout.h"
+#include "wire/gvsp.h"
+
+namespace Tarn {
+
+/// Told once when the memory of a block is needed no more. Destruction alone does not tell: a block that was
+/// refused stays its sender's affair.
+class BlockOwner {
+ public:
+  using Released = void (*)(void* context);
+
+  BlockOwner() = default;
+  BlockOwner(Released released, void* context) noexcept : released_(released), context_(context) {}
+  BlockOwner(BlockOwner&& other) noexcept
+      : released_(std::exchange(other.released_, nullptr)), context_(other.context_) {}
+  BlockOwner& operator=(BlockOwner&& other) noexcept {
+    released_ = std::exchange(other.released_, nullptr);
+    context_ = other.context_;
+    return *this;
+  }
+
+  /// Calls out, once. The function must not throw.
+  void Release() noexcept {
+    if (const Released released = std::exchange(released_, nullptr)) released(context_);
+  }
+
+ private:
+  Released released_ = nullptr;
+  void* context_ = nullptr;
+};
+
+/// A block to be sent. The bytes behind `payload` must not change until `owner` is told.
+struct ImageBlock {
+  ImageLeader image;      ///< goes out in the leader; the trailer repeats type and height
+  PayloadLayout payload;  ///< views the user's memory, or `staging`
+  std::vector<std::uint8_t>
+      staging;  ///< copy for images whose memory is not laid out as the wire is; else empty
+  BlockOwner owner;
+};
+
+}  // namespace Tarn

@@ -1,0 +1,91 @@
+#pragma once
+
+/// The stream protocol's packets: headers, image leader and image trailer.
+///
+/// Source: GigE Vision, stream protocol.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "base/byte_stream.h"
+
+namespace Tarn {
+
+/// Content of a stream packet, low four bits of the format byte.
+enum class StreamFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3 };
+
+enum class PayloadType : std::uint16_t { Image = 0x0001, ImageWithChunks = 0x4001 };
+
+/// Status field of a stream packet; 0 is success.
+namespace StreamStatus {
+inline constexpr std::uint16_t kSuccess = 0x0000;
+inline constexpr std::uint16_t kResent = 0x0100;              ///< success of a resend, extended codes only
+inline constexpr std::uint16_t kUnavailable = 0x800C;         ///< the only refusal without extended codes
+inline constexpr std::uint16_t kNotYetAvailable = 0x8010;     ///< extended codes: not produced yet
+inline constexpr std::uint16_t kThisAndEarlierGone = 0x8011;  ///< extended codes
+inline constexpr std::uint16_t kGone = 0x8012;                ///< extended codes: this one only
+}  // namespace StreamStatus
+
+/// In front of every stream packet, in one of two forms. All integers big-endian.
+///
+///    0        2          4        5                          8
+///    | status | block id | format | packet id                |
+///
+///    0        2       4        5          8          16          20
+///    | status | flags | format | reserved | block id | packet id |     format has bit 0x80 set
+struct StreamHeader {
+  static constexpr std::size_t kStandardSize = 8;
+  static constexpr std::size_t kExtendedSize = 20;
+  static constexpr std::uint16_t kResendFlag = 0x0001;
+  static constexpr std::uint32_t kMaxStandardPacketId = 0x00FF'FFFF;
+
+  std::uint16_t status = StreamStatus::kSuccess;
+  std::uint16_t flags = 0;  ///< extended form only
+  StreamFormat format{};    ///< 0 in test packets
+  bool extended = false;
+  std::uint64_t block_id = 0;   ///< 16 bits in the standard form; 0 in test packets
+  std::uint32_t packet_id = 0;  ///< 24 bits in the standard form
+
+  std::size_t Size() const noexcept { return extended ? kExtendedSize : kStandardSize; }
+  static std::optional<StreamHeader> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// Body of a leader packet for an image.
+///
+///    0       1          2      4           12             16       20       24         28         32 34 |
+///    field | reserved | type | timestamp | pixel format | size x | size y | offset x | offset y | padding x
+///    | padding y |
+struct ImageLeader {
+  static constexpr std::size_t kSize = 36;
+
+  PayloadType type = PayloadType::Image;
+  std::uint64_t timestamp = 0;     ///< ticks, when the image was taken
+  std::uint32_t pixel_format = 0;  ///< PFNC value
+  std::uint32_t size_x = 0;        ///< pixels
+  std::uint32_t size_y = 0;        ///< lines
+  std::uint32_t offset_x = 0;      ///< pixels
+  std::uint32_t offset_y = 0;      ///< lines
+  std::uint16_t padding_x = 0;     ///< bytes after each line, part of the data
+  std::uint16_t padding_y = 0;     ///< bytes after the last line, part of the data
+
+  static std::optional<ImageLeader> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// Body of a trailer packet for an image without chunks.
+///
+///    0          2      4        8
+///    | reserved | type | size y |
+struct ImageTrailer {
+  static constexpr std::size_t kSize = 8;
+
+  PayloadType type = PayloadType::Image;
+  std::uint32_t size_y = 0;  ///< lines really sent
+
+  static std::optional<ImageTrailer> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+}  // namespace Tarn
