@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""Writes the pixel format list as rows of a C++ initialiser: {value, "name"}, ordered by value."""
+"""Writes the pixel format list as macro calls, ordered by value.
+
+One line each: TARN_PFNC(value, name, components, family), the last three bare words or numbers. Who includes the
+file defines the macro and takes the columns that he needs. Bits per pixel are part of the value.
+"""
 
 import csv
 import pathlib
@@ -7,11 +11,14 @@ import sys
 
 
 def main(source: str, target: str) -> None:
+    """Reads the list at `source`, writes the file `target` and the folders above it."""
     with open(source, newline="") as file:
-        rows = sorted((int(row["value"], 16), row["name"]) for row in csv.DictReader(file))
+        rows = sorted(csv.DictReader(file), key=lambda row: int(row["value"], 16))
     path = pathlib.Path(target)
     path.parent.mkdir(parents=True, exist_ok=True)
-    path.write_text("".join(f'{{0x{value:08X}u, "{name}"}},\n' for value, name in rows))
+    path.write_text(
+        "".join("TARN_PFNC({value}u, {name}, {components}, {family})\n".format(**row) for row in rows)
+    )
 
 
 if __name__ == "__main__":
