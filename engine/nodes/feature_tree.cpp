@@ -1,0 +1,164 @@
+#include "engine/nodes/feature_tree.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/engine_error.h"
+#include "engine/nodes/register_value.h"
+
+namespace Tarn {
+namespace {
+
+template <class List>
+void EraseWeak(List& list, const NodePtr& node) {
+  std::erase_if(list, [&](const std::weak_ptr<Node>& other) { return other.lock() == node; });
+}
+
+std::string AddressText(std::uint64_t address) {
+  constexpr const char* kDigits = "0123456789ABCDEF";
+  std::string text;
+  for (int shift = 28; shift >= 0; shift -= 4) text.push_back(kDigits[address >> shift & 15]);
+  return "0x" + text;
+}
+
+}  // namespace
+
+FeatureTree::~FeatureTree() {
+  // Nodes that their users keep are free again; links among them stay.
+  for (const NodePtr& node : nodes_) {
+    node->tree = nullptr;
+    // Entries that share their name with another node are not listed.
+    if (node->kind != NodeKind::Enumeration) continue;
+    for (const NodePtr& entry : node->children) entry->tree = nullptr;
+  }
+}
+
+void FeatureTree::CheckAddable(const NodePtr& node) const {
+  if (frozen_) {
+    throw EngineError(Failure::kWrongState, "nodes can be added and removed only while the server is not started");
+  }
+  if (node->tree == this) throw EngineError(Failure::kExists, node->name + " is in this node map already");
+  if (node->tree) throw EngineError(Failure::kExists, node->name + " is in the node map of another server");
+  if (by_name_.contains(node->name)) {
+    throw EngineError(Failure::kExists, "the node map has a node named " + node->name + " already");
+  }
+}
+
+void FeatureTree::Add(const NodePtr& node) {
+  CheckAddable(node);
+  if (node->is_register()) PlaceRegister(*node);
+  Insert(node);
+}
+
+void FeatureTree::AddOwn(const NodePtr& node) {
+  CheckAddable(node);
+  Insert(node);
+}
+
+void FeatureTree::Insert(const NodePtr& node) {
+  by_name_.emplace(node->name, node);
+  if (const auto entry = entries_by_name_.extract(node->name)) std::erase(nodes_, entry.mapped());
+  nodes_.push_back(node);
+  node->tree = this;
+  for (const NodePtr& child : node->children) {
+    if (node->kind == NodeKind::Enumeration) AdoptEntry(child);
+  }
+}
+
+void FeatureTree::PlaceRegister(Node& node) {
+  RegisterPart& reg = *node.reg;
+  const bool automatic = reg.address < 0;
+  const std::uint64_t begin = automatic ? FreeAddress(reg.length) : static_cast<std::uint64_t>(reg.address);
+  const std::uint64_t end = begin + reg.length;
+  if (begin < kBootstrapEnd || end > kOwnRegisters) {
+    throw EngineError(Failure::kAddress, "the address " + AddressText(begin) + " of " + node.name +
+                                             " is reserved: use " + AddressText(kBootstrapEnd) + " to " +
+                                             AddressText(kOwnRegisters - 1));
+  }
+  if (const Node* owner = OwnerWithin(begin, end)) {
+    throw EngineError(Failure::kAddress, "the address " + AddressText(begin) + " of " + node.name +
+                                             " is taken by " + owner->name);
+  }
+  reg.address = static_cast<std::int64_t>(begin);
+  if (automatic) next_automatic_ = end;
+  // Clients read and write whole words, so the rest of a last word belongs to the register.
+  extents_.emplace(begin, Extent{(end + 3) / 4 * 4, &node});
+  memory_.Write(begin, reg.bytes);
+}
+
+std::uint64_t FeatureTree::FreeAddress(std::uint32_t length) const {
+  const std::uint64_t alignment = length == 8 ? 8 : 4;
+  std::uint64_t begin = (next_automatic_ + alignment - 1) / alignment * alignment;
+  while (const Node* owner = OwnerWithin(begin, begin + length)) {
+    const std::uint64_t after = static_cast<std::uint64_t>(owner->reg->address) + owner->reg->length;
+    begin = (after + alignment - 1) / alignment * alignment;
+  }
+  return begin;
+}
+
+const Node* FeatureTree::OwnerWithin(std::uint64_t begin, std::uint64_t end) const {
+  auto next = extents_.lower_bound(begin);
+  if (next != extents_.end() && next->first < end) return next->second.owner;
+  if (next == extents_.begin()) return nullptr;
+  const auto& before = *std::prev(next);
+  return before.second.end > begin ? before.second.owner : nullptr;
+}
+
+void FeatureTree::Remove(const NodePtr& node) {
+  if (frozen_) {
+    throw EngineError(Failure::kWrongState, "nodes can be added and removed only while the server is not started");
+  }
+  if (node->tree != this) throw EngineError(Failure::kNotFound, node->name + " is not in this node map");
+  if (node->is_register()) {
+    const auto begin = static_cast<std::uint64_t>(node->reg->address);
+    memory_.Read(begin, node->reg->bytes);
+    if (const auto extent = extents_.find(begin); extent != extents_.end() && extent->second.owner == node.get()) {
+      extents_.erase(extent);
+      memory_.Clear(begin, node->reg->length);
+    }
+  }
+  Forget(node);
+}
+
+void FeatureTree::Forget(const NodePtr& node) {
+  const auto erase_from = [&](std::unordered_map<std::string, NodePtr>& names) {
+    const auto found = names.find(node->name);
+    if (found != names.end() && found->second == node) names.erase(found);
+  };
+  erase_from(by_name_);
+  erase_from(entries_by_name_);
+  // Searched from the end: what was added last is usually removed first.
+  const auto found = std::find(nodes_.rbegin(), nodes_.rend(), node);
+  if (found != nodes_.rend()) nodes_.erase(std::next(found).base());
+  for (const NodePtr& other : nodes_) {
+    if (other->kind == NodeKind::Category) std::erase(other->children, node);
+    EraseWeak(other->selected, node);
+    EraseWeak(other->invalidators, node);
+  }
+  node->tree = nullptr;
+  if (node->kind != NodeKind::Enumeration) return;
+  for (const NodePtr& entry : std::vector<NodePtr>(node->children)) {
+    if (entry->tree == this) Forget(entry);
+  }
+}
+
+void FeatureTree::AdoptEntry(const NodePtr& entry) {
+  if (entry->tree) return;
+  entry->tree = this;
+  if (by_name_.contains(entry->name) || !entries_by_name_.emplace(entry->name, entry).second) return;
+  nodes_.push_back(entry);
+}
+
+NodePtr FeatureTree::Find(const std::string& name) const {
+  if (const auto found = by_name_.find(name); found != by_name_.end()) return found->second;
+  const auto found = entries_by_name_.find(name);
+  return found == entries_by_name_.end() ? nullptr : found->second;
+}
+
+void FeatureTree::NoteStore(std::uint64_t address) {
+  if (address < kBootstrapEnd || address >= kOwnRegisters) stores_.push_back(address);
+}
+
+std::vector<std::uint64_t> FeatureTree::TakeStores() { return std::exchange(stores_, {}); }
+
+}  // namespace Tarn

@@ -1,0 +1,91 @@
+#pragma once
+
+/// The nodes of one device, the register space behind them, and the order in which clients' accesses reach them.
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "engine/nodes/node.h"
+#include "engine/registers/sparse_memory.h"
+
+namespace Tarn {
+
+/// First address that belongs to the device's maker; below lie the standard's own registers.
+/// Source: GigE Vision, bootstrap register map.
+constexpr std::uint64_t kBootstrapEnd = 0xA000;
+
+/// Where registers without an address are placed; explicit addresses, which tend to be small, seldom collide.
+constexpr std::uint64_t kAutomaticStart = 0x4000'0000;
+
+/// Registers of the standard features that the standard gives no address, and the description file.
+constexpr std::uint64_t kOwnRegisters = 0xF000'0000;
+constexpr std::uint64_t kDescriptionFile = 0xF100'0000;
+
+/// Threads: guarded by the tree lock.
+class FeatureTree {
+ public:
+  FeatureTree() = default;
+  ~FeatureTree();
+  FeatureTree(const FeatureTree&) = delete;
+  FeatureTree& operator=(const FeatureTree&) = delete;
+
+  /// Puts a free node into the tree; a register gets its address and keeps its value.
+  /// Throws: EngineError kExists when it is in a tree or the name is taken, kAddress when another register or a
+  ///   reserved range lies there, kWrongState while frozen.
+  void Add(const NodePtr& node);
+
+  /// Adds a node of the device's own, whose register may lie in reserved ranges and over other registers.
+  void AddOwn(const NodePtr& node);
+
+  /// Takes a node out. Categories and lists that only inform forget it; a register keeps its value.
+  /// Throws: EngineError kNotFound when it is not in this tree, kWrongState while frozen.
+  void Remove(const NodePtr& node);
+
+  /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
+  void AdoptEntry(const NodePtr& entry);
+
+  /// Nodes first, then adopted entries; null when there is none of the name (without namespace).
+  NodePtr Find(const std::string& name) const;
+
+  /// Everything that Find can find, in the order of adding.
+  const std::vector<NodePtr>& Nodes() const { return nodes_; }
+
+  SparseMemory& Memory() { return memory_; }
+  const SparseMemory& Memory() const { return memory_; }
+
+  /// While frozen, descriptions cannot change.
+  bool Frozen() const { return frozen_; }
+  void SetFrozen(bool frozen) { frozen_ = frozen; }
+
+  /// Records that the device's own side or a client stored into the register at `address`.
+  void NoteStore(std::uint64_t address);
+  /// The addresses below kBootstrapEnd, or of the device's own registers, that were stored to since the last call.
+  std::vector<std::uint64_t> TakeStores();
+
+ private:
+  struct Extent {
+    std::uint64_t end;
+    const Node* owner;
+  };
+
+  void Insert(const NodePtr& node);
+  void CheckAddable(const NodePtr& node) const;
+  void PlaceRegister(Node& node);
+  std::uint64_t FreeAddress(std::uint32_t length) const;
+  const Node* OwnerWithin(std::uint64_t begin, std::uint64_t end) const;
+  void Forget(const NodePtr& node);
+
+  std::vector<NodePtr> nodes_;
+  std::unordered_map<std::string, NodePtr> by_name_;
+  std::unordered_map<std::string, NodePtr> entries_by_name_;
+  std::map<std::uint64_t, Extent> extents_;  ///< of the users' registers, by first address
+  SparseMemory memory_;
+  std::vector<std::uint64_t> stores_;
+  std::uint64_t next_automatic_ = kAutomaticStart;
+  bool frozen_ = false;
+};
+
+}  // namespace Tarn

@@ -1,0 +1,53 @@
+#pragma once
+
+/// Integer formulas of swiss knives: parsed once, evaluated at each read, written out again with every operation
+/// in parentheses.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Tarn {
+
+/// A parsed formula. Copies share the parsed form.
+///
+/// Operators, tightest first; those of one line are equal and group from the left (as GenApi's reference
+/// implementation has them): functions SGN() NEG() and unary - + ~; ** << >> & ^ |; * / %; + -;
+/// < <= > >= = <> && ||; ? :. Literals: decimal, or hexadecimal after 0x.
+class Formula {
+ public:
+  struct Term;
+
+  Formula() = default;
+
+  /// \param variables  names that the text may use
+  /// Throws: EngineError kFormula with the place of the fault.
+  static Formula Parse(std::string_view text, std::span<const std::string> variables);
+
+  bool Empty() const { return terms_ == nullptr; }
+
+  /// Value with the variables' present values, asked for by their index in Parse's list.
+  ///
+  /// 64-bit arithmetic that wraps; quotients are floored; a remainder has the sign of the dividend; a power with a
+  /// negative exponent is 0 unless the base is 1 or -1. Both branches of ? : and both sides of && || are evaluated,
+  /// as GenApi has it.
+  /// Throws: EngineError kNoValue on division or remainder by zero and on shifts outside 0..63.
+  /// Requires: !Empty().
+  std::int64_t Evaluate(const std::function<std::int64_t(std::size_t)>& variable) const;
+
+  /// The formula with every operation in parentheses, so that clients with other precedences agree.
+  /// \param names  what to call the variables
+  std::string Parenthesised(std::span<const std::string> names) const;
+
+  /// True when the formula uses variable `index`.
+  bool Uses(std::size_t index) const;
+
+ private:
+  std::shared_ptr<const std::vector<Term>> terms_;  ///< operands before their operator; the last is the result
+};
+
+}  // namespace Tarn
