@@ -58,7 +58,7 @@ Endpoint LocalName(const OwnedFd& socket) {
   if (::getsockname(socket.Get(), Generic(address), &size) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot read a socket's address");
   }
-  return ToEndpoint(address);
+  return FromSocketAddress(address);
 }
 
 /// Number of the interface through which a datagram came; 0 when the system did not tell.
@@ -104,7 +104,8 @@ std::optional<ControlSockets::Received> ControlSockets::Receive(int fd, MutableB
 
     const bool broadcast = fd != sockets_[0].Get();
     if (broadcast && ArrivalInterface(message) != interface_) continue;
-    return Received{buffer.first(static_cast<std::size_t>(size)), ToEndpoint(source), broadcast, Now()};
+    return Received{buffer.first(static_cast<std::size_t>(size)), FromSocketAddress(source), broadcast,
+                    Now()};
   }
   return std::nullopt;
 }

@@ -17,7 +17,7 @@ inline sockaddr_in ToSocketAddress(Endpoint endpoint) noexcept {
   return address;
 }
 
-inline Endpoint ToEndpoint(const sockaddr_in& address) noexcept {
+inline Endpoint FromSocketAddress(const sockaddr_in& address) noexcept {
   return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
 }
 
