@@ -1,0 +1,115 @@
+#pragma once
+
+/// The Python object behind every type: a thin wrapper that shares a native object.
+
+#include <Python.h>
+
+#include <memory>
+#include <stdexcept>
+#include <type_traits>
+
+#include "binding/callable_registry.h"
+#include "binding/py_ref.h"
+
+namespace Tarn::Binding {
+
+/// What a wrapper knows beside its native object: the callables that wait for the object's events, and, in
+/// derived records, the wrappers handed out for the object's children. Owned by one wrapper, made when first
+/// needed.
+class ObjMeta {
+ public:
+  ObjMeta() = default;
+  virtual ~ObjMeta() = default;
+  ObjMeta(const ObjMeta&) = delete;
+  ObjMeta& operator=(const ObjMeta&) = delete;
+
+  CallableRegistry callables;
+};
+
+/// A shared reference to a native object, converted from a pointer to the object's root class (see Held).
+using Holder = std::shared_ptr<void>;
+
+/// The layout of all our Python objects. A null holder means that there is no native object: the wrapper was
+/// never bound, or it was cut off from its parent. There is no way back.
+struct Wrapper {
+  PyObject ob_base;
+  Holder* holder;
+  ObjMeta* meta;
+  PyObject* weak_list;
+};
+static_assert(sizeof(void*) != 8 || (sizeof(Wrapper) == 40 && sizeof(Holder) == 16));
+
+inline Wrapper* AsWrapper(PyObject* object) noexcept { return reinterpret_cast<Wrapper*>(object); }
+
+/// How wrappers hold a native class. Specialise it for classes with a common root (the holder is typed as the
+/// root, and extraction casts down at run time) and for plain value records.
+template <class T>
+struct Held {
+  using Root = T;
+  static constexpr bool kValue = false;
+};
+
+/// Throws the error of a wrapper without (such) a native object.
+[[noreturn]] void ThrowGone(bool value);
+
+/// A new wrapper of `type` over the holder. Throws: std::bad_alloc.
+PyRef BindHolder(PyTypeObject* type, Holder holder);
+
+/// Fills a wrapper that the interpreter allocated, in a constructor. Requires: not bound yet.
+void Adopt(PyObject* wrapper, Holder holder);
+
+template <class T>
+Holder MakeHolder(std::shared_ptr<T> native) {
+  return std::shared_ptr<typename Held<T>::Root>(std::move(native));
+}
+
+/// A new wrapper of `type` for a native object.
+template <class T>
+PyRef Bind(PyTypeObject* type, std::shared_ptr<T> native) {
+  return BindHolder(type, MakeHolder(std::move(native)));
+}
+
+/// The native object of a wrapper; the reference keeps it alive while the caller works, even when the wrapper
+/// is cut off meanwhile. Requires: the wrapper is an instance of a type that is bound with T's root. Throws:
+/// std::runtime_error when there is none, or when it is no T.
+template <class T>
+std::shared_ptr<T> Extract(PyObject* wrapper) {
+  using Root = typename Held<T>::Root;
+  const Holder* holder = AsWrapper(wrapper)->holder;
+  if (!holder || !*holder) ThrowGone(Held<T>::kValue);
+  auto root = std::static_pointer_cast<Root>(*holder);
+  if constexpr (std::is_same_v<Root, T>) {
+    return root;
+  } else {
+    auto native = std::dynamic_pointer_cast<T>(std::move(root));
+    if (!native) ThrowGone(Held<T>::kValue);
+    return native;
+  }
+}
+
+/// True when the wrapper shares this native object. `native` is a pointer to the root class.
+inline bool Holds(PyObject* wrapper, const void* native) noexcept {
+  const Holder* holder = AsWrapper(wrapper)->holder;
+  return holder && holder->get() == native;
+}
+
+/// Gives a wrapper its record. Requires: it has none yet.
+void Attach(PyObject* wrapper, std::unique_ptr<ObjMeta> meta) noexcept;
+
+/// The wrapper's record; a bare one is made when there is none.
+ObjMeta& MetaOf(PyObject* wrapper);
+
+/// The wrapper's record if it is an M, else null.
+template <class M>
+M* FindMeta(PyObject* wrapper) noexcept {
+  return dynamic_cast<M*>(AsWrapper(wrapper)->meta);
+}
+
+/// Takes meta record and native object away from a wrapper and leaves the Python object alive but empty.
+void CutOff(PyObject* wrapper) noexcept;
+
+/// The deallocation of every type. The type's own reference is kept on purpose: types live as long as the
+/// process.
+void Dealloc(PyObject* wrapper) noexcept;
+
+}  // namespace Tarn::Binding
