@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Writes the pixel format list as macro calls, ordered by value.
 
-One line each: TARN_PFNC(value, name, components, family), the last three bare words or numbers. Who includes the
-file defines the macro and takes the columns that he needs. Bits per pixel are part of the value.
+One line each: TARN_PFNC(value, name, components, family), the last three bare words or numbers. Who includes
+the file defines the macro and takes the columns that he needs. Bits per pixel are part of the value.
 """
 
 import csv
