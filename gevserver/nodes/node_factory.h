@@ -1,0 +1,27 @@
+#pragma once
+
+/// The right node object for a handle.
+
+#include <memory>
+
+#include "core/handle_guard.h"
+
+namespace Tarn::GevServer {
+class Node;
+class NodeMap;
+}  // namespace Tarn::GevServer
+
+namespace Tarn::GevServer::Private {
+
+inline constexpr const char* kNoLengthOfNode = "failed to get node register length";
+inline constexpr const char* kNoLengthInListing = "failed to get register length";
+
+/// The object of a library node: the one that exists, else a new one of the class that type and length
+/// select. \param map             the map of a new object \param length_failure  text for a register whose
+/// length cannot be had Throws: the kind of the library's code, with "failed to get node type" or
+/// `length_failure`; std::runtime_error
+///   "invalid node type".
+std::shared_ptr<Node> NodeOfHandle(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map,
+                                   const char* length_failure);
+
+}  // namespace Tarn::GevServer::Private
