@@ -10,7 +10,6 @@
 
 #include "base/mutex.h"
 #include "core/gen_api_version.h"
-#include "gevserver/library/tr_types.h"
 
 namespace Tarn::GevServer {
 
@@ -81,21 +80,18 @@ class NodeMap : public std::enable_shared_from_this<NodeMap> {
   std::shared_ptr<ServerBase> Server() const { return server_.lock(); }
 
  private:
-  friend class Node;
-  enum class Lookup { Single, Listing };
+  friend class Node;  // lists adopted entries
 
   explicit NodeMap(std::weak_ptr<ServerBase> server);
 
-  TR_HANDLE ServerHandle() const noexcept;
   void LoadNames();
-  std::shared_ptr<Node> ObjectOf(const std::string& name_only, Lookup lookup);
+  std::shared_ptr<Node> ObjectOf(const std::string& name_only, const char* length_failure);
   std::shared_ptr<Node> Cached(const std::string& name_only) const;
-  void Remember(const std::string& name_only, const std::shared_ptr<Node>& node);
-  void Forget(const std::string& name_only);
-  // An entry joins the map together with its enumeration. The first of a name is listed.
-  void Adopt(const std::shared_ptr<Node>& entry);
-  void AdoptEntries(const std::shared_ptr<Node>& node);
-  void ReleaseEntries(const std::vector<std::shared_ptr<Node>>& entries);
+  void Join(const std::string& name_only, const std::shared_ptr<Node>& node);
+  // An entry joins the map together with its enumeration; the name goes on meaning the first entry of that
+  // name.
+  void List(const std::shared_ptr<Node>& entry);
+  void Leave(const std::string& name_only, const std::shared_ptr<Node>& node);
 
   const std::weak_ptr<ServerBase> server_;
   mutable Mutex mutex_;  // not held during library calls
