@@ -1,0 +1,82 @@
+"""A client's view of a camera's features: finds the register behind a name in the description file.
+
+Knows only what a test needs: fixed addresses, whole registers and bit fields of four bytes, commands, texts.
+"""
+
+import io
+import xml.etree.ElementTree as ElementTree
+import zipfile
+
+from gvcp_client import ControlClient
+
+_XMLNS = "{http://www.genicam.org/GenApi/Version_1_1}"
+_REGISTERS = {"IntReg", "MaskedIntReg", "StringReg", "FloatReg"}
+
+
+def description(client: ControlClient) -> bytes:
+    """The camera's XML, unzipped when it comes zipped."""
+    name, data = client.description()
+    if not name.lower().endswith(".zip"):
+        return data
+    with zipfile.ZipFile(io.BytesIO(data)) as archive:
+        (only,) = archive.namelist()
+        return archive.read(only)
+
+
+class Features:
+    """The features of the camera that `client` talks to, by name."""
+
+    def __init__(self, client: ControlClient) -> None:
+        self._client = client
+        self.xml = ElementTree.fromstring(description(client))
+        self._nodes = {node.get("Name"): node for node in self.xml.iter() if node.get("Name")}
+
+    def register(self, name: str) -> tuple[int, int]:
+        """Address and length of the register at the end of the feature's value chain."""
+        node = self._node_of_register(name)
+        addresses = [int(text.text, 0) for text in node.findall(f"{_XMLNS}Address")]
+        assert addresses, f"no fixed address behind {name}"
+        return sum(addresses), int(self._text(node, "Length"), 0)
+
+    def execute(self, name: str) -> None:
+        """Write a command's value to its register."""
+        self._client.write_register(
+            self.register(name)[0], int(self._text(self._nodes[name], "CommandValue"), 0)
+        )
+
+    def read(self, name: str) -> int:
+        """The register behind an integer feature of at most four bytes; a bit field's own bits."""
+        low, width = self._field(name)
+        return self._client.read_register(self.register(name)[0]) >> low & ((1 << width) - 1)
+
+    def write(self, name: str, value: int) -> None:
+        low, width = self._field(name)
+        address, _ = self.register(name)
+        if width < 32:
+            mask = ((1 << width) - 1) << low
+            value = self._client.read_register(address) & ~mask | value << low
+        self._client.write_register(address, value)
+
+    def _field(self, name: str) -> tuple[int, int]:
+        """Shift of the lowest bit, counted from the least significant one, and number of bits."""
+        node = self._node_of_register(name)
+        if (bit := self._text(node, "Bit")) is not None:
+            return 31 - int(bit), 1
+        first, last = self._text(node, "MSB"), self._text(node, "LSB")
+        if first is None or last is None:
+            return 0, 32
+        first, last = sorted((int(first), int(last)))
+        return 31 - last, last - first + 1
+
+    def _node_of_register(self, name: str) -> ElementTree.Element:
+        node = self._nodes[name]
+        while node.tag.removeprefix(_XMLNS) not in _REGISTERS:
+            target = self._text(node, "pValue")
+            assert target, f"{node.get('Name')} has no value of its own and no pValue"
+            node = self._nodes[target]
+        return node
+
+    @staticmethod
+    def _text(node: ElementTree.Element, tag: str) -> str | None:
+        found = node.find(f"{_XMLNS}{tag}")
+        return None if found is None else found.text

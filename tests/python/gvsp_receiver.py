@@ -1,0 +1,252 @@
+"""The stream side of a GigE Vision client: receives packets, assembles frames, asks for resends.
+
+Written from the standard's tables like the control side. The receiver has a thread of its own; frames are
+handed over whole, or with gaps when nothing more came for them.
+"""
+
+import contextlib
+import dataclasses
+import socket
+import struct
+import threading
+import time
+from collections.abc import Callable
+
+from gvcp_client import PORT, resend_command
+
+LEADER, TRAILER, PAYLOAD = 1, 2, 3
+IMAGE = 0x0001
+_BUFFER_BYTES = 16 << 20
+_GIVE_UP_AFTER = 1.0  # seconds without a packet of an open frame
+_ASK_AFTER = 0.02  # seconds without a packet of an open frame
+_ASK_TIMES = 20
+
+
+@dataclasses.dataclass(frozen=True)
+class Packet:
+    """One stream packet without its header."""
+
+    status: int
+    block: int
+    kind: int  # 0 for a test packet
+    number: int
+    data: bytes
+    extended: bool
+    flags: int
+    source: tuple[str, int]
+
+    @classmethod
+    def decode(cls, datagram: bytes, source: tuple[str, int]) -> "Packet":
+        status, block, word = struct.unpack_from(">HHI", datagram)
+        if word >> 24 & 0x80:
+            flags = block
+            block, number = struct.unpack_from(">QI", datagram, 8)
+            return cls(status, block, word >> 24 & 0x0F, number, datagram[20:], True, flags, source)
+        return cls(status, block, word >> 24 & 0x0F, word & 0xFFFFFF, datagram[8:], False, 0, source)
+
+
+@dataclasses.dataclass(frozen=True)
+class Leader:
+    """The image leader's fields."""
+
+    payload_type: int
+    timestamp: int
+    pixel_format: int
+    width: int
+    height: int
+    offset_x: int
+    offset_y: int
+    padding_x: int
+    padding_y: int
+
+    @classmethod
+    def decode(cls, data: bytes) -> "Leader":
+        assert len(data) == 36, f"an image leader of {len(data)} bytes"
+        return cls(*struct.unpack(">xxHQIIIIIHH", data))
+
+
+class Frame:
+    """One block: packets by number, and the statuses of all packets that came for it, repeats included."""
+
+    def __init__(self, block: int) -> None:
+        self.block = block
+        self.packets: dict[int, Packet] = {}
+        self.statuses: list[int] = []
+        self.repeats = 0
+        self.trailer: int | None = None  # its packet number
+        self.last_heard = time.monotonic()
+        self.asked = 0
+
+    def add(self, packet: Packet) -> None:
+        self.statuses.append(packet.status)
+        self.last_heard = time.monotonic()
+        if packet.status & 0x8000:
+            return
+        self.repeats += packet.number in self.packets
+        self.packets.setdefault(packet.number, packet)
+        if packet.kind == TRAILER:
+            self.trailer = packet.number
+
+    @property
+    def is_whole(self) -> bool:
+        return self.trailer is not None and len(self.packets) == self.trailer + 1
+
+    def missing(self) -> list[tuple[int, int]]:
+        """Gaps as (first, last), up to the trailer or, before it came, the highest packet seen."""
+        gaps: list[tuple[int, int]] = []
+        end = self.trailer if self.trailer is not None else max(self.packets, default=0)
+        for number in range(end + 1):
+            if number in self.packets:
+                continue
+            if gaps and gaps[-1][1] == number - 1:
+                gaps[-1] = (gaps[-1][0], number)
+            else:
+                gaps.append((number, number))
+        if self.trailer is None:
+            gaps.append((max(self.packets, default=-1) + 1, 0xFFFFFFFF))
+        return gaps
+
+    @property
+    def leader(self) -> Leader:
+        assert self.packets[0].kind == LEADER
+        return Leader.decode(self.packets[0].data)
+
+    @property
+    def image(self) -> bytes:
+        """The data packets' bytes, each put where its number says; their sizes must agree with that."""
+        assert self.is_whole, f"block {self.block} lacks {self.missing()}"
+        parts = [self.packets[number] for number in range(1, self.trailer)]
+        assert {part.kind for part in parts} <= {PAYLOAD}
+        assert len({len(part.data) for part in parts[:-1]}) <= 1
+        assert not parts[1:] or 0 < len(parts[-1].data) <= len(parts[0].data)
+        return b"".join(part.data for part in parts)
+
+    @property
+    def lines_sent(self) -> int:
+        """Size y of the trailer."""
+        reserved, payload_type, lines = struct.unpack(">HHI", self.packets[self.trailer].data)
+        assert (reserved, payload_type) == (0, self.leader.payload_type)
+        return lines
+
+
+class StreamReceiver:
+    """Receives on a port of `local`; set SCDA and SCP to `endpoint` to get the stream.
+
+    Parameters
+    ----------
+    drop : callable, optional
+        Called with (block, packet number, copies seen before); true makes the receiver blind to that packet.
+    resend_from : str, optional
+        Address of the device to ask for missing packets; None never asks.
+    """
+
+    def __init__(
+        self,
+        *,
+        local: str = "127.0.0.1",
+        drop: Callable[[int, int, int], bool] | None = None,
+        resend_from: str | None = None,
+    ) -> None:
+        self.test_packets: list[bytes] = []
+        self.frames: list[Frame] = []  # in the order of their ends
+        self.refusals: list[Packet] = []  # packets with an error status
+        self.packets_seen = 0
+        self.sources: set[tuple[str, int]] = set()
+        self._drop = drop
+        self._device = (resend_from, PORT) if resend_from else None
+        self._open: dict[int, Frame] = {}
+        self._done: set[int] = set()
+        self._copies: dict[tuple[int, int], int] = {}
+        self._changed = threading.Condition()
+        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        try:
+            self._socket.setsockopt(socket.SOL_SOCKET, 33, _BUFFER_BYTES)  # SO_RCVBUFFORCE
+        except PermissionError:
+            self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER_BYTES)
+        self._socket.bind((local, 0))
+        self._socket.settimeout(_ASK_AFTER / 2)
+        self._ending = False
+        self._thread = threading.Thread(target=self._run, daemon=True)
+        self._thread.start()
+
+    def __enter__(self) -> "StreamReceiver":
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        self._ending = True
+        self._thread.join()
+        self._socket.close()
+
+    @property
+    def endpoint(self) -> tuple[str, int]:
+        return self._socket.getsockname()
+
+    @property
+    def port(self) -> int:
+        return self.endpoint[1]
+
+    def wait_frames(self, count: int, timeout: float = 20.0) -> list[Frame]:
+        """The first `count` frames; fails when they do not come in time."""
+        with self._changed:
+            if not self._changed.wait_for(lambda: len(self.frames) >= count, timeout):
+                raise AssertionError(
+                    f"{len(self.frames)} of {count} frames, {self.packets_seen} packets came"
+                )
+            return self.frames[:count]
+
+    def wait_test_packets(self, count: int, timeout: float) -> list[bytes]:
+        """Up to `count` test packets' UDP payloads, as many as came in time."""
+        with self._changed:
+            self._changed.wait_for(lambda: len(self.test_packets) >= count, timeout)
+            return self.test_packets[:count]
+
+    def _run(self) -> None:
+        while not self._ending:
+            with contextlib.suppress(TimeoutError):
+                self._take(*self._socket.recvfrom(65536))
+            self._look_after_open_frames()
+
+    def _take(self, datagram: bytes, source: tuple[str, int]) -> None:
+        packet = Packet.decode(datagram, source)
+        with self._changed:
+            self.packets_seen += 1
+            self.sources.add(source)
+            if packet.block == 0:
+                self.test_packets.append(datagram)
+                self._changed.notify_all()
+                return
+            if packet.status & 0x8000:
+                self.refusals.append(packet)
+            key = (packet.block, packet.number)
+            copies = self._copies.get(key, 0)
+            self._copies[key] = copies + 1
+            if packet.block in self._done or (self._drop and self._drop(*key, copies)):
+                return
+            frame = self._open.setdefault(packet.block, Frame(packet.block))
+            frame.add(packet)
+            if frame.is_whole:
+                self._finish(frame)
+
+    def _finish(self, frame: Frame) -> None:
+        self._done.add(frame.block)
+        del self._open[frame.block]
+        self.frames.append(frame)
+        self._changed.notify_all()
+
+    def _look_after_open_frames(self) -> None:
+        now = time.monotonic()
+        with self._changed:
+            for frame in list(self._open.values()):
+                silent = now - frame.last_heard
+                if silent > _GIVE_UP_AFTER:
+                    self._finish(frame)
+                elif self._device and silent > _ASK_AFTER and frame.asked < _ASK_TIMES:
+                    frame.asked += 1
+                    frame.last_heard = now
+                    self._ask_for(frame)
+
+    def _ask_for(self, frame: Frame) -> None:
+        extended = any(packet.extended for packet in frame.packets.values())
+        for first, last in frame.missing():
+            # From the stream socket, as clients in the field do.
+            self._socket.sendto(resend_command(frame.block, first, last, extended=extended), self._device)
