@@ -10,7 +10,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <thread>
 
+#include "base/mutex.h"
 #include "engine/stream/image_block.h"
 #include "engine/stream/stream_config.h"
 
@@ -100,6 +102,8 @@ class StreamChannel {
  private:
   class Core;
   std::shared_ptr<Core> core_;  // shared with the stream loop, which may outlive the channel
+  Mutex closing_;               // one thread joins
+  std::thread loop_;
 };
 
 }  // namespace Tarn

@@ -15,7 +15,12 @@ namespace Tarn {
 /// Content of a stream packet, low four bits of the format byte.
 enum class StreamFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3 };
 
-enum class PayloadType : std::uint16_t { Image = 0x0001, ImageWithChunks = 0x4001 };
+enum class PayloadType : std::uint16_t { Image = 0x0001 };
+
+/// In front of the stream header, part of a packet's size.
+inline constexpr std::size_t kIpv4HeaderSize = 20;
+inline constexpr std::size_t kUdpHeaderSize = 8;
+inline constexpr std::size_t kDatagramOverhead = kIpv4HeaderSize + kUdpHeaderSize;
 
 /// Status field of a stream packet; 0 is success.
 namespace StreamStatus {
@@ -74,7 +79,7 @@ struct ImageLeader {
   void Encode(ByteWriter& out) const noexcept;
 };
 
-/// Body of a trailer packet for an image without chunks.
+/// Body of a trailer packet for an image.
 ///
 ///    0          2      4        8
 ///    | reserved | type | size y |

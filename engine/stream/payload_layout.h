@@ -41,6 +41,9 @@ class PayloadLayout {
     }
     planes_[plane_count_++] = plane;
     size_ += plane.Size();
+    if (plane.rows > 1) {
+      shortest_row_ = shortest_row_ == 0 ? plane.row_bytes : std::min(shortest_row_, plane.row_bytes);
+    }
   }
 
   std::size_t Size() const noexcept { return size_; }
@@ -67,8 +70,11 @@ class PayloadLayout {
     }
   }
 
-  /// An upper limit for the pieces of any slice of `length` bytes.
-  std::size_t MaxPieces(std::size_t length) const noexcept;
+  /// An upper limit for the pieces of any slice of `length` bytes: whole rows, cut rows at both ends, borders
+  /// of planes.
+  std::size_t MaxPieces(std::size_t length) const noexcept {
+    return shortest_row_ == 0 ? plane_count_ : length / shortest_row_ + 2 + plane_count_;
+  }
 
  private:
   template <class Take>
@@ -87,6 +93,7 @@ class PayloadLayout {
   std::array<PayloadPlane, kMaxPlanes> planes_{};
   std::size_t plane_count_ = 0;
   std::size_t size_ = 0;
+  std::size_t shortest_row_ = 0;  // of planes with several rows; 0: there are none
 };
 
 }  // namespace Tarn

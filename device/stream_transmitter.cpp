@@ -1,0 +1,256 @@
+#include "device/stream_transmitter.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Tarn {
+namespace {
+
+/// Trains show up uncut at packet sockets on loopback and virtual links, and some clients read through those;
+/// on real hardware the card or the driver cuts them before anybody looks.
+StreamDriver DriverFor(const StreamOptions& options) {
+  const bool wanted = options.driver == StreamDriver::Filter ||
+                      (options.driver == StreamDriver::Auto && options.hardware_interface);
+  return wanted && SegmentationWorks(options.local_address) ? StreamDriver::Filter : StreamDriver::Socket;
+}
+
+}  // namespace
+
+StreamTransmitter::StreamTransmitter(const StreamOptions& options)
+    : socket_(options.local_address),
+      interface_mtu_(options.interface_mtu),
+      driver_(DriverFor(options)),
+      store_(options.resend_depth) {}
+
+StreamCounters StreamTransmitter::Counters() const noexcept {
+  return {frames_.load(),         packets_.load(),      bytes_.load(),
+          resent_packets_.load(), failed_sends_.load(), dropped_blocks_.load()};
+}
+
+bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig& config) noexcept {
+  const PacketForm form{config.packet_size, config.extended_ids};
+  return Packetiser::Fits(payload.Size(), form) &&
+         payload.MaxPieces(form.DataBytes()) < DatagramBatch::kMaxPieces;
+}
+
+void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
+  const PacketForm form{config.packet_size, config.extended_ids};
+  if (form != form_) DropKept(gone);
+  if (config.HasDestination() && config.destination != config_.destination) {
+    explicit_peer_.reset();
+    if (!socket_.SetPeer(config.destination)) explicit_peer_ = config.destination;
+  }
+  socket_.SetDontFragment(config.dont_fragment);
+  pacer_.Configure(config.packet_delay, config.bytes_per_second);
+  config_ = config;
+  form_ = form;
+}
+
+void StreamTransmitter::Begin(ImageBlock&& block, std::uint64_t block_id, Blocks& gone) {
+  newest_block_ = block_id;
+  if (!config_.HasDestination() || !CanSend(block.payload, config_)) {
+    gone.push_back(std::move(block));
+    Add(dropped_blocks_, 1);
+    return;
+  }
+  current_.emplace(std::move(block), block_id, form_);
+  next_packet_ = 0;
+}
+
+void StreamTransmitter::Serve(const ResendRequest& request) {
+  CutBlock* const block = FindSent(request.block_id);
+  if (!block) {
+    Refuse(request,
+           store_.RefusalFor(request.block_id, newest_block_, form_.extended, config_.extended_status));
+    return;
+  }
+  if (request.first > block->packets.TrailerId()) {
+    Refuse(request, config_.extended_status ? StreamStatus::kGone : StreamStatus::kUnavailable);
+    return;
+  }
+  const std::uint64_t end = std::min<std::uint64_t>(std::uint64_t{request.last} + 1, block->packets.Count());
+  serving_ =
+      Resend{request.block_id, request.first, static_cast<std::uint32_t>(end), ResendDestination(request)};
+}
+
+std::optional<Endpoint> StreamTransmitter::ResendDestination(const ResendRequest& request) const noexcept {
+  return config_.resend_to_requester ? std::optional(request.requester) : std::nullopt;
+}
+
+void StreamTransmitter::Refuse(const ResendRequest& request, std::uint16_t status) {
+  StreamHeader header;
+  header.status = status;
+  header.format = StreamFormat::Payload;
+  header.extended = form_.extended;
+  header.block_id = request.block_id;
+  header.packet_id = request.first;
+  ByteWriter out(ends_[0]);
+  header.Encode(out);
+
+  StartBatch(ResendDestination(request));
+  batch_.Begin(out.Size(), 1);
+  batch_.Add(ends_[0].data(), out.Size());
+  SendGathered(std::atomic<bool>{false});
+}
+
+CutBlock* StreamTransmitter::FindSent(std::uint64_t block_id) noexcept {
+  if (current_ && current_->packets.BlockId() == block_id) return &*current_;
+  return store_.Find(block_id);
+}
+
+std::uint32_t StreamTransmitter::SentCount(const CutBlock& block) const noexcept {
+  const bool is_current = current_ && &block == &*current_;
+  return is_current ? next_packet_ : block.packets.Count();
+}
+
+std::optional<Instant> StreamTransmitter::Due() const noexcept {
+  if (pacer_.Unlimited()) return std::nullopt;
+  return pacer_.Due();
+}
+
+void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
+  const bool resend = serving_ && (!current_ || resend_turn_);
+  resend_turn_ = !resend;
+  if (resend) {
+    StepResend(stop);
+  } else {
+    StepBlock(stop, gone);
+  }
+}
+
+void StreamTransmitter::StepBlock(const std::atomic<bool>& stop, Blocks& gone) {
+  StartBatch(std::nullopt);
+  Gather(*current_, {next_packet_, current_->packets.Count()});
+  next_packet_ += static_cast<std::uint32_t>(SendGathered(stop));
+  if (next_packet_ < current_->packets.Count()) return;
+
+  Add(frames_, 1);
+  KeepCurrent(gone);
+}
+
+void StreamTransmitter::KeepCurrent(Blocks& gone) {
+  std::optional<CutBlock> evicted = store_.Keep(std::move(*current_));
+  current_.reset();
+  if (evicted) gone.push_back(std::move(evicted->block));
+}
+
+void StreamTransmitter::StepResend(const std::atomic<bool>& stop) {
+  CutBlock* const block = FindSent(serving_->block_id);
+  // What was not sent yet is on its way anyhow.
+  const std::uint32_t end =
+      block && block->resend_budget != 0 ? std::min(serving_->end, SentCount(*block)) : 0;
+  if (serving_->next >= end) {
+    serving_.reset();
+    return;
+  }
+  StartBatch(serving_->destination);
+  const auto status = config_.extended_status ? StreamStatus::kResent : StreamStatus::kSuccess;
+  Gather(*block, {serving_->next, end, status, StreamHeader::kResendFlag});
+  const std::size_t sent = SendGathered(stop);
+  Add(resent_packets_, sent);
+  block->resend_budget -= std::min<std::uint64_t>(block->resend_budget, sent);
+  serving_->next += static_cast<std::uint32_t>(sent);
+}
+
+void StreamTransmitter::DropCurrent(Blocks& gone) {
+  if (!current_) return;
+  Add(dropped_blocks_, 1);
+  // It takes its turn in the store, so that owners are told in the order of sending, but is not sent again.
+  current_->resend_budget = 0;
+  KeepCurrent(gone);
+}
+
+void StreamTransmitter::DropKept(Blocks& gone) {
+  serving_.reset();
+  while (std::optional<CutBlock> oldest = store_.TakeOldest()) gone.push_back(std::move(oldest->block));
+}
+
+void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t packet_size) noexcept {
+  static constexpr std::array<std::uint8_t, 1024> kZeros{};
+  if (packet_size <= kDatagramOverhead) return;
+  const std::size_t size = packet_size - kDatagramOverhead;
+  batch_.Clear(1);
+  batch_.SetDestination(destination);
+  batch_.Begin(size, size / kZeros.size() + 1);
+  for (std::size_t left = size; left != 0;) {
+    const std::size_t piece = std::min(left, kZeros.size());
+    batch_.Add(kZeros.data(), piece);
+    left -= piece;
+  }
+  socket_.SetDontFragment(true);
+  SendBatch(socket_, batch_, std::atomic<bool>{false});
+  socket_.SetDontFragment(config_.dont_fragment);
+}
+
+bool StreamTransmitter::UsesTrains() const noexcept {
+  // Segments are never fragmented, so larger packets have to go alone.
+  return driver_.load(std::memory_order_relaxed) == StreamDriver::Filter && !train_refused_ &&
+         form_.packet_size <= interface_mtu_;
+}
+
+void StreamTransmitter::StartBatch(const std::optional<Endpoint>& destination) noexcept {
+  batch_.Clear(UsesTrains() ? Train::kMaxSegments : 1);
+  if (destination) {
+    batch_.SetDestination(*destination);
+  } else if (explicit_peer_) {
+    batch_.SetDestination(*explicit_peer_);
+  } else {
+    batch_.ClearDestination();
+  }
+}
+
+std::size_t StreamTransmitter::GroupLimit(const PacketForm& form) const noexcept {
+  return pacer_.Unlimited() ? kMaxGroup : std::min(kMaxGroup, pacer_.GroupPackets(form.packet_size));
+}
+
+void StreamTransmitter::Gather(const CutBlock& block, const Range& range) noexcept {
+  const Packetiser& packets = block.packets;
+  const PayloadLayout& payload = block.block.payload;
+  const std::size_t header_size = packets.Form().HeaderSize();
+  const std::size_t max_pieces = 1 + payload.MaxPieces(packets.Form().DataBytes());
+  const DataHeader header = packets.DataHeaders(range.status, range.flags);
+  const auto count = std::min<std::size_t>(range.end - range.first, GroupLimit(packets.Form()));
+  std::uint8_t* at = headers_.data();
+  const std::uint32_t end = range.first + static_cast<std::uint32_t>(count);
+  for (std::uint32_t id = range.first; id < end; ++id) {
+    if (!packets.IsData(id)) {
+      GatherEnd(block, id, range);
+      continue;
+    }
+    const Packetiser::Slice slice = packets.SliceOf(id);
+    if (!batch_.Begin(header_size + slice.size, max_pieces)) return;
+    header.Write(at, id);
+    batch_.Add(at, header_size);
+    at += header_size;
+    payload.ForEachPiece(slice.offset, slice.size,
+                         [this](const std::uint8_t* bytes, std::size_t size) { batch_.Add(bytes, size); });
+  }
+}
+
+void StreamTransmitter::GatherEnd(const CutBlock& block, std::uint32_t id, const Range& range) noexcept {
+  auto& bytes = ends_[id == 0 ? 0 : 1];
+  const std::size_t size = block.packets.EncodeEnd(id, range.status, range.flags, bytes);
+  if (batch_.Begin(size, 1)) batch_.Add(bytes.data(), size);
+}
+
+/// Returns the packets that are done with.
+std::size_t StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexcept {
+  const BatchResult result = SendBatch(socket_, batch_, stop);
+  const std::size_t done = result.sent + result.failed;
+  Add(packets_, result.sent);
+  Add(bytes_, result.sent_bytes);
+  Add(failed_sends_, result.failed);
+  if (!pacer_.Unlimited()) pacer_.Sent(Now(), done, result.sent_bytes + done * kDatagramOverhead);
+
+  // A refusal may as well be the destination's fault (an address that was taken away gives the same error):
+  // the datagrams are tried alone, and trains are given up for good when that works.
+  if (result.train_refused) {
+    train_refused_ = true;
+  } else if (train_refused_ && done != 0) {
+    if (result.sent != 0) driver_ = StreamDriver::Socket;
+    train_refused_ = false;
+  }
+  return done;
+}
+
+}  // namespace Tarn
