@@ -5,27 +5,27 @@
 
 #include <Python.h>
 
-#include "gevserver/library/tr_types.h"
+#include "binding/export.h"
 
 namespace tarn {
 
-TR_API PyTypeObject* TypeObject__Size2D__();
-TR_API PyTypeObject* TypeObject__Point2D__();
-TR_API PyTypeObject* TypeObject__DataType__();
-TR_API PyTypeObject* TypeObject__GenApiVersion__();
-TR_API PyTypeObject* TypeObject__NetworkConnection__();
-TR_API PyTypeObject* TypeObject__EventCookie__();
-TR_API PyTypeObject* TypeObject__Image__();
-TR_API PyTypeObject* TypeObject__DeviceImage__();
-TR_API PyTypeObject* TypeObject__VinImage__();
-TR_API PyTypeObject* TypeObject__VideoImage__();
-TR_API PyTypeObject* TypeObject__EmuImage__();
-TR_API PyTypeObject* TypeObject__StreamImage__();
-TR_API PyTypeObject* TypeObject__MultiPartImage__();
-TR_API PyTypeObject* TypeObject__RingBufferImage__();
-TR_API PyTypeObject* TypeObject__BufferImage__();
-TR_API PyTypeObject* TypeObject__WrappedImage__();
-TR_API PyTypeObject* TypeObject__Stream__();
-TR_API PyTypeObject* TypeObject__IndexedStream__();
+TARN_EXPORT PyTypeObject* TypeObject__Size2D__();
+TARN_EXPORT PyTypeObject* TypeObject__Point2D__();
+TARN_EXPORT PyTypeObject* TypeObject__DataType__();
+TARN_EXPORT PyTypeObject* TypeObject__GenApiVersion__();
+TARN_EXPORT PyTypeObject* TypeObject__NetworkConnection__();
+TARN_EXPORT PyTypeObject* TypeObject__EventCookie__();
+TARN_EXPORT PyTypeObject* TypeObject__Image__();
+TARN_EXPORT PyTypeObject* TypeObject__DeviceImage__();
+TARN_EXPORT PyTypeObject* TypeObject__VinImage__();
+TARN_EXPORT PyTypeObject* TypeObject__VideoImage__();
+TARN_EXPORT PyTypeObject* TypeObject__EmuImage__();
+TARN_EXPORT PyTypeObject* TypeObject__StreamImage__();
+TARN_EXPORT PyTypeObject* TypeObject__MultiPartImage__();
+TARN_EXPORT PyTypeObject* TypeObject__RingBufferImage__();
+TARN_EXPORT PyTypeObject* TypeObject__BufferImage__();
+TARN_EXPORT PyTypeObject* TypeObject__WrappedImage__();
+TARN_EXPORT PyTypeObject* TypeObject__Stream__();
+TARN_EXPORT PyTypeObject* TypeObject__IndexedStream__();
 
 }  // namespace tarn
