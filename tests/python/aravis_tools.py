@@ -14,7 +14,7 @@ def tool(*arguments: str, program: str = "arv-tool-0.8", timeout: float = 60) ->
 
 
 def camera_test_counts(address: str, *options: str) -> dict[str, int]:
-    """What the camera test program counted; fails when a frame met trouble, which its exit code does not tell."""
+    """What the camera test program counted; its exit code does not tell of trouble with frames, this does."""
     output = tool("-n", address, *options, program="arv-camera-test-0.8")
     counts = {name: int(number) for name, number in re.findall(r"^(n_\w+) *= (\d+)$", output, re.M)}
     for trouble in ("failures", "underruns", "timeouts", "aborted", "missing_frames", "size_mismatch_errors"):

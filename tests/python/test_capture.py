@@ -77,7 +77,7 @@ def test_a_session_has_no_malformed_packet_and_no_warning(make_camera, tmp_path,
 
     faults = show(
         path,
-        "_ws.malformed || _ws.expert.severity >= 4194304",  # notes stay below, warnings and errors do not
+        "_ws.malformed || _ws.expert.severity >= 0x600000",  # warnings and errors
         "frame.protocols",
         "_ws.expert.message",
         stream_port=port,
@@ -86,7 +86,9 @@ def test_a_session_has_no_malformed_packet_and_no_warning(make_camera, tmp_path,
     # The judge saw what it was to judge: every kind of packet, by its own decoding.
     for condition, at_least in {
         "gvcp.cmd.command == 0x0002": 1,
-        "gvcp.cmd.command == 0x0003": 1,
+        "gvcp.ack == 0x0003": 1,
+        "gvcp.ack == 0x0083 && gvcp.cmd.status == 0": 3,
+        "gvcp.ack == 0x0085": 10,
         "gvcp.cmd.command == 0x0040": 20,
         "gvcp.cmd.command == 0x0084": 10,
         "gvcp.cmd.command == 0x0082": 3,
