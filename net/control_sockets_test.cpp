@@ -6,10 +6,8 @@
 
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "net/poller.h"
-#include "net/socket_address.h"
 
 namespace Tarn {
 namespace {
@@ -92,6 +90,30 @@ TEST(ControlSockets, LetDevicesShareBroadcastsButNoAddress) {
       EXPECT_EQ(e.code().value(), row.error);
     }
   }
+}
+
+// A client that discovers a device through an interface which is not the device's own opens it with the wrong
+// address for the stream.
+TEST(ControlSockets, HearNoBroadcastsOfOtherInterfaces) {
+  std::thread([] {
+    // The namespace is this thread's, and goes with it.
+    if (::unshare(CLONE_NEWNET) != 0) GTEST_SKIP() << "network namespaces need root";
+    ASSERT_EQ(std::system("ip link set lo up && ip link add tarn0 type veth peer name tarn1 && "
+                          "ip address add 10.9.0.1/24 dev tarn0 && ip link set tarn0 up"),
+              0);
+    ControlSockets local(kDevice, 0);
+    ControlSockets remote(0x0A09'0001, local.Local().port);
+    ControlSockets client(kClient, 0);
+    client.Send(Bytes("who is there"), {kLimitedBroadcast, local.Local().port});
+    client.Send(Bytes("you"), remote.Local());
+    EXPECT_EQ(Await(local).text, "who is there");
+    EXPECT_EQ(Await(remote).text, "you");  // so the broadcast would have arrived as well
+    std::array<std::uint8_t, 64> buffer{};
+    for (const int fd : remote.Fds()) {
+      ASSERT_GE(fd, 0);
+      EXPECT_FALSE(remote.Receive(fd, buffer));
+    }
+  }).join();
 }
 
 TEST(ControlSockets, GoOnWhenAClientVanished) {

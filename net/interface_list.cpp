@@ -71,10 +71,11 @@ unsigned SpeedOf(const std::string& name) {
 
 std::uint32_t BroadcastOf(const ifaddrs& entry, const Interface& made) {
   if (made.netmask >= 0xFFFF'FFFE) return 0;  // subnets of one or two addresses have none
-  if ((entry.ifa_flags & IFF_BROADCAST) != 0 && entry.ifa_broadaddr != nullptr)
-    return Ipv4(entry.ifa_broadaddr);
-  // Loopback is no broadcast medium by its flags, but routes its subnet's broadcast all the same.
-  return made.loopback ? made.address | ~made.netmask : 0;
+  const bool medium = (entry.ifa_flags & IFF_BROADCAST) != 0 && entry.ifa_broadaddr != nullptr;
+  const std::uint32_t configured = medium ? Ipv4(entry.ifa_broadaddr) : 0;
+  // The system routes the subnet's last address as broadcast even where none was configured, and on loopback,
+  // which is no broadcast medium by its flags.
+  return configured != 0 ? configured : made.address | ~made.netmask;
 }
 
 Interface Describe(const ifaddrs& entry, const ifaddrs* first) {
