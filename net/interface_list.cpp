@@ -69,13 +69,10 @@ unsigned SpeedOf(const std::string& name) {
   return file >> speed && speed > 0 ? static_cast<unsigned>(speed) : 0;
 }
 
-std::uint32_t BroadcastOf(const ifaddrs& entry, const Interface& made) {
-  if (made.netmask >= 0xFFFF'FFFE) return 0;  // subnets of one or two addresses have none
-  const bool medium = (entry.ifa_flags & IFF_BROADCAST) != 0 && entry.ifa_broadaddr != nullptr;
-  const std::uint32_t configured = medium ? Ipv4(entry.ifa_broadaddr) : 0;
-  // The system routes the subnet's last address as broadcast even where none was configured, and on loopback,
-  // which is no broadcast medium by its flags.
-  return configured != 0 ? configured : made.address | ~made.netmask;
+/// The subnet's last address, which the system routes as broadcast on every interface, loopback included, and
+/// whether or not a broadcast address was configured. Subnets of one or two addresses have none.
+std::uint32_t BroadcastOf(const Interface& made) {
+  return made.netmask >= 0xFFFF'FFFE ? 0 : made.address | ~made.netmask;
 }
 
 Interface Describe(const ifaddrs& entry, const ifaddrs* first) {
@@ -87,7 +84,7 @@ Interface Describe(const ifaddrs& entry, const ifaddrs* first) {
   made.netmask = Ipv4(entry.ifa_netmask);
   made.up = (entry.ifa_flags & IFF_UP) != 0;
   made.loopback = (entry.ifa_flags & IFF_LOOPBACK) != 0;
-  made.broadcast = BroadcastOf(entry, made);
+  made.broadcast = BroadcastOf(made);
   made.mac = MacOf(made.name, first);
   made.mtu = MtuOf(made.name);
   made.speed_mbit = SpeedOf(made.name);
