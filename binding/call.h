@@ -64,6 +64,10 @@ template <CallKind Kind, auto Function, Keyword... Names>
 class Caller<Kind, Signature<Function, Names...>> {
   template <class... P>
   static auto Decayed(std::tuple<P...>*) -> std::tuple<std::remove_cvref_t<P>...>;
+  template <class... V>
+  static constexpr std::size_t CountRequired(std::tuple<V...>*) {
+    return (std::size_t{0} + ... + (kIsOptional<V> ? 0 : 1));
+  }
   template <class All>
   static auto WithoutReceiver() {
     if constexpr (Kind == CallKind::Static) {
@@ -77,6 +81,7 @@ class Caller<Kind, Signature<Function, Names...>> {
   using Values = decltype(Decayed(WithoutReceiver<ParamsOf<Function>>()));
   static constexpr std::size_t kCount = sizeof...(Names);
   static_assert(std::tuple_size_v<Values> == kCount, "one name for each parameter");
+  static constexpr std::size_t kRequired = CountRequired(static_cast<Values*>(nullptr));
 
   /// Matches the arguments by number and names. False: they do not fit; no Python error is pending.
   static bool Parse(const RawCall& call, std::array<PyObject*, kCount>& objects) {
@@ -108,9 +113,19 @@ class Caller<Kind, Signature<Function, Names...>> {
   template <std::size_t... I>
   static bool ParseInto(const RawCall& call, std::array<PyObject*, kCount>& objects,
                         std::index_sequence<I...>) {
+    objects.fill(nullptr);
+    // A wrong number is common where overloads are tried, and the interpreter's own refusal is dear.
+    const Py_ssize_t positional = PyTuple_Size(call.args);
+    const auto given = static_cast<std::size_t>(positional + (call.kwargs ? PyDict_Size(call.kwargs) : 0));
+    if (given < kRequired || given > kCount) return false;
+    if (static_cast<std::size_t>(positional) == given) {
+      for (std::size_t i = 0; i < given; ++i) {
+        objects[i] = PyTuple_GetItem(call.args, static_cast<Py_ssize_t>(i));
+      }
+      return true;
+    }
     static const char* keywords[] = {Names.text..., nullptr};
     static const std::string format = Format(std::make_index_sequence<kCount>());
-    objects.fill(nullptr);
     if (PyArg_ParseTupleAndKeywords(call.args, call.kwargs, format.c_str(), const_cast<char**>(keywords),
                                     &objects[I]...)) {
       return true;

@@ -57,10 +57,12 @@ class NodeMapMeta : public RegisteredMeta {
   using RegisteredMeta::RegisteredMeta;
   ~NodeMapMeta() override;
 
-  /// The live wrapper recorded for the name, else what `create` makes; None is passed on and not recorded.
+  /// The wrapper of `native` recorded under its full name, else what `create` makes; None is passed on and
+  /// not recorded.
   template <class Create>
-  PyRef NodeObjectOrCreate(const std::string& full_name, Create&& create) {
-    if (PyRef live = Find(full_name)) return live;
+  PyRef NodeObjectOrCreate(const std::string& full_name, const void* native, Create&& create) {
+    const PyRef live = Find(full_name);
+    if (live && Holds(live.Get(), native)) return live;
     PyRef made = create();
     if (!Py_IsNone(made.Get())) Record(full_name, made.Get());
     return made;

@@ -1,0 +1,98 @@
+#include "module/node_wrapping.h"
+
+#include <stdexcept>
+
+#include "gevserver/node_map.h"
+#include "gevserver/nodes/boolean_node.h"
+#include "gevserver/nodes/category_node.h"
+#include "gevserver/nodes/command_node.h"
+#include "gevserver/nodes/enum_entry_node.h"
+#include "gevserver/nodes/enumeration_node.h"
+#include "gevserver/nodes/float_node.h"
+#include "gevserver/nodes/float_reg_node.h"
+#include "gevserver/nodes/int_reg_node.h"
+#include "gevserver/nodes/int_swiss_knife_node.h"
+#include "gevserver/nodes/integer_node.h"
+#include "gevserver/nodes/string_node.h"
+#include "gevserver/nodes/string_reg_node.h"
+
+namespace _tarn::gevserver {
+
+using namespace Tarn::Binding;
+namespace Native = Tarn::GevServer;
+
+namespace {
+
+struct Row {
+  bool (*fits)(const Native::Node& node);
+  PyTypeObject* (*type)();
+};
+
+template <class X>
+constexpr Row RowOf() {
+  return {[](const Native::Node& node) { return dynamic_cast<const X*>(&node) != nullptr; },
+          &NodeTypeOf<X>::Get};
+}
+
+// Derived classes ahead of their bases; the first that fits is the most derived one.
+constexpr Row kTypes[] = {
+    RowOf<Native::Int32RegNode>(),   RowOf<Native::Int64RegNode>(),      RowOf<Native::IntRegNode>(),
+    RowOf<Native::IntegerNode>(),    RowOf<Native::IntSwissKnifeNode>(), RowOf<Native::IntegerBaseNode>(),
+    RowOf<Native::Float32RegNode>(), RowOf<Native::Float64RegNode>(),    RowOf<Native::FloatRegNode>(),
+    RowOf<Native::FloatNode>(),      RowOf<Native::FloatBaseNode>(),     RowOf<Native::StringRegNode>(),
+    RowOf<Native::StringNode>(),     RowOf<Native::EnumerationNode>(),   RowOf<Native::SelectorNode>(),
+    RowOf<Native::BooleanNode>(),    RowOf<Native::CommandNode>(),       RowOf<Native::EnumEntryNode>(),
+    RowOf<Native::CategoryNode>(),   RowOf<Native::ValueNode>(),
+};
+
+PyTypeObject* TypeOf(const Native::Node& node) {
+  for (const Row& row : kTypes) {
+    if (row.fits(node)) return row.type();
+  }
+  return TypeObject__Node__();
+}
+
+PyRef NewWrapper(const NodePtr& node) {
+  PyRef wrapper = Bind(TypeOf(*node), node);
+  Attach(wrapper.Get(), std::make_unique<NodeMeta>(node.get(), wrapper.Get()));
+  return wrapper;
+}
+
+}  // namespace
+
+PyRef NodeMapOf(const Native::Node& node) {
+  const auto map = node.NodeMap();
+  return map ? LiveWrapper(map.get()) : PyRef();
+}
+
+PyRef WrapNode(const NodePtr& node) {
+  if (!node) return PyRef::None();
+  if (PyRef live = LiveWrapper(node.get())) return live;
+  const auto create = [&node] { return NewWrapper(node); };
+  const PyRef map = NodeMapOf(*node);
+  auto* meta = map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
+  return meta ? meta->NodeObjectOrCreate(node->Name(), node.get(), create) : create();
+}
+
+std::vector<NodePtr> WithEntries(const NodePtr& node) {
+  std::vector<NodePtr> nodes = {node};
+  if (const auto enumeration = std::dynamic_pointer_cast<Native::EnumerationNode>(node)) {
+    for (const auto& entry : enumeration->Entries()) nodes.push_back(entry);
+  }
+  return nodes;
+}
+
+void NodeJoinedMap(const NodePtr& node) {
+  const PyRef map = NodeMapOf(*node);
+  auto* meta = map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
+  if (!meta) throw std::runtime_error("No node map.");
+  for (const NodePtr& each : WithEntries(node)) {
+    const PyRef wrapper = LiveWrapper(each.get());
+    if (!wrapper) continue;
+    meta->Record(each->Name(), wrapper.Get());
+    if (!MetaOf(wrapper.Get()).callables.Empty()) meta->Keep(wrapper.Get());
+  }
+  meta->ForgetDictionary();
+}
+
+}  // namespace _tarn::gevserver
