@@ -16,8 +16,9 @@ inline constexpr std::uint16_t kControlPort = 3956;
 
 /// Largest control datagram with its IP header; the payload is what the other headers leave.
 inline constexpr std::size_t kMaxControlDatagram = 576;
-inline constexpr std::size_t kMaxControlPayload = kMaxControlDatagram - 20 - 8 - 8;  // IP, UDP, control header
-inline constexpr std::size_t kMaxMemoryBytes = kMaxControlPayload - 4;               // behind the address
+inline constexpr std::size_t kMaxControlPayload =
+    kMaxControlDatagram - 20 - 8 - 8;                                   // IP, UDP, control header
+inline constexpr std::size_t kMaxMemoryBytes = kMaxControlPayload - 4;  // behind the address
 
 enum class Command : std::uint16_t {
   Discovery = 0x0002,
@@ -63,7 +64,7 @@ struct CommandHeader {
   static constexpr std::size_t kSize = 8;
   static constexpr std::uint8_t kKey = 0x42;
 
-  std::uint8_t flags = 0;        ///< meaning depends on the command; kAckRequired is common to all
+  std::uint8_t flags = 0;  ///< meaning depends on the command; kAckRequired is common to all
   Command command{};
   std::uint16_t length = 0;      ///< payload after this header, bytes
   std::uint16_t request_id = 0;  ///< echoed in the answer

@@ -23,19 +23,22 @@ std::string AddressText(std::uint64_t address) {
 
 }  // namespace
 
-FeatureTree::~FeatureTree() {
-  // Nodes that their users keep are free again; links among them stay.
+void FeatureTree::Release() noexcept {
   for (const NodePtr& node : nodes_) {
     node->tree = nullptr;
     // Entries that share their name with another node are not listed.
     if (node->kind != NodeKind::Enumeration) continue;
     for (const NodePtr& entry : node->children) entry->tree = nullptr;
   }
+  nodes_.clear();
+  by_name_.clear();
+  entries_by_name_.clear();
 }
 
 void FeatureTree::CheckAddable(const NodePtr& node) const {
   if (frozen_) {
-    throw EngineError(Failure::kWrongState, "nodes can be added and removed only while the server is not started");
+    throw EngineError(Failure::kWrongState,
+                      "nodes can be added and removed only while the server is not started");
   }
   if (node->tree == this) throw EngineError(Failure::kExists, node->name + " is in this node map already");
   if (node->tree) throw EngineError(Failure::kExists, node->name + " is in the node map of another server");
@@ -106,13 +109,15 @@ const Node* FeatureTree::OwnerWithin(std::uint64_t begin, std::uint64_t end) con
 
 void FeatureTree::Remove(const NodePtr& node) {
   if (frozen_) {
-    throw EngineError(Failure::kWrongState, "nodes can be added and removed only while the server is not started");
+    throw EngineError(Failure::kWrongState,
+                      "nodes can be added and removed only while the server is not started");
   }
   if (node->tree != this) throw EngineError(Failure::kNotFound, node->name + " is not in this node map");
   if (node->is_register()) {
     const auto begin = static_cast<std::uint64_t>(node->reg->address);
     memory_.Read(begin, node->reg->bytes);
-    if (const auto extent = extents_.find(begin); extent != extents_.end() && extent->second.owner == node.get()) {
+    if (const auto extent = extents_.find(begin);
+        extent != extents_.end() && extent->second.owner == node.get()) {
       extents_.erase(extent);
       memory_.Clear(begin, node->reg->length);
     }

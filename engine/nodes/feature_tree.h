@@ -1,11 +1,14 @@
 #pragma once
 
-/// The nodes of one device, the register space behind them, and the order in which clients' accesses reach them.
+/// The nodes of one device, the register space behind them, and the order in which clients' accesses reach
+/// them.
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/nodes/node.h"
@@ -24,16 +27,25 @@ constexpr std::uint64_t kAutomaticStart = 0x4000'0000;
 constexpr std::uint64_t kOwnRegisters = 0xF000'0000;
 constexpr std::uint64_t kDescriptionFile = 0xF100'0000;
 
+/// Whoever does what follows from stores into the tree's registers.
+class TreeOwner {
+ public:
+  virtual ~TreeOwner() = default;
+  /// Requires: the tree lock is not held.
+  virtual void Settle() = 0;
+};
+
 /// Threads: guarded by the tree lock.
 class FeatureTree {
  public:
   FeatureTree() = default;
-  ~FeatureTree();
+  ~FeatureTree() { Release(); }
   FeatureTree(const FeatureTree&) = delete;
   FeatureTree& operator=(const FeatureTree&) = delete;
 
   /// Puts a free node into the tree; a register gets its address and keeps its value.
-  /// Throws: EngineError kExists when it is in a tree or the name is taken, kAddress when another register or a
+  /// Throws: EngineError kExists when it is in a tree or the name is taken, kAddress when another register or
+  /// a
   ///   reserved range lies there, kWrongState while frozen.
   void Add(const NodePtr& node);
 
@@ -43,6 +55,9 @@ class FeatureTree {
   /// Takes a node out. Categories and lists that only inform forget it; a register keeps its value.
   /// Throws: EngineError kNotFound when it is not in this tree, kWrongState while frozen.
   void Remove(const NodePtr& node);
+
+  /// Lets go of all nodes; those that others hold are free again.
+  void Release() noexcept;
 
   /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
   void AdoptEntry(const NodePtr& entry);
@@ -62,8 +77,13 @@ class FeatureTree {
 
   /// Records that the device's own side or a client stored into the register at `address`.
   void NoteStore(std::uint64_t address);
-  /// The addresses below kBootstrapEnd, or of the device's own registers, that were stored to since the last call.
+  /// The addresses below kBootstrapEnd, or of the device's own registers, that were stored to since the last
+  /// call.
   std::vector<std::uint64_t> TakeStores();
+  bool HasStores() const { return !stores_.empty(); }
+
+  void SetOwner(std::weak_ptr<TreeOwner> owner) { owner_ = std::move(owner); }
+  std::shared_ptr<TreeOwner> Owner() const { return owner_.lock(); }
 
  private:
   struct Extent {
@@ -86,6 +106,7 @@ class FeatureTree {
   std::vector<std::uint64_t> stores_;
   std::uint64_t next_automatic_ = kAutomaticStart;
   bool frozen_ = false;
+  std::weak_ptr<TreeOwner> owner_;
 };
 
 }  // namespace Tarn

@@ -12,8 +12,30 @@ namespace Tarn {
 namespace {
 
 enum class Op {
-  Literal, Variable, Negate, Not, Sign, Power, ShiftLeft, ShiftRight, And, Xor, Or, Multiply, Divide,
-  Remainder, Add, Subtract, Less, LessEqual, Greater, GreaterEqual, Equal, Unequal, LogicAnd, LogicOr,
+  Literal,
+  Variable,
+  Negate,
+  Not,
+  Sign,
+  Power,
+  ShiftLeft,
+  ShiftRight,
+  And,
+  Xor,
+  Or,
+  Multiply,
+  Divide,
+  Remainder,
+  Add,
+  Subtract,
+  Less,
+  LessEqual,
+  Greater,
+  GreaterEqual,
+  Equal,
+  Unequal,
+  LogicAnd,
+  LogicOr,
   Choose,
 };
 
@@ -23,13 +45,22 @@ struct Spelling {
 };
 
 // Binary operators, loosest level first. Within a level the longer spelling stands first.
-constexpr std::array<Spelling, 8> kCompare{{{"<>", Op::Unequal}, {"<=", Op::LessEqual}, {">=", Op::GreaterEqual},
-                                            {"&&", Op::LogicAnd}, {"||", Op::LogicOr}, {"<", Op::Less},
-                                            {">", Op::Greater}, {"=", Op::Equal}}};
+constexpr std::array<Spelling, 8> kCompare{{{"<>", Op::Unequal},
+                                            {"<=", Op::LessEqual},
+                                            {">=", Op::GreaterEqual},
+                                            {"&&", Op::LogicAnd},
+                                            {"||", Op::LogicOr},
+                                            {"<", Op::Less},
+                                            {">", Op::Greater},
+                                            {"=", Op::Equal}}};
 constexpr std::array<Spelling, 2> kSum{{{"+", Op::Add}, {"-", Op::Subtract}}};
 constexpr std::array<Spelling, 3> kProduct{{{"*", Op::Multiply}, {"/", Op::Divide}, {"%", Op::Remainder}}};
-constexpr std::array<Spelling, 6> kBitwise{{{"**", Op::Power}, {"<<", Op::ShiftLeft}, {">>", Op::ShiftRight},
-                                            {"&", Op::And}, {"^", Op::Xor}, {"|", Op::Or}}};
+constexpr std::array<Spelling, 6> kBitwise{{{"**", Op::Power},
+                                            {"<<", Op::ShiftLeft},
+                                            {">>", Op::ShiftRight},
+                                            {"&", Op::And},
+                                            {"^", Op::Xor},
+                                            {"|", Op::Or}}};
 constexpr std::array<std::span<const Spelling>, 4> kLevels{kCompare, kSum, kProduct, kBitwise};
 
 // Tokens that a shorter spelling must not be cut out of.
@@ -80,33 +111,54 @@ unsigned ShiftCount(std::int64_t count) {
 
 std::int64_t Apply(Op op, std::int64_t a, std::int64_t b) {
   switch (op) {
-    case Op::Power: return Power(a, b);
-    case Op::ShiftLeft: return Wrap(Bits(a) << ShiftCount(b));
-    case Op::ShiftRight: return a >> ShiftCount(b);
-    case Op::And: return a & b;
-    case Op::Xor: return a ^ b;
-    case Op::Or: return a | b;
-    case Op::Multiply: return Wrap(Bits(a) * Bits(b));
-    case Op::Divide: return Quotient(a, b);
-    case Op::Remainder: return Remainder(a, b);
-    case Op::Add: return Wrap(Bits(a) + Bits(b));
-    case Op::Subtract: return Wrap(Bits(a) - Bits(b));
-    case Op::Less: return a < b;
-    case Op::LessEqual: return a <= b;
-    case Op::Greater: return a > b;
-    case Op::GreaterEqual: return a >= b;
-    case Op::Equal: return a == b;
-    case Op::Unequal: return a != b;
-    case Op::LogicAnd: return a != 0 && b != 0;
-    case Op::LogicOr: return a != 0 || b != 0;
-    default: break;
+    case Op::Power:
+      return Power(a, b);
+    case Op::ShiftLeft:
+      return Wrap(Bits(a) << ShiftCount(b));
+    case Op::ShiftRight:
+      return a >> ShiftCount(b);
+    case Op::And:
+      return a & b;
+    case Op::Xor:
+      return a ^ b;
+    case Op::Or:
+      return a | b;
+    case Op::Multiply:
+      return Wrap(Bits(a) * Bits(b));
+    case Op::Divide:
+      return Quotient(a, b);
+    case Op::Remainder:
+      return Remainder(a, b);
+    case Op::Add:
+      return Wrap(Bits(a) + Bits(b));
+    case Op::Subtract:
+      return Wrap(Bits(a) - Bits(b));
+    case Op::Less:
+      return a < b;
+    case Op::LessEqual:
+      return a <= b;
+    case Op::Greater:
+      return a > b;
+    case Op::GreaterEqual:
+      return a >= b;
+    case Op::Equal:
+      return a == b;
+    case Op::Unequal:
+      return a != b;
+    case Op::LogicAnd:
+      return a != 0 && b != 0;
+    case Op::LogicOr:
+      return a != 0 || b != 0;
+    default:
+      break;
   }
   throw EngineError(Failure::kInternal, "formula with an unknown operator");
 }
 
 }  // namespace
 
-/// One step in postfix order. Operators name their operands by position, so nothing is searched at evaluation.
+/// One step in postfix order. Operators name their operands by position, so nothing is searched at
+/// evaluation.
 struct Formula::Term {
   Op op;
   std::int64_t literal = 0;  ///< kLiteral: the number; kVariable: its index
@@ -120,7 +172,8 @@ namespace {
 /// Recursive descent over the text; appends terms and returns the position of each result.
 class Parser {
  public:
-  Parser(std::string_view text, std::span<const std::string> variables) : text_(text), variables_(variables) {}
+  Parser(std::string_view text, std::span<const std::string> variables)
+      : text_(text), variables_(variables) {}
 
   std::vector<Formula::Term> Run() {
     Choice();
@@ -218,7 +271,8 @@ class Parser {
 
   std::size_t Word() {
     const std::size_t start = at_;
-    while (at_ < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[at_])) || text_[at_] == '_')) {
+    while (at_ < text_.size() &&
+           (std::isalnum(static_cast<unsigned char>(text_[at_])) || text_[at_] == '_')) {
       ++at_;
     }
     const std::string word(text_.substr(start, at_ - start));
@@ -284,13 +338,26 @@ std::int64_t Formula::Evaluate(const std::function<std::int64_t(std::size_t)>& v
   for (const Term& term : *terms_) {
     std::int64_t value = 0;
     switch (term.op) {
-      case Op::Literal: value = term.literal; break;
-      case Op::Variable: value = variable(static_cast<std::size_t>(term.literal)); break;
-      case Op::Negate: value = Wrap(0 - Bits(values[term.a])); break;
-      case Op::Not: value = ~values[term.a]; break;
-      case Op::Sign: value = (values[term.a] > 0) - (values[term.a] < 0); break;
-      case Op::Choose: value = values[term.a] != 0 ? values[term.b] : values[term.c]; break;
-      default: value = Apply(term.op, values[term.a], values[term.b]);
+      case Op::Literal:
+        value = term.literal;
+        break;
+      case Op::Variable:
+        value = variable(static_cast<std::size_t>(term.literal));
+        break;
+      case Op::Negate:
+        value = Wrap(0 - Bits(values[term.a]));
+        break;
+      case Op::Not:
+        value = ~values[term.a];
+        break;
+      case Op::Sign:
+        value = (values[term.a] > 0) - (values[term.a] < 0);
+        break;
+      case Op::Choose:
+        value = values[term.a] != 0 ? values[term.b] : values[term.c];
+        break;
+      default:
+        value = Apply(term.op, values[term.a], values[term.b]);
     }
     values.push_back(value);
   }
@@ -302,11 +369,21 @@ std::string Formula::Parenthesised(std::span<const std::string> names) const {
   texts.reserve(terms_->size());
   for (const Term& term : *terms_) {
     switch (term.op) {
-      case Op::Literal: texts.push_back(std::to_string(term.literal)); break;
-      case Op::Variable: texts.push_back(names[static_cast<std::size_t>(term.literal)]); break;
-      case Op::Negate: texts.push_back("NEG(" + texts[term.a] + ")"); break;
-      case Op::Not: texts.push_back("(~(" + texts[term.a] + "))"); break;
-      case Op::Sign: texts.push_back("SGN(" + texts[term.a] + ")"); break;
+      case Op::Literal:
+        texts.push_back(std::to_string(term.literal));
+        break;
+      case Op::Variable:
+        texts.push_back(names[static_cast<std::size_t>(term.literal)]);
+        break;
+      case Op::Negate:
+        texts.push_back("NEG(" + texts[term.a] + ")");
+        break;
+      case Op::Not:
+        texts.push_back("(~(" + texts[term.a] + "))");
+        break;
+      case Op::Sign:
+        texts.push_back("SGN(" + texts[term.a] + ")");
+        break;
       case Op::Choose:
         texts.push_back("((" + texts[term.a] + ")?(" + texts[term.b] + "):(" + texts[term.c] + "))");
         break;

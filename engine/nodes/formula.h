@@ -1,7 +1,7 @@
 #pragma once
 
-/// Integer formulas of swiss knives: parsed once, evaluated at each read, written out again with every operation
-/// in parentheses.
+/// Integer formulas of swiss knives: parsed once, evaluated at each read, written out again with every
+/// operation in parentheses.
 
 #include <cstdint>
 #include <functional>
@@ -32,11 +32,10 @@ class Formula {
 
   /// Value with the variables' present values, asked for by their index in Parse's list.
   ///
-  /// 64-bit arithmetic that wraps; quotients are floored; a remainder has the sign of the dividend; a power with a
-  /// negative exponent is 0 unless the base is 1 or -1. Both branches of ? : and both sides of && || are evaluated,
-  /// as GenApi has it.
-  /// Throws: EngineError kNoValue on division or remainder by zero and on shifts outside 0..63.
-  /// Requires: !Empty().
+  /// 64-bit arithmetic that wraps; quotients are floored; a remainder has the sign of the dividend; a power
+  /// with a negative exponent is 0 unless the base is 1 or -1. Both branches of ? : and both sides of && ||
+  /// are evaluated, as GenApi has it. Throws: EngineError kNoValue on division or remainder by zero and on
+  /// shifts outside 0..63. Requires: !Empty().
   std::int64_t Evaluate(const std::function<std::int64_t(std::size_t)>& variable) const;
 
   /// The formula with every operation in parentheses, so that clients with other precedences agree.
@@ -47,7 +46,8 @@ class Formula {
   bool Uses(std::size_t index) const;
 
  private:
-  std::shared_ptr<const std::vector<Term>> terms_;  ///< operands before their operator; the last is the result
+  std::shared_ptr<const std::vector<Term>>
+      terms_;  ///< operands before their operator; the last is the result
 };
 
 }  // namespace Tarn

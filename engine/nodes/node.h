@@ -2,8 +2,8 @@
 
 /// One node of the feature tree: what it is called, what it is made of, and to which nodes it is linked.
 ///
-/// A node is data; what it is worth at a moment is computed by the functions of node_values.h, node_limits.h and
-/// node_access.h, the only places that follow its links.
+/// A node is data; what it is worth at a moment is computed by the functions of node_values.h, node_limits.h
+/// and node_access.h, the only places that follow its links.
 
 #include <array>
 #include <cstdint>
@@ -53,7 +53,7 @@ struct RegisterPart {
   AccessMode access = AccessMode::ReadWrite;
   CacheMode cache = CacheMode::WriteThrough;
   bool is_signed = true;
-  std::optional<BitRange> bits;      ///< a field of the register; published as a masked register
+  std::optional<BitRange> bits;        ///< a field of the register; published as a masked register
   std::vector<NodePtr> address_nodes;  ///< added to the constant
   std::vector<std::uint8_t> bytes;     ///< the value while the node is in no tree, big-endian
 };
@@ -61,8 +61,8 @@ struct RegisterPart {
 /// Threads: guarded by the tree lock (see tree_lock.h), also while the node is in no tree.
 ///
 /// Links along which values flow (settings, addresses, conditions, children) share ownership and cannot form
-/// circles; links that only inform (selected, invalidators, alias) are weak, since two nodes may well name each
-/// other there.
+/// circles; links that only inform (selected, invalidators, alias) are weak, since two nodes may well name
+/// each other there.
 struct Node {
   Node(NodeKind node_kind, std::string node_name, NameSpace space)
       : kind(node_kind), name(std::move(node_name)), name_space(space) {}
@@ -73,6 +73,7 @@ struct Node {
   const std::string name;  ///< without namespace
   const NameSpace name_space;
   FeatureTree* tree = nullptr;  ///< the tree that the node is in; cleared by the tree
+  void* handle = nullptr;       ///< by which the node is known across the C line; null when by none
 
   // Texts; empty when not set.
   std::string display_name;
@@ -84,7 +85,7 @@ struct Node {
   std::optional<AccessMode> imposed_access;
   std::optional<Representation> representation;
   std::optional<std::int64_t> display_precision;
-  std::int64_t event_id = 0;  ///< 0: none
+  std::int64_t event_id = 0;      ///< 0: none
   std::int64_t polling_time = 0;  ///< milliseconds; 0: not polled
   bool streamable = false;
   bool deprecated = false;

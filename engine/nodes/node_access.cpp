@@ -20,8 +20,10 @@ AccessMode BaseAccess(const Node& node) {
   switch (node.kind) {
     case NodeKind::Category:
     case NodeKind::EnumEntry:
-    case NodeKind::IntSwissKnife: return AccessMode::ReadOnly;
-    default: break;
+    case NodeKind::IntSwissKnife:
+      return AccessMode::ReadOnly;
+    default:
+      break;
   }
   const NodePtr source = NodeOf(node.value);
   return source ? AccessOf(*source) : AccessMode::ReadWrite;

@@ -15,7 +15,8 @@ namespace {
 
 [[noreturn]] void ThrowNoItem(const Node& node, NodeItem item) {
   throw EngineError(Failure::kNotSupported, node.name + " has no information item " +
-                                                std::to_string(static_cast<std::int32_t>(item)) + " of this type");
+                                                std::to_string(static_cast<std::int32_t>(item)) +
+                                                " of this type");
 }
 
 const RegisterPart& RegisterOf(const Node& node, NodeItem item) {
@@ -37,7 +38,7 @@ bool IsFeature(const Node& node) {
 
 Representation DefaultRepresentation(const Node& node) {
   return node.kind == NodeKind::Float || node.kind == NodeKind::Integer ? Representation::Linear
-                                                                          : Representation::PureNumber;
+                                                                        : Representation::PureNumber;
 }
 
 /// `value` as an enumerator between 0 and `last`.
@@ -52,7 +53,8 @@ Code CodeOf(const Node& node, std::int64_t value, Code last) {
 AccessMode SettableAccess(const Node& node, std::int64_t value) {
   const auto mode = CodeOf(node, value, AccessMode::ReadWrite);
   if (!IsReadable(mode) && !IsWritable(mode)) {
-    throw EngineError(Failure::kOutOfRange, node.name + ": only read only, write only and read-write can be set");
+    throw EngineError(Failure::kOutOfRange,
+                      node.name + ": only read only, write only and read-write can be set");
   }
   return mode;
 }
@@ -64,16 +66,22 @@ Setting* SettingOf(Node& node, NodeItem item) {
   const bool command = node.kind == NodeKind::Command;
   switch (item) {
     case NodeItem::Value:
-      return number || boolean || command || node.kind == NodeKind::Enumeration || node.kind == NodeKind::String ||
-                     node.kind == NodeKind::EnumEntry
+      return number || boolean || command || node.kind == NodeKind::Enumeration ||
+                     node.kind == NodeKind::String || node.kind == NodeKind::EnumEntry
                  ? &node.value
                  : nullptr;
-    case NodeItem::Min: return number ? &node.min : nullptr;
-    case NodeItem::Max: return number ? &node.max : nullptr;
-    case NodeItem::Increment: return number ? &node.increment : nullptr;
-    case NodeItem::OnValue: return boolean || command ? &node.on_value : nullptr;
-    case NodeItem::OffValue: return boolean ? &node.off_value : nullptr;
-    default: return nullptr;
+    case NodeItem::Min:
+      return number ? &node.min : nullptr;
+    case NodeItem::Max:
+      return number ? &node.max : nullptr;
+    case NodeItem::Increment:
+      return number ? &node.increment : nullptr;
+    case NodeItem::OnValue:
+      return boolean || command ? &node.on_value : nullptr;
+    case NodeItem::OffValue:
+      return boolean ? &node.off_value : nullptr;
+    default:
+      return nullptr;
   }
 }
 
@@ -81,20 +89,29 @@ const Setting* SettingOf(const Node& node, NodeItem item) { return SettingOf(con
 
 NodePtr* ConditionOf(Node& node, NodeItem item) {
   switch (item) {
-    case NodeItem::IsImplemented: return &node.is_implemented;
-    case NodeItem::IsAvailable: return &node.is_available;
-    case NodeItem::IsLocked: return &node.is_locked;
-    default: return nullptr;
+    case NodeItem::IsImplemented:
+      return &node.is_implemented;
+    case NodeItem::IsAvailable:
+      return &node.is_available;
+    case NodeItem::IsLocked:
+      return &node.is_locked;
+    default:
+      return nullptr;
   }
 }
 
 std::string* TextOf(Node& node, NodeItem item) {
   switch (item) {
-    case NodeItem::DisplayName: return &node.display_name;
-    case NodeItem::ToolTip: return &node.tool_tip;
-    case NodeItem::Description: return &node.description;
-    case NodeItem::Unit: return &node.unit;
-    default: return nullptr;
+    case NodeItem::DisplayName:
+      return &node.display_name;
+    case NodeItem::ToolTip:
+      return &node.tool_tip;
+    case NodeItem::Description:
+      return &node.description;
+    case NodeItem::Unit:
+      return &node.unit;
+    default:
+      return nullptr;
   }
 }
 
@@ -135,34 +152,54 @@ void CheckSupplier(const Node& node, const Node& related) {
 
 std::int64_t IntegerItem(const Node& node, NodeItem item) {
   switch (item) {
-    case NodeItem::AccessMode: return static_cast<std::int64_t>(AccessOf(node));
-    case NodeItem::CachingMode: return static_cast<std::int64_t>(CacheOf(node));
+    case NodeItem::AccessMode:
+      return static_cast<std::int64_t>(AccessOf(node));
+    case NodeItem::CachingMode:
+      return static_cast<std::int64_t>(CacheOf(node));
     case NodeItem::NumEnumEntries:
       if (node.kind != NodeKind::Enumeration) ThrowNoItem(node, item);
       return static_cast<std::int64_t>(node.children.size());
-    case NodeItem::Streamable: return node.streamable;
-    case NodeItem::Visibility: return static_cast<std::int64_t>(node.visibility);
-    case NodeItem::PollingTime: return node.polling_time;
-    case NodeItem::EventId: return node.event_id;
-    case NodeItem::NameSpace: return static_cast<std::int64_t>(node.name_space);
-    case NodeItem::RegisterLength: return RegisterOf(node, item).length;
-    case NodeItem::RegisterAddress: RegisterOf(node, item); return CurrentAddress(node);
+    case NodeItem::Streamable:
+      return node.streamable;
+    case NodeItem::Visibility:
+      return static_cast<std::int64_t>(node.visibility);
+    case NodeItem::PollingTime:
+      return node.polling_time;
+    case NodeItem::EventId:
+      return node.event_id;
+    case NodeItem::NameSpace:
+      return static_cast<std::int64_t>(node.name_space);
+    case NodeItem::RegisterLength:
+      return RegisterOf(node, item).length;
+    case NodeItem::RegisterAddress:
+      RegisterOf(node, item);
+      return CurrentAddress(node);
     case NodeItem::Representation:
       return static_cast<std::int64_t>(node.representation.value_or(DefaultRepresentation(node)));
     case NodeItem::ImposedAccessMode:
       return node.imposed_access ? static_cast<std::int64_t>(*node.imposed_access) : -1;
-    case NodeItem::IsImplemented: return IsImplemented(node);
-    case NodeItem::IsAvailable: return IsAvailable(node);
-    case NodeItem::IsLocked: return IsLocked(node);
-    case NodeItem::Sign: return RegisterOf(node, item).is_signed;
-    case NodeItem::DisplayPrecision: return node.display_precision.value_or(6);  // GenApi's default
-    case NodeItem::IsFeature: return IsFeature(node);
-    case NodeItem::IsDeprecated: return node.deprecated;
-    case NodeItem::ValueIsNode: return NodeOf(node.value) != nullptr;
+    case NodeItem::IsImplemented:
+      return IsImplemented(node);
+    case NodeItem::IsAvailable:
+      return IsAvailable(node);
+    case NodeItem::IsLocked:
+      return IsLocked(node);
+    case NodeItem::Sign:
+      return RegisterOf(node, item).is_signed;
+    case NodeItem::DisplayPrecision:
+      return node.display_precision.value_or(6);  // GenApi's default
+    case NodeItem::IsFeature:
+      return IsFeature(node);
+    case NodeItem::IsDeprecated:
+      return node.deprecated;
+    case NodeItem::ValueIsNode:
+      return NodeOf(node.value) != nullptr;
     case NodeItem::Min:
     case NodeItem::Max:
-    case NodeItem::Increment: return IntegerLimit(node, item);
-    default: break;
+    case NodeItem::Increment:
+      return IntegerLimit(node, item);
+    default:
+      break;
   }
   const Setting* setting = SettingOf(node, item);
   if (!setting) ThrowNoItem(node, item);
@@ -184,8 +221,10 @@ double FloatItem(const Node& node, NodeItem item) {
 
 std::string TextItem(const Node& node, NodeItem item) {
   switch (item) {
-    case NodeItem::Name: return FullName(node);
-    case NodeItem::DisplayName: return node.display_name.empty() ? node.name : node.display_name;
+    case NodeItem::Name:
+      return FullName(node);
+    case NodeItem::DisplayName:
+      return node.display_name.empty() ? node.name : node.display_name;
     case NodeItem::Formula:
       if (node.kind != NodeKind::IntSwissKnife) ThrowNoItem(node, item);
       return node.formula_text;
@@ -193,8 +232,10 @@ std::string TextItem(const Node& node, NodeItem item) {
       const NodePtr alias = node.alias.lock();
       return alias ? FullName(*alias) : std::string();
     }
-    case NodeItem::Value: return ReadText(node);
-    default: break;
+    case NodeItem::Value:
+      return ReadText(node);
+    default:
+      break;
   }
   const std::string* text = TextOf(const_cast<Node&>(node), item);
   if (!text) ThrowNoItem(node, item);
@@ -220,10 +261,15 @@ void SetIntegerItem(Node& node, NodeItem item, std::int64_t value) {
       RegisterOf(node, item);
       node.reg->cache = CodeOf(node, value, CacheMode::WriteAround);
       return;
-    case NodeItem::Streamable: node.streamable = value != 0; return;
-    case NodeItem::Visibility: node.visibility = CodeOf(node, value, Visibility::Invisible); return;
+    case NodeItem::Streamable:
+      node.streamable = value != 0;
+      return;
+    case NodeItem::Visibility:
+      node.visibility = CodeOf(node, value, Visibility::Invisible);
+      return;
     case NodeItem::PollingTime:
-      if (value < 0) throw EngineError(Failure::kOutOfRange, node.name + ": a polling time cannot be negative");
+      if (value < 0)
+        throw EngineError(Failure::kOutOfRange, node.name + ": a polling time cannot be negative");
       node.polling_time = value;
       return;
     case NodeItem::EventId:
@@ -243,9 +289,14 @@ void SetIntegerItem(Node& node, NodeItem item, std::int64_t value) {
       if (node.kind != NodeKind::IntReg) ThrowNoItem(node, item);
       node.reg->is_signed = value != 0;
       return;
-    case NodeItem::DisplayPrecision: node.display_precision = value; return;
-    case NodeItem::IsDeprecated: node.deprecated = value != 0; return;
-    default: break;
+    case NodeItem::DisplayPrecision:
+      node.display_precision = value;
+      return;
+    case NodeItem::IsDeprecated:
+      node.deprecated = value != 0;
+      return;
+    default:
+      break;
   }
   Setting* setting = SettingOf(node, item);
   if (!setting || node.kind == NodeKind::String) ThrowNoItem(node, item);

@@ -41,20 +41,25 @@ FloatLimits AsFloat(const IntegerLimits& limits) {
 
 IntegerLimits IntegerLimitsOf(const Node& node) {
   switch (node.kind) {
-    case NodeKind::IntReg: return {SmallestNumber(*node.reg), LargestNumber(*node.reg), 1};
+    case NodeKind::IntReg:
+      return {SmallestNumber(*node.reg), LargestNumber(*node.reg), 1};
     case NodeKind::Integer: {
       const NodePtr source = NodeOf(node.value);
-      const IntegerLimits inner = source && source->kind != NodeKind::Float && source->kind != NodeKind::FloatReg
-                                      ? IntegerLimitsOf(*source)
-                                      : IntegerLimits{kLowest, kHighest, 1};
+      const IntegerLimits inner =
+          source && source->kind != NodeKind::Float && source->kind != NodeKind::FloatReg
+              ? IntegerLimitsOf(*source)
+              : IntegerLimits{kLowest, kHighest, 1};
       return {IntegerSetting(node.min, inner.min), IntegerSetting(node.max, inner.max),
               IntegerSetting(node.increment, inner.increment)};
     }
     case NodeKind::IntSwissKnife:
     case NodeKind::Enumeration:
-    case NodeKind::Command: return {kLowest, kHighest, 1};
-    case NodeKind::Boolean: return {0, 1, 1};
-    default: break;
+    case NodeKind::Command:
+      return {kLowest, kHighest, 1};
+    case NodeKind::Boolean:
+      return {0, 1, 1};
+    default:
+      break;
   }
   throw EngineError(Failure::kNotSupported, node.name + " has no integer limits");
 }
@@ -74,7 +79,8 @@ void CheckInteger(const Node& node, std::int64_t value) {
   const IntegerLimits limits = IntegerLimitsOf(node);
   if (value < limits.min || value > limits.max) {
     throw EngineError(Failure::kOutOfRange, node.name + ": " + std::to_string(value) + " lies outside " +
-                                                std::to_string(limits.min) + " to " + std::to_string(limits.max));
+                                                std::to_string(limits.min) + " to " +
+                                                std::to_string(limits.max));
   }
   // The distance from the minimum may exceed the signed range.
   const std::uint64_t distance = static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(limits.min);

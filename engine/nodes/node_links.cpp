@@ -14,8 +14,9 @@ namespace {
 }
 
 bool HasIntegerValue(const Node& node) {
-  return node.kind != NodeKind::Category && node.kind != NodeKind::String && node.kind != NodeKind::StringReg &&
-         node.kind != NodeKind::EnumEntry && node.kind != NodeKind::Command;
+  return node.kind != NodeKind::Category && node.kind != NodeKind::String &&
+         node.kind != NodeKind::StringReg && node.kind != NodeKind::EnumEntry &&
+         node.kind != NodeKind::Command;
 }
 
 /// Which kinds may stand in the Child list of which.
@@ -30,13 +31,15 @@ void CheckChild(const Node& node, const Node& related) {
     case NodeKind::IntSwissKnife:
       if (!HasIntegerValue(related)) ThrowMismatch(node, related, "a variable");
       return;
-    default: throw EngineError(Failure::kNotSupported, node.name + " has no child nodes");
+    default:
+      throw EngineError(Failure::kNotSupported, node.name + " has no child nodes");
   }
 }
 
 void CheckKinds(const Node& node, NodeList list, const Node& related) {
   switch (list) {
-    case NodeList::Child: return CheckChild(node, related);
+    case NodeList::Child:
+      return CheckChild(node, related);
     case NodeList::Selected:
       if (related.kind == NodeKind::EnumEntry) ThrowMismatch(node, related, "selected by, or an entry");
       if (!HasIntegerValue(node) && node.kind != NodeKind::String && node.kind != NodeKind::StringReg) {
@@ -66,8 +69,8 @@ std::vector<std::weak_ptr<Node>>& WeakList(Node& node, NodeList list) {
 
 template <class List, class Same>
 void InsertBefore(List& links, const NodePtr& related, const NodePtr& before, Same&& same) {
-  const auto place =
-      std::find_if(links.begin(), links.end(), [&](const auto& link) { return before && same(link, before); });
+  const auto place = std::find_if(links.begin(), links.end(),
+                                  [&](const auto& link) { return before && same(link, before); });
   links.insert(place, related);
 }
 
@@ -115,7 +118,8 @@ void CheckLink(const Node& node, const Node& related) {
     throw EngineError(Failure::kInvalidArgument, related.name + " is in another node map than " + node.name);
   }
   if (DependsOn(related, node)) {
-    throw EngineError(Failure::kCycle, "linking " + node.name + " to " + related.name + " would close a circle");
+    throw EngineError(Failure::kCycle,
+                      "linking " + node.name + " to " + related.name + " would close a circle");
   }
 }
 
@@ -137,11 +141,13 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
     InsertBefore(*links, related, before, SameShared);
   } else {
     if (list == NodeList::Selected && DependsOn(*node, *related)) {
-      throw EngineError(Failure::kCycle, node->name + " depends on " + related->name + " and cannot select it");
+      throw EngineError(Failure::kCycle,
+                        node->name + " depends on " + related->name + " and cannot select it");
     }
     InsertBefore(WeakList(*node, list), related, before, SameWeak);
   }
-  if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree) node->tree->AdoptEntry(related);
+  if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
+    node->tree->AdoptEntry(related);
 }
 
 void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {

@@ -54,7 +54,8 @@ void WriteSource(Node& node, std::int64_t value) {
 
 void WriteEnumeration(Node& node, std::int64_t value) {
   if (!EntryOf(node, value)) {
-    throw EngineError(Failure::kOutOfRange, node.name + " has no entry with the number " + std::to_string(value));
+    throw EngineError(Failure::kOutOfRange,
+                      node.name + " has no entry with the number " + std::to_string(value));
   }
   WriteSource(node, value);
 }
@@ -65,7 +66,8 @@ std::string EnumerationText(const Node& node) {
   const std::int64_t number = ReadInteger(node);
   const NodePtr entry = EntryOf(node, number);
   if (!entry) {
-    throw EngineError(Failure::kNoValue, node.name + " holds " + std::to_string(number) + ", which no entry has");
+    throw EngineError(Failure::kNoValue,
+                      node.name + " holds " + std::to_string(number) + ", which no entry has");
   }
   return entry->name;
 }
@@ -92,11 +94,15 @@ NodePtr EntryOf(const Node& enumeration, const std::string& name) {
 
 std::int64_t ReadInteger(const Node& node) {
   switch (node.kind) {
-    case NodeKind::IntReg: return LoadInteger(node);
+    case NodeKind::IntReg:
+      return LoadInteger(node);
     case NodeKind::Float:
-    case NodeKind::FloatReg: return Rounded(node, ReadFloat(node));
-    case NodeKind::IntSwissKnife: return EvaluateFormula(node);
-    case NodeKind::Boolean: return ReadBoolean(node);
+    case NodeKind::FloatReg:
+      return Rounded(node, ReadFloat(node));
+    case NodeKind::IntSwissKnife:
+      return EvaluateFormula(node);
+    case NodeKind::Boolean:
+      return ReadBoolean(node);
     case NodeKind::Integer:
     case NodeKind::Command:
     case NodeKind::Enumeration:
@@ -104,21 +110,25 @@ std::int64_t ReadInteger(const Node& node) {
       const NodePtr source = NodeOf(node.value);
       return source ? ReadInteger(*source) : IntegerConstant(node.value);
     }
-    default: ThrowNoSuchValue(node, "integer");
+    default:
+      ThrowNoSuchValue(node, "integer");
   }
 }
 
 double ReadFloat(const Node& node) {
   switch (node.kind) {
-    case NodeKind::FloatReg: return LoadFloat(node);
+    case NodeKind::FloatReg:
+      return LoadFloat(node);
     case NodeKind::Float: {
       const NodePtr source = NodeOf(node.value);
       return source ? ReadFloat(*source) : FloatConstant(node.value);
     }
     case NodeKind::String:
     case NodeKind::StringReg:
-    case NodeKind::Category: ThrowNoSuchValue(node, "float");
-    default: return static_cast<double>(ReadInteger(node));
+    case NodeKind::Category:
+      ThrowNoSuchValue(node, "float");
+    default:
+      return static_cast<double>(ReadInteger(node));
   }
 }
 
@@ -136,7 +146,8 @@ bool ReadBoolean(const Node& node) {
 
 std::string ReadText(const Node& node) {
   switch (node.kind) {
-    case NodeKind::StringReg: return LoadString(node);
+    case NodeKind::StringReg:
+      return LoadString(node);
     case NodeKind::String: {
       const NodePtr source = NodeOf(node.value);
       if (source) return ReadText(*source);
@@ -144,26 +155,39 @@ std::string ReadText(const Node& node) {
       return text ? *text : std::string();
     }
     case NodeKind::Float:
-    case NodeKind::FloatReg: return FloatText(ReadFloat(node));
+    case NodeKind::FloatReg:
+      return FloatText(ReadFloat(node));
     case NodeKind::Boolean:
-    case NodeKind::Command: return BooleanText(ReadBoolean(node));
-    case NodeKind::Enumeration: return EnumerationText(node);
-    case NodeKind::Category: ThrowNoSuchValue(node, "text");
-    default: return std::to_string(ReadInteger(node));
+    case NodeKind::Command:
+      return BooleanText(ReadBoolean(node));
+    case NodeKind::Enumeration:
+      return EnumerationText(node);
+    case NodeKind::Category:
+      ThrowNoSuchValue(node, "text");
+    default:
+      return std::to_string(ReadInteger(node));
   }
 }
 
 void WriteInteger(Node& node, std::int64_t value) {
   switch (node.kind) {
-    case NodeKind::IntReg: return StoreInteger(node, value);
+    case NodeKind::IntReg:
+      return StoreInteger(node, value);
     case NodeKind::Float:
-    case NodeKind::FloatReg: return WriteFloat(node, static_cast<double>(value));
-    case NodeKind::Integer: CheckInteger(node, value); return WriteSource(node, value);
+    case NodeKind::FloatReg:
+      return WriteFloat(node, static_cast<double>(value));
+    case NodeKind::Integer:
+      CheckInteger(node, value);
+      return WriteSource(node, value);
     case NodeKind::Command:
-    case NodeKind::EnumEntry: return WriteSource(node, value);
-    case NodeKind::Enumeration: return WriteEnumeration(node, value);
-    case NodeKind::Boolean: return WriteBoolean(node, value != 0);
-    default: ThrowNoSuchValue(node, "settable integer");
+    case NodeKind::EnumEntry:
+      return WriteSource(node, value);
+    case NodeKind::Enumeration:
+      return WriteEnumeration(node, value);
+    case NodeKind::Boolean:
+      return WriteBoolean(node, value != 0);
+    default:
+      ThrowNoSuchValue(node, "settable integer");
   }
 }
 
@@ -186,19 +210,23 @@ void WriteBoolean(Node& node, bool value) {
 
 void WriteText(Node& node, const std::string& text) {
   switch (node.kind) {
-    case NodeKind::StringReg: return StoreString(node, text);
+    case NodeKind::StringReg:
+      return StoreString(node, text);
     case NodeKind::String:
       if (const NodePtr source = NodeOf(node.value)) return WriteText(*source, text);
       node.value = text;
       return;
     case NodeKind::Float:
-    case NodeKind::FloatReg: return WriteFloat(node, ParseFloat(text, node.name));
+    case NodeKind::FloatReg:
+      return WriteFloat(node, ParseFloat(text, node.name));
     case NodeKind::Boolean:
-    case NodeKind::Command: return WriteBoolean(node, ParseBoolean(text, node.name));
+    case NodeKind::Command:
+      return WriteBoolean(node, ParseBoolean(text, node.name));
     case NodeKind::Enumeration:
       if (const NodePtr entry = EntryOf(node, text)) return WriteSource(node, ReadInteger(*entry));
       throw EngineError(Failure::kNotFound, node.name + " has no entry '" + text + "'");
-    default: return WriteInteger(node, ParseInteger(text, node.name));
+    default:
+      return WriteInteger(node, ParseInteger(text, node.name));
   }
 }
 

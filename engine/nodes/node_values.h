@@ -11,15 +11,17 @@
 
 namespace Tarn {
 
-/// Throw: EngineError kNotSupported when nodes of the kind have no such value, kNoValue when it cannot be computed.
+/// Throw: EngineError kNotSupported when nodes of the kind have no such value, kNoValue when it cannot be
+/// computed.
 std::int64_t ReadInteger(const Node& node);  ///< floats are rounded to nearest
 double ReadFloat(const Node& node);
 bool ReadBoolean(const Node& node);  ///< of a command: whether it is done
 /// Text form: numbers in decimal, booleans "true" and "false", of an enumeration the current entry's name.
 std::string ReadText(const Node& node);
 
-/// Throw: EngineError kOutOfRange outside the limits (enumerations: no entry has the number), kIncrement off the
-/// increment, kNotSupported as above, kText when a text cannot be read. After a throw nothing has changed.
+/// Throw: EngineError kOutOfRange outside the limits (enumerations: no entry has the number), kIncrement off
+/// the increment, kNotSupported as above, kText when a text cannot be read. After a throw nothing has
+/// changed.
 void WriteInteger(Node& node, std::int64_t value);
 void WriteFloat(Node& node, double value);
 void WriteBoolean(Node& node, bool value);  ///< of a command: true executes it, false marks it done

@@ -53,7 +53,9 @@ Field FieldOf(const RegisterPart& reg) {
   return {reg.bits->last - reg.bits->first + 1, bits - 1 - reg.bits->last};
 }
 
-std::uint64_t Mask(unsigned width) { return width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1; }
+std::uint64_t Mask(unsigned width) {
+  return width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
+}
 
 [[noreturn]] void ThrowTooLarge(const Node& node, const std::string& value) {
   throw EngineError(Failure::kOutOfRange, node.name + ": " + value + " does not fit the register");
@@ -130,7 +132,8 @@ void StoreFloat(Node& node, double value) {
 }
 
 void StoreString(Node& node, const std::string& value) {
-  if (value.size() > node.reg->length) ThrowTooLarge(node, "a text of " + std::to_string(value.size()) + " bytes");
+  if (value.size() > node.reg->length)
+    ThrowTooLarge(node, "a text of " + std::to_string(value.size()) + " bytes");
   std::vector<std::uint8_t> bytes(node.reg->length);
   if (!value.empty()) std::memcpy(bytes.data(), value.data(), value.size());
   StoreBytes(node, bytes);

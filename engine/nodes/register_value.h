@@ -13,8 +13,8 @@ namespace Tarn {
 /// Throws: EngineError when an address node has no value, kAddress when the sum leaves the register space.
 std::int64_t CurrentAddress(const Node& node);
 
-/// Smallest and largest number that an integer register, or its bit field, holds. 8-byte unsigned registers end
-/// at 2^63 - 1, as in GenApi.
+/// Smallest and largest number that an integer register, or its bit field, holds. 8-byte unsigned registers
+/// end at 2^63 - 1, as in GenApi.
 std::int64_t SmallestNumber(const RegisterPart& reg);
 std::int64_t LargestNumber(const RegisterPart& reg);
 

@@ -2,8 +2,8 @@
 
 /// The one lock of all feature trees and free nodes of the process.
 ///
-/// One for all, since a free node belongs to no tree yet, and nodes move into trees while callers use them. It is
-/// held for microseconds, except while a description is written, and never across a call out.
+/// One for all, since a free node belongs to no tree yet, and nodes move into trees while callers use them.
+/// It is held for microseconds, except while a description is written, and never across a call out.
 
 #include "base/mutex.h"
 

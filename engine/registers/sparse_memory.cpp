@@ -22,14 +22,15 @@ void ForEachPage(std::uint64_t address, std::size_t size, std::uint64_t page_siz
 }  // namespace
 
 void SparseMemory::Read(std::uint64_t address, MutableByteView out) const noexcept {
-  ForEachPage(address, out.size(), kPageSize, [&](std::uint64_t page, std::size_t at, std::size_t to, std::size_t n) {
-    const auto found = pages_.find(page);
-    if (found == pages_.end()) {
-      std::memset(out.data() + to, 0, n);
-    } else {
-      std::memcpy(out.data() + to, found->second->data() + at, n);
-    }
-  });
+  ForEachPage(address, out.size(), kPageSize,
+              [&](std::uint64_t page, std::size_t at, std::size_t to, std::size_t n) {
+                const auto found = pages_.find(page);
+                if (found == pages_.end()) {
+                  std::memset(out.data() + to, 0, n);
+                } else {
+                  std::memcpy(out.data() + to, found->second->data() + at, n);
+                }
+              });
 }
 
 void SparseMemory::Write(std::uint64_t address, ByteView bytes) {
@@ -42,10 +43,11 @@ void SparseMemory::Write(std::uint64_t address, ByteView bytes) {
 }
 
 void SparseMemory::Clear(std::uint64_t address, std::size_t size) noexcept {
-  ForEachPage(address, size, kPageSize, [&](std::uint64_t number, std::size_t at, std::size_t, std::size_t n) {
-    const auto found = pages_.find(number);
-    if (found != pages_.end()) std::memset(found->second->data() + at, 0, n);
-  });
+  ForEachPage(address, size, kPageSize,
+              [&](std::uint64_t number, std::size_t at, std::size_t, std::size_t n) {
+                const auto found = pages_.find(number);
+                if (found != pages_.end()) std::memset(found->second->data() + at, 0, n);
+              });
 }
 
 std::uint32_t SparseMemory::Load32(std::uint64_t address) const noexcept {

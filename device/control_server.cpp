@@ -1,0 +1,258 @@
+#include "device/control_server.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "base/mutex.h"
+#include "net/control_sockets.h"
+#include "net/poller.h"
+
+namespace Tarn {
+namespace {
+
+constexpr std::size_t kReceiveBuffer =
+    2048;  // larger than any command, so that longer ones are recognised as such
+constexpr std::size_t kMostWaiting = 64;  // commands; clients have one under way each
+constexpr int kMostInOneGo = 64;          // datagrams of one socket before the clock is looked at again
+constexpr std::chrono::seconds kStopPatience{5};
+
+/// A command on its way through the listeners.
+struct Job {
+  std::vector<std::uint8_t> bytes;
+  Endpoint source;
+  bool broadcast = false;
+  Instant arrival;
+  Instant next_notice;  ///< when its client is told next that it takes longer
+
+  ControlRequest Request() const { return {bytes, source, broadcast, arrival}; }
+};
+
+/// The request to wait: | reserved 16 | milliseconds 16 | behind an answer's header.
+std::size_t PendingAnswer(const Job& job, std::chrono::milliseconds time, MutableByteView buffer) {
+  ByteReader in(job.bytes);
+  const std::optional<CommandHeader> command = CommandHeader::Decode(in);
+  if (!command || (command->flags & CommandFlag::kAckRequired) == 0) return 0;
+  AckHeader header;
+  header.acknowledge = kPendingAck;
+  header.length = 4;
+  header.ack_id = command->request_id;
+  ByteWriter out(buffer);
+  header.Encode(out);
+  out.Put(std::uint16_t{0});
+  out.Put(static_cast<std::uint16_t>(time.count()));
+  return out.Size();
+}
+
+}  // namespace
+
+class ControlServer::Threads {
+ public:
+  Threads(std::uint32_t address, std::uint16_t port, ControlService& service)
+      : sockets_(address, port), service_(service) {}
+
+  /// Each thread shares this object and the service until its end.
+  static void Start(const std::shared_ptr<Threads>& self, const std::shared_ptr<ControlService>& service) {
+    const MutexLock lock(self->mutex_);
+    self->hearing_ = std::thread([self, service] { self->Hear(); });
+    self->executing_ = std::thread([self, service] { self->ExecuteJobs(); });
+  }
+
+  Endpoint Local() const { return sockets_.Local(); }
+
+  void End() noexcept {
+    {
+      const MutexLock lock(mutex_);
+      ending_ = true;
+    }
+    wakeup_.Wake();
+    job_came_.notify_all();
+  }
+
+  /// Joins what can be joined; what cannot goes on alone.
+  void Collect() {
+    MutexLock lock(mutex_);
+    const std::thread::id self = std::this_thread::get_id();
+    const bool inside = hearing_.get_id() == self || executing_.get_id() == self;
+    const auto deadline = Now() + kStopPatience;
+    while (!inside && running_ > 0 && Now() < deadline) ended_.wait_until(lock, deadline);
+    const bool ended = running_ == 0;
+    std::thread threads[] = {std::move(hearing_), std::move(executing_)};
+    lock.unlock();
+    for (std::thread& thread : threads) {
+      if (!thread.joinable()) continue;
+      if (ended) {
+        thread.join();
+      } else {
+        thread.detach();
+      }
+    }
+  }
+
+  void Detach() noexcept {
+    const MutexLock lock(mutex_);
+    for (std::thread* thread : {&hearing_, &executing_}) {
+      if (thread->joinable()) thread->detach();
+    }
+  }
+
+ private:
+  bool Ending() {
+    const MutexLock lock(mutex_);
+    return ending_;
+  }
+
+  void NoteEnd() {
+    const MutexLock lock(mutex_);
+    --running_;
+    ended_.notify_all();
+  }
+
+  void Hear();
+  void Receive(int fd);
+  void Answer(const ControlRequest& request);
+  void Enqueue(const ControlRequest& request);
+  void ExecuteJobs();
+  Instant NextNotice();
+  void SendNotices(Instant now);
+  Endpoint Waiting();
+
+  ControlSockets sockets_;
+  Wakeup wakeup_;
+  ControlService& service_;  ///< alive while a thread runs
+
+  Mutex mutex_;
+  std::thread hearing_ TARN_GUARDED_BY(mutex_);
+  std::thread executing_ TARN_GUARDED_BY(mutex_);
+  std::condition_variable_any job_came_;
+  std::condition_variable_any ended_;
+  std::deque<Job> jobs_ TARN_GUARDED_BY(mutex_);  ///< the first one is being executed
+  int running_ TARN_GUARDED_BY(mutex_) = 2;
+  bool ending_ TARN_GUARDED_BY(mutex_) = false;
+};
+
+void ControlServer::Threads::Hear() {
+  Poller poller;
+  poller.Add(wakeup_.Fd());
+  const std::array<int, 3> fds = sockets_.Fds();
+  for (const int fd : fds) poller.Add(fd);
+  while (!Ending()) {
+    const Instant deadline = std::min(service_.Deadline(), NextNotice());
+    poller.Wait(deadline == Instant::max() ? std::nullopt : std::optional(deadline));
+    if (poller.Ready(0)) wakeup_.Clear();
+    for (std::size_t i = 0; i < fds.size(); ++i) {
+      if (poller.Ready(i + 1)) Receive(fds[i]);
+    }
+    const Instant now = Now();
+    SendNotices(now);
+    service_.Tick(now, Waiting());
+  }
+  NoteEnd();
+}
+
+void ControlServer::Threads::Receive(int fd) {
+  std::array<std::uint8_t, kReceiveBuffer> buffer;
+  for (int i = 0; i < kMostInOneGo; ++i) {
+    const auto received = sockets_.Receive(fd, buffer);
+    if (!received) return;
+    const ControlRequest request{received->bytes, received->source, received->broadcast, received->arrival};
+    if (service_.Arrived(request)) {
+      Enqueue(request);
+    } else {
+      Answer(request);
+    }
+  }
+}
+
+void ControlServer::Threads::Answer(const ControlRequest& request) {
+  std::array<std::uint8_t, kMaxControlDatagram> answer;
+  const std::size_t size = service_.Execute(request, answer);
+  if (size > 0) sockets_.Send(ByteView(answer).first(size), request.source);
+  service_.Answered();
+}
+
+void ControlServer::Threads::Enqueue(const ControlRequest& request) {
+  const std::optional<std::chrono::milliseconds> patience = service_.PendingAfter();
+  const MutexLock lock(mutex_);
+  const bool repeated = std::ranges::any_of(jobs_, [&](const Job& job) {
+    return job.source == request.source && std::ranges::equal(job.bytes, request.bytes);
+  });
+  if (repeated || jobs_.size() >= kMostWaiting) return;
+  jobs_.push_back({{request.bytes.begin(), request.bytes.end()},
+                   request.source,
+                   request.broadcast,
+                   request.arrival,
+                   patience ? request.arrival + *patience : Instant::max()});
+  job_came_.notify_all();
+}
+
+void ControlServer::Threads::ExecuteJobs() {
+  {
+    MutexLock lock(mutex_);
+    while (!ending_) {
+      if (jobs_.empty()) {
+        job_came_.wait(lock);
+        continue;
+      }
+      const Job& job = jobs_.front();  // stays in place: others only append
+      lock.unlock();
+      Answer(job.Request());
+      lock.lock();
+      jobs_.pop_front();
+    }
+  }
+  NoteEnd();
+}
+
+Instant ControlServer::Threads::NextNotice() {
+  const MutexLock lock(mutex_);
+  Instant next = Instant::max();
+  for (const Job& job : jobs_) next = std::min(next, job.next_notice);
+  return next;
+}
+
+void ControlServer::Threads::SendNotices(Instant now) {
+  const std::optional<std::chrono::milliseconds> patience = service_.PendingAfter();
+  if (!patience) return;
+  const MutexLock lock(mutex_);
+  for (Job& job : jobs_) {
+    if (now < job.next_notice) continue;
+    std::array<std::uint8_t, kMaxControlDatagram> answer;
+    // Twice the interval at which the notices come, so that the client outlives a late one.
+    const std::size_t size = PendingAnswer(job, *patience * 2, answer);
+    if (size > 0) sockets_.Send(ByteView(answer).first(size), job.source);
+    job.next_notice = now + *patience;
+  }
+}
+
+Endpoint ControlServer::Threads::Waiting() {
+  const MutexLock lock(mutex_);
+  return jobs_.empty() ? Endpoint{} : jobs_.front().source;
+}
+
+ControlServer::ControlServer(std::uint32_t address, std::uint16_t port,
+                             const std::shared_ptr<ControlService>& service)
+    : threads_(std::make_shared<Threads>(address, port, *service)) {
+  Threads::Start(threads_, service);
+}
+
+ControlServer::~ControlServer() { Abandon(); }
+
+Endpoint ControlServer::Local() const { return threads_->Local(); }
+
+void ControlServer::Stop() {
+  threads_->End();
+  threads_->Collect();
+}
+
+void ControlServer::Abandon() noexcept {
+  threads_->End();
+  threads_->Detach();
+}
+
+}  // namespace Tarn

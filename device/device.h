@@ -1,0 +1,146 @@
+#pragma once
+
+/// One GigE Vision device: its feature tree, the threads that answer clients, and its stream.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/endpoint.h"
+#include "device/action_queue.h"
+#include "device/control_server.h"
+#include "device/device_clock.h"
+#include "device/identity.h"
+#include "device/server_events.h"
+#include "device/stream_channel.h"
+#include "engine/control/control_channel.h"
+#include "engine/nodes/feature_tree.h"
+#include "engine/nodes/standard_features.h"
+#include "engine/nodes/tree_lock.h"
+#include "engine/registers/register_file.h"
+#include "engine/stream/image_layout.h"
+#include "engine/xml/description.h"
+
+namespace Tarn {
+
+///   | state      | Start   | Stop    | client takes control | client leaves, or falls silent |
+///   |------------+---------+---------+----------------------+--------------------------------|
+///   | stopped    | started | stopped | -                    | -                              |
+///   | started    | refused | stopped | controlled           | -                              |
+///   | controlled | refused | stopped | -                    | started                        |
+///
+/// While controlled, acquisition is off or on, as the client's commands have it; images are sent while it is
+/// on.
+///
+/// Threads: any thread. No call but Stop waits for a thread of the device.
+class Device final : public ControlService, public TreeOwner, public std::enable_shared_from_this<Device> {
+ public:
+  /// \param format  what is sent; empty for a device without a stream
+  static std::shared_ptr<Device> Create(const std::optional<SensorFormat>& format,
+                                        StreamDriver driver = StreamDriver::Auto);
+  ~Device() override;
+
+  /// Publishes the description and opens the sockets on `address`.
+  /// Throws: EngineError kWrongState when started, or the failure of the first node that cannot be published;
+  ///   std::system_error when a socket cannot be had. The device is stopped as before then.
+  void Start(std::uint32_t address);
+
+  /// Ends sending, tells the owners of all images, ends the threads. May be called from a callback.
+  void Stop();
+
+  /// Stop without waiting, for when nobody holds the device any more.
+  void Abandon() noexcept;
+
+  /// Sends an image that lies in memory as `image` says.
+  /// Throws: EngineError kNoStream, kInvalidArgument when it does not fit the format or the payload size; the
+  /// owner
+  ///   is not told then.
+  void Send(const ImageMemory& image, BlockOwner owner);
+
+  /// Addresses; 0.0.0.0:0 where there is none.
+  Endpoint Local() const;
+  Endpoint Remote() const;
+
+  /// What is in use; before the first start what was asked for.
+  StreamDriver Driver() const;
+  bool AcquisitionActive() const { return acquiring_; }
+  ServerEvents& Events() { return events_; }
+
+  std::size_t ResendDepth() const;
+  /// Throws: EngineError kOutOfRange, kWrongState while started.
+  void SetResendDepth(std::int64_t depth);
+
+  std::string UserVersion() const;
+  void SetUserVersion(const std::string& version);
+
+  /// Version of the description file: 0 major, 1 minor, 2 sub-minor.
+  std::uint32_t XmlVersion(int part) const;
+  /// Throws: EngineError kOutOfRange, kWrongState while started.
+  void SetXmlVersion(int part, std::int64_t value);
+
+  /// Requires: the tree lock.
+  FeatureTree& Tree() { return tree_; }
+
+  // TreeOwner
+  void Settle() override;
+
+  // ControlService
+  bool Arrived(const ControlRequest& request) override;
+  std::size_t Execute(const ControlRequest& request, MutableByteView answer) override;
+  void Answered() override;
+  Instant Deadline() override;
+  void Tick(Instant now, Endpoint waiting) override;
+  std::optional<std::chrono::milliseconds> PendingAfter() override;
+
+ private:
+  class Actions;
+
+  Device(const std::optional<SensorFormat>& format, StreamDriver driver);
+
+  // All of these require the tree lock.
+  void CheckStopped(const char* what) const;
+  void Publish(const NetworkIdentity& network);
+  void OpenStream(const NetworkIdentity& network);
+  void SetLimit(const char* feature, std::int64_t max);
+  void FollowStores();
+  void FollowStore(std::uint64_t address);
+  void FollowPrivilege();
+  void FollowStreamPort();
+  void FollowTimestampControl();
+  void UpdatePayloadSize();
+  void StartAcquisition();
+  void StopAcquisition();
+  void LockParameters(bool locked);
+  void PostStreamConfig();
+  StreamConfig ReadStreamConfig() const;
+  void Post(ServerEvent event);
+  std::shared_ptr<StreamChannel> TakeDown(std::unique_ptr<ControlServer>& server);
+  void Thaw();
+
+  const std::optional<SensorFormat> format_;
+  const StreamDriver requested_driver_;
+  DeviceClock clock_;
+  ServerEvents events_;
+  ActionQueue actions_;
+  std::atomic<bool> acquiring_ = false;  // written under the tree lock, read anywhere
+
+  // Guarded by the tree lock.
+  FeatureTree tree_;
+  RegisterFile registers_{tree_};
+  ControlChannel channel_{tree_, registers_};
+  std::unique_ptr<ControlServer> server_;
+  std::shared_ptr<StreamChannel> stream_;
+  StreamDriver last_driver_;
+  std::size_t resend_depth_ = 0;
+  std::string user_version_;
+  std::uint32_t xml_version_[3] = {1, 0, 0};
+  std::int64_t frames_left_ = 0;  ///< of a limited acquisition; negative: no limit
+  bool stopping_ = false;         ///< the threads of the last run have not ended yet
+  bool controlled_ = false;       ///< what listeners were told last
+  bool test_packet_wanted_ = false;
+  bool payload_size_given_ = false;  ///< by the program; it is not computed any more
+};
+
+}  // namespace Tarn

@@ -1,0 +1,215 @@
+// The device's side of the control protocol: which listeners hear of a command, and what follows from it.
+
+#include <algorithm>
+
+#include "device/device.h"
+#include "engine/nodes/node_values.h"
+#include "engine/registers/own_registers.h"
+#include "wire/bootstrap.h"
+
+namespace Tarn {
+namespace {
+
+using Listeners = std::vector<std::shared_ptr<const NodeListener>>;
+
+bool Hears(const Node& node, NodeEvent event) {
+  return std::ranges::any_of(node.listeners,
+                             [event](const auto& listener) { return listener->event == event; });
+}
+
+/// The listeners of the nodes in order; shared, so that each lives through its call.
+Listeners ListenersOf(const std::vector<NodePtr>& nodes, NodeEvent event) {
+  Listeners found;
+  for (const NodePtr& node : nodes) {
+    for (const auto& listener : node->listeners) {
+      if (listener->event == event) found.push_back(listener);
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+/// Carries out one command: lets go of the tree lock while others are called.
+class Device::Actions final : public ControlActions {
+ public:
+  Actions(Device& device, MutexLock& lock) : device_(device), lock_(lock) {}
+
+  void BeforeRead(std::uint32_t address, std::uint32_t length) override {
+    Tell(ListenersOf(device_.registers_.Concerned(address, length), NodeEvent::Read));
+  }
+
+  void AfterWrite(std::uint32_t address, std::uint32_t length) override {
+    device_.FollowStores();
+    const std::vector<NodePtr> nodes = device_.registers_.Concerned(address, length);
+    Tell(ListenersOf(nodes, NodeEvent::Write));
+    for (const NodePtr& node : nodes) {
+      // A client that waits for the end of a command reads its register until the number is gone.
+      if (node->kind == NodeKind::Command) FinishCommand(*node);
+    }
+    device_.FollowStores();
+  }
+
+  void Resend(const ResendCommand& command, Endpoint requester) override {
+    if (!device_.stream_) return;
+    // Queues and returns; takes no lock that could be held across a call out.
+    device_.stream_->Resend(
+        {requester, command.block_id, command.first_packet, command.last_packet, command.extended});
+  }
+
+ private:
+  void Tell(const Listeners& listeners) {
+    lock_.unlock();
+    device_.actions_.Drain();
+    for (const auto& listener : listeners) listener->call(listener->context);
+    lock_.lock();
+  }
+
+  Device& device_;
+  MutexLock& lock_;
+};
+
+bool Device::Arrived(const ControlRequest& request) {
+  const MutexLock lock(TreeLock());
+  channel_.Heard(request);
+  const std::vector<NodePtr> nodes = channel_.Concerned(request.bytes);
+  return std::ranges::any_of(nodes, [](const NodePtr& node) { return !node->listeners.empty(); });
+}
+
+std::size_t Device::Execute(const ControlRequest& request, MutableByteView answer) {
+  MutexLock lock(TreeLock());
+  if (!server_) return 0;  // stopped in the meantime
+  Actions actions(*this, lock);
+  const std::size_t size = channel_.Handle(request, acquiring_, actions, answer);
+  FollowStores();
+  lock.unlock();
+  actions_.Drain();
+  return size;
+}
+
+void Device::Answered() {
+  std::shared_ptr<StreamChannel> stream;
+  {
+    const MutexLock lock(TreeLock());
+    if (std::exchange(test_packet_wanted_, false)) stream = stream_;
+  }
+  if (stream) stream->FireTestPacket();
+}
+
+Instant Device::Deadline() {
+  const MutexLock lock(TreeLock());
+  return channel_.HeartbeatDeadline();
+}
+
+void Device::Tick(Instant now, Endpoint waiting) {
+  {
+    const MutexLock lock(TreeLock());
+    if (now < channel_.HeartbeatDeadline()) return;
+    if (waiting.port != 0 && channel_.Privilege().IsHolder(waiting)) {
+      channel_.KeepAlive(now);
+      return;
+    }
+    channel_.Expire(now);
+    FollowStores();
+  }
+  actions_.Drain();
+}
+
+std::optional<std::chrono::milliseconds> Device::PendingAfter() {
+  const MutexLock lock(TreeLock());
+  const SparseMemory& memory = tree_.Memory();
+  if (ControlConfiguration::PendingAck::Get(memory.Load32(Bootstrap::kControlConfiguration)) == 0)
+    return std::nullopt;
+  return std::chrono::milliseconds(memory.Load32(Bootstrap::kPendingTimeout));
+}
+
+void Device::Settle() {
+  {
+    const MutexLock lock(TreeLock());
+    FollowStores();
+  }
+  actions_.Drain();
+}
+
+void Device::FollowStores() {
+  for (const std::uint64_t address : tree_.TakeStores()) FollowStore(address);
+}
+
+void Device::FollowStore(std::uint64_t address) {
+  SparseMemory& memory = tree_.Memory();
+  const auto taken = [&](std::uint32_t reg) {
+    const bool executed = memory.Load32(reg) != 0;
+    memory.Store32(reg, 0);  // commands clear themselves
+    return executed && server_ != nullptr;
+  };
+  switch (address) {
+    case Bootstrap::kTimestampControl:
+      return FollowTimestampControl();
+    case Bootstrap::kControlPrivilege:
+      return FollowPrivilege();
+    case Bootstrap::kStreamPacketSize: {
+      const std::uint32_t value = memory.Load32(Bootstrap::kStreamPacketSize);
+      test_packet_wanted_ = test_packet_wanted_ || StreamPacketSize::FireTest::Get(value) != 0;
+      memory.Store32(Bootstrap::kStreamPacketSize, StreamPacketSize::FireTest::With(value, 0));
+      return PostStreamConfig();
+    }
+    case Bootstrap::kStreamPort:
+      return FollowStreamPort();
+    case Bootstrap::kStreamPacketDelay:
+    case Bootstrap::kStreamDestination:
+    case Bootstrap::kStreamConfiguration:
+    case Bootstrap::kControlConfiguration:
+    case OwnRegisters::kThroughputLimitMode:
+    case OwnRegisters::kThroughputLimit:
+      return PostStreamConfig();
+    case OwnRegisters::kWidth:
+    case OwnRegisters::kHeight:
+      return UpdatePayloadSize();
+    case OwnRegisters::kPayloadSize:
+      payload_size_given_ = true;
+      return;
+    case OwnRegisters::kAcquisitionStart:
+      if (taken(OwnRegisters::kAcquisitionStart)) StartAcquisition();
+      return;
+    case OwnRegisters::kAcquisitionStop:
+      if (taken(OwnRegisters::kAcquisitionStop)) StopAcquisition();
+      return;
+    default:
+      return;
+  }
+}
+
+void Device::FollowStreamPort() {
+  const bool open = StreamPort::HostPort::Get(tree_.Memory().Load32(Bootstrap::kStreamPort)) != 0;
+  if (!open) StopAcquisition();
+  PostStreamConfig();
+  if (open && stream_) actions_.Post([stream = stream_] { stream->ChannelOpened(); });
+}
+
+void Device::FollowTimestampControl() {
+  SparseMemory& memory = tree_.Memory();
+  const std::uint32_t value = memory.Load32(Bootstrap::kTimestampControl);
+  memory.Store32(Bootstrap::kTimestampControl, 0);
+  if (TimestampControl::Latch::Get(value) != 0) {
+    const std::uint64_t ticks = clock_.Ticks();
+    memory.Store32(Bootstrap::kTimestampHigh, static_cast<std::uint32_t>(ticks >> 32));
+    memory.Store32(Bootstrap::kTimestampLow, static_cast<std::uint32_t>(ticks));
+  }
+  if (TimestampControl::Reset::Get(value) != 0) clock_.Reset();
+}
+
+void Device::FollowPrivilege() {
+  const bool held = channel_.Privilege().Held();
+  if (held == controlled_) return;
+  if (!held) StopAcquisition();
+  controlled_ = held;
+  Post(held ? ServerEvent::Connected : ServerEvent::Disconnected);
+}
+
+void Device::Post(ServerEvent event) {
+  actions_.Post([self = weak_from_this(), event] {
+    if (const auto device = self.lock()) device->events_.Tell(event);
+  });
+}
+
+}  // namespace Tarn

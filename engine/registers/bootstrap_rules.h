@@ -1,0 +1,54 @@
+#pragma once
+
+/// Which of the standard's registers this device has, and what a client's write to one of them does.
+
+#include <cstdint>
+#include <optional>
+
+#include "base/endpoint.h"
+#include "wire/gvcp.h"
+
+namespace Tarn {
+
+/// What the device can do, fixed while it runs.
+struct BootstrapProfile {
+  bool has_stream = false;
+  std::uint32_t max_packet_size = 1500;  ///< bytes with IP and UDP headers; what the interface carries
+};
+
+/// Limits of the stream packet size register.
+/// Source: clients probe from 220 up in steps of 4; below, a leader does not fit comfortably.
+inline constexpr std::uint32_t kMinPacketSize = 220;
+inline constexpr std::uint32_t kPacketSizeStep = 4;
+
+/// Shortest heartbeat timeout, milliseconds; shorter ones are stored as this.
+/// Source: GigE Vision, heartbeat timeout register.
+inline constexpr std::uint32_t kMinHeartbeatTimeout = 500;
+
+/// Facts of the moment that decide about a write.
+struct WriteContext {
+  Endpoint controller;     ///< who writes; only the client in control gets here
+  bool streaming = false;  ///< acquisition is on
+};
+
+/// What becomes of a write: refused, or stored as `value`.
+struct BootstrapWrite {
+  WireStatus status = WireStatus::Success;
+  std::uint32_t value = 0;
+};
+
+/// Byte length of the register or text that begins at `address`; empty when there is none.
+/// The holes inside the discovery block belong to it and read as zero.
+bool BootstrapExists(std::uint32_t address, const BootstrapProfile& profile);
+/// As above, for reads of whole memory blocks.
+bool BootstrapReadableInBlock(std::uint32_t address, const BootstrapProfile& profile);
+
+/// Decides about a write of `value` to the word at `address`, which now holds `old`. The privilege register
+/// is not decided here.
+BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, std::uint32_t old,
+                                    const BootstrapProfile& profile, const WriteContext& context);
+
+/// The nearest usable packet size.
+std::uint32_t UsablePacketSize(std::uint32_t size, const BootstrapProfile& profile);
+
+}  // namespace Tarn

@@ -1,0 +1,26 @@
+#pragma once
+
+/// Addresses of the standard features' registers that the standard leaves to the maker.
+
+#include <cstdint>
+
+namespace Tarn::OwnRegisters {
+
+inline constexpr std::uint32_t kBase = 0xF000'0000;  // FeatureTree's kOwnRegisters
+inline constexpr std::uint32_t kWidth = kBase + 0x00;
+inline constexpr std::uint32_t kHeight = kBase + 0x04;
+inline constexpr std::uint32_t kOffsetX = kBase + 0x08;
+inline constexpr std::uint32_t kOffsetY = kBase + 0x0C;
+inline constexpr std::uint32_t kPixelFormat = kBase + 0x10;
+inline constexpr std::uint32_t kPayloadSize = kBase + 0x14;
+inline constexpr std::uint32_t kAcquisitionMode = kBase + 0x18;
+inline constexpr std::uint32_t kAcquisitionStart = kBase + 0x1C;
+inline constexpr std::uint32_t kAcquisitionStop = kBase + 0x20;
+inline constexpr std::uint32_t kThroughputLimitMode = kBase + 0x24;
+inline constexpr std::uint32_t kThroughputLimit = kBase + 0x28;      // 8 bytes
+inline constexpr std::uint32_t kLinkSpeed = kBase + 0x30;            // 8 bytes
+inline constexpr std::uint32_t kTimestampLatchValue = kBase + 0x38;  // 8 bytes
+inline constexpr std::uint32_t kTimestampControl = kBase + 0x40;
+inline constexpr std::uint32_t kAcquisitionFrameCount = kBase + 0x44;
+
+}  // namespace Tarn::OwnRegisters
