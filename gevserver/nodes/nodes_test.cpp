@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <latch>
 #include <stdexcept>
+#include <thread>
 #include <typeinfo>
 
 #include "core/tarn_exception.h"
@@ -291,6 +294,27 @@ TEST_F(NodesTest, NodeMayDieInsideItsOwnListener) {
   fake.Fire(GSN_EVENT_WRITE);
   EXPECT_EQ(node, nullptr);
   EXPECT_EQ(library_.LiveHandles(), 0U);
+}
+
+// Events from a thread of the library while the node goes, its listener with it.
+TEST_F(NodesTest, EventsAndDestructionMayMeet) {
+  for (int round = 0; round < 200; ++round) {
+    auto node = IntegerNode::Create("X");
+    auto heard = std::make_shared<std::atomic<int>>(0);
+    const auto cookie = node->RegisterOnRead([heard](Node&) { ++*heard; });
+    const Testing::FakeNode fake = fake_.NodeOf(node->Handle());
+    std::latch both(2);
+    std::thread client([&] {
+      both.arrive_and_wait();
+      for (int i = 0; i < 20; ++i) fake.Fire(GSN_EVENT_READ);
+    });
+    both.arrive_and_wait();
+    node->UnregisterOnRead(cookie);
+    node.reset();
+    client.join();
+    ASSERT_EQ(library_.LiveHandles(), 0U) << "round " << round;
+    ASSERT_EQ(heard.use_count(), 1) << "round " << round;
+  }
 }
 
 TEST(CbCarrier, ListenersMayUnregisterInsideACall) {
