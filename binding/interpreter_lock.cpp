@@ -63,10 +63,36 @@ PyObject* OnExit(PyObject*, PyObject*) {
   });
 }
 
+/// Keeps the interpreter's record of a foreign thread from its first callback to its end: to make and free
+/// one for every callback costs more than the callback (measured: 12 us against 1 us).
+class KeptThreadState {
+ public:
+  /// Requires: the interpreter lock held by this thread through PyGILState_Ensure.
+  void Keep() {
+    if (kept_) return;
+    kept_ = true;
+    PyGILState_Ensure();
+  }
+
+  ~KeptThreadState() {
+    if (!kept_) return;
+    const InterpreterLock lock;
+    if (lock) PyGILState_Release(PyGILState_LOCKED);
+  }
+
+ private:
+  bool kept_ = false;
+};
+
+thread_local KeptThreadState kept_thread_state;
+
 }  // namespace
 
 InterpreterLock::InterpreterLock() noexcept : held_(TheGate().Enter()) {
-  if (held_) state_ = PyGILState_Ensure();
+  if (!held_) return;
+  const bool foreign = PyGILState_GetThisThreadState() == nullptr;
+  state_ = PyGILState_Ensure();
+  if (foreign) kept_thread_state.Keep();
 }
 
 InterpreterLock::~InterpreterLock() {
