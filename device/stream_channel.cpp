@@ -48,6 +48,7 @@ class StreamChannel::Core {
   void ChannelOpened();
   void FireTestPacket();
   void SetRunning(bool running);
+  void EndRunning();
   void Resend(const ResendRequest& request);
   SendResult Send(ImageBlock&& block);
 
@@ -392,9 +393,15 @@ void StreamChannel::Core::FireTestPacket() {
 
 void StreamChannel::Core::SetRunning(bool running) {
   const MutexLock lock(mutex_);
-  if (running_ && !running) DropAll();
+  if (!running) DropAll();
   running_ = running;
   Wake();
+}
+
+void StreamChannel::Core::EndRunning() {
+  const MutexLock lock(mutex_);
+  running_ = false;
+  Wake();  // callers that wait for a place are refused
 }
 
 void StreamChannel::Core::Resend(const ResendRequest& request) {
@@ -426,6 +433,7 @@ void StreamChannel::Configure(const StreamConfig& config) { core_->Configure(con
 void StreamChannel::ChannelOpened() { core_->ChannelOpened(); }
 void StreamChannel::FireTestPacket() { core_->FireTestPacket(); }
 void StreamChannel::SetRunning(bool running) { core_->SetRunning(running); }
+void StreamChannel::EndRunning() { core_->EndRunning(); }
 void StreamChannel::Resend(const ResendRequest& request) { core_->Resend(request); }
 SendResult StreamChannel::Send(ImageBlock&& block) { return core_->Send(std::move(block)); }
 

@@ -90,6 +90,9 @@ class StreamChannel {
   /// resent.
   void SetRunning(bool running);
 
+  /// Acquisition off because all its blocks were accepted: those go out, new ones are refused.
+  void EndRunning();
+
   /// Queues the request; too many, repeats within milliseconds and strangers' are dropped silently.
   void Resend(const ResendRequest& request);
 

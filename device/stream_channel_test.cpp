@@ -429,6 +429,18 @@ TEST_F(StreamChannelTest, StopDropsWhatIsBeingSent) {
   }
 }
 
+TEST_F(StreamChannelTest, AcquisitionThatEndsByItselfLosesNothing) {
+  config.bytes_per_second = 50'000'000;
+  Open(4);
+  const Bytes pixels = Pattern(500'000);
+  ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
+  ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
+  channel->EndRunning();
+  EXPECT_EQ(channel->Send(Block(pixels)), SendResult::NotRunning);
+  EXPECT_TRUE(Eventually([&] { return channel->Counters().frames == 2; }));
+  EXPECT_EQ(channel->Counters().dropped_blocks, 0u);
+}
+
 TEST_F(StreamChannelTest, ASenderWithPacingDoesNotWaitUntilThreeBlocksAreOnTheirWay) {
   config.bytes_per_second = 1'000'000;
   Open(8);

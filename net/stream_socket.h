@@ -6,6 +6,7 @@
 
 #include "base/endpoint.h"
 #include "net/datagram_output.h"
+#include "net/owned_fd.h"
 
 namespace Tarn {
 
@@ -15,9 +16,6 @@ class StreamSocket final : public DatagramOutput {
   /// Bound to the address and a port of the system's choice.
   /// Throws: std::system_error.
   explicit StreamSocket(std::uint32_t local_address);
-  ~StreamSocket() override;
-  StreamSocket(const StreamSocket&) = delete;
-  StreamSocket& operator=(const StreamSocket&) = delete;
 
   std::uint16_t LocalPort() const noexcept { return local_port_; }
 
@@ -33,7 +31,7 @@ class StreamSocket final : public DatagramOutput {
   void WaitWritable(std::chrono::milliseconds timeout) noexcept override;
 
  private:
-  int fd_;
+  OwnedFd fd_;
   std::uint16_t local_port_ = 0;
 };
 
