@@ -19,6 +19,7 @@
 #include "gevserver/nodes/int_reg_node.h"
 #include "gevserver/nodes/int_swiss_knife_node.h"
 #include "gevserver/nodes/integer_node.h"
+#include "gevserver/nodes/make_node.h"
 #include "gevserver/nodes/node_factory.h"
 #include "gevserver/nodes/string_reg_node.h"
 
@@ -98,6 +99,8 @@ TEST_F(NodesTest, OneLibraryNodeHasOneObject) {
   auto first = Wrap(handle);
   library_.Share(handle);
   EXPECT_EQ(Wrap(handle), first);
+  library_.Share(handle);
+  EXPECT_EQ(Private::MakeNode<IntegerNode>(HandleGuard<Node>(handle), {}), first) << "two threads at once";
   library_.Share(handle);
   first.reset();
   EXPECT_TRUE(library_.IsLive(handle));
