@@ -3,7 +3,6 @@
 /// A stand-in for the server library: a node tree without a network.
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
