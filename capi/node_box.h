@@ -5,6 +5,7 @@
 #include "capi/pinned.h"
 #include "engine/nodes/node.h"
 #include "engine/nodes/tree_lock.h"
+#include "gevserver/library/tr_status.h"
 
 namespace Tarn {
 

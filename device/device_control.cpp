@@ -12,11 +12,6 @@ namespace {
 
 using Listeners = std::vector<std::shared_ptr<const NodeListener>>;
 
-bool Hears(const Node& node, NodeEvent event) {
-  return std::ranges::any_of(node.listeners,
-                             [event](const auto& listener) { return listener->event == event; });
-}
-
 /// The listeners of the nodes in order; shared, so that each lives through its call.
 Listeners ListenersOf(const std::vector<NodePtr>& nodes, NodeEvent event) {
   Listeners found;

@@ -8,20 +8,6 @@
 namespace Tarn {
 namespace {
 
-// GenApi names: a letter, then letters, digits and underscores (attribute pattern of the GenApi schema).
-void CheckName(const std::string& name) {
-  const auto letter = [](char c) { return std::isalpha(static_cast<unsigned char>(c)) && (c & 0x80) == 0; };
-  const auto fits = [&](char c) { return letter(c) || (c >= '0' && c <= '9') || c == '_'; };
-  if (name.empty() || !letter(name.front()) || !std::all_of(name.begin(), name.end(), fits)) {
-    throw EngineError(Failure::kName,
-                      "'" + name + "' is no GenICam name: a letter, then letters, digits, '_'");
-  }
-  // Loading a description turns entries into nodes of such names.
-  if (name.starts_with("EnumEntry_")) {
-    throw EngineError(Failure::kName, "'" + name + "': names beginning with EnumEntry_ are reserved");
-  }
-}
-
 void CheckLength(NodeKind kind, const std::string& name, std::int64_t length) {
   const bool fits = kind == NodeKind::IntReg     ? length >= 1 && length <= 8
                     : kind == NodeKind::FloatReg ? length == 4 || length == 8
@@ -54,6 +40,20 @@ void CheckAddress(const std::string& name, std::int64_t address, std::int64_t le
 }
 
 }  // namespace
+
+// GenApi names: a letter, then letters, digits and underscores (attribute pattern of the GenApi schema).
+void CheckName(const std::string& name) {
+  const auto letter = [](char c) { return std::isalpha(static_cast<unsigned char>(c)) && (c & 0x80) == 0; };
+  const auto fits = [&](char c) { return letter(c) || (c >= '0' && c <= '9') || c == '_'; };
+  if (name.empty() || !letter(name.front()) || !std::all_of(name.begin(), name.end(), fits)) {
+    throw EngineError(Failure::kName,
+                      "'" + name + "' is no GenICam name: a letter, then letters, digits, '_'");
+  }
+  // Loading a description turns entries into nodes of such names.
+  if (name.starts_with("EnumEntry_")) {
+    throw EngineError(Failure::kName, "'" + name + "': names beginning with EnumEntry_ are reserved");
+  }
+}
 
 std::string FullName(const Node& node) {
   switch (node.name_space) {

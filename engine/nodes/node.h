@@ -80,6 +80,7 @@ struct Node {
   std::string tool_tip;
   std::string description;
   std::string unit;
+  std::string symbolic;  ///< of an entry: its symbolic value where that is not the name
 
   Visibility visibility = Visibility::Beginner;
   std::optional<AccessMode> imposed_access;
@@ -117,6 +118,14 @@ struct Node {
 
   bool is_register() const { return reg.has_value(); }
 };
+
+/// What clients call an entry: its own symbolic value, else its name.
+inline const std::string& SymbolicOf(const Node& entry) {
+  return entry.symbolic.empty() ? entry.name : entry.symbolic;
+}
+
+/// Throws: EngineError kName unless `name` is a letter, then letters, digits and underscores.
+void CheckName(const std::string& name);
 
 /// "Std::Width", "Cust::Lamp", "Priv::Raw".
 std::string FullName(const Node& node);

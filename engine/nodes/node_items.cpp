@@ -59,8 +59,9 @@ AccessMode SettableAccess(const Node& node, std::int64_t value) {
   return mode;
 }
 
-/// The setting behind a value-like item; null when the kind has none.
-Setting* SettingOf(Node& node, NodeItem item) {
+/// The setting behind a value-like item; null when the kind has none. As const as the node.
+template <class AnyNode>
+auto SettingOf(AnyNode& node, NodeItem item) -> decltype(&node.value) {
   const bool number = node.kind == NodeKind::Integer || node.kind == NodeKind::Float;
   const bool boolean = node.kind == NodeKind::Boolean;
   const bool command = node.kind == NodeKind::Command;
@@ -85,9 +86,8 @@ Setting* SettingOf(Node& node, NodeItem item) {
   }
 }
 
-const Setting* SettingOf(const Node& node, NodeItem item) { return SettingOf(const_cast<Node&>(node), item); }
-
-NodePtr* ConditionOf(Node& node, NodeItem item) {
+template <class AnyNode>
+auto ConditionOf(AnyNode& node, NodeItem item) -> decltype(&node.is_locked) {
   switch (item) {
     case NodeItem::IsImplemented:
       return &node.is_implemented;
@@ -100,7 +100,8 @@ NodePtr* ConditionOf(Node& node, NodeItem item) {
   }
 }
 
-std::string* TextOf(Node& node, NodeItem item) {
+template <class AnyNode>
+auto TextOf(AnyNode& node, NodeItem item) -> decltype(&node.unit) {
   switch (item) {
     case NodeItem::DisplayName:
       return &node.display_name;
@@ -237,14 +238,14 @@ std::string TextItem(const Node& node, NodeItem item) {
     default:
       break;
   }
-  const std::string* text = TextOf(const_cast<Node&>(node), item);
+  const std::string* text = TextOf(node, item);
   if (!text) ThrowNoItem(node, item);
   return *text;
 }
 
 NodePtr NodeOfItem(const Node& node, NodeItem item) {
   if (item == NodeItem::Alias) return node.alias.lock();
-  if (const NodePtr* condition = ConditionOf(const_cast<Node&>(node), item)) return *condition;
+  if (const NodePtr* condition = ConditionOf(node, item)) return *condition;
   const Setting* setting = SettingOf(node, item);
   if (!setting) ThrowNoItem(node, item);
   return NodeOf(*setting);
@@ -318,6 +319,11 @@ void SetTextItem(Node& node, NodeItem item, const std::string& text) {
   if (item == NodeItem::Formula) return SetFormula(node, text);
   if (item == NodeItem::Value && node.kind == NodeKind::String) {
     node.value = text;
+    return;
+  }
+  if (item == NodeItem::Value && node.kind == NodeKind::EnumEntry) {
+    CheckName(text);
+    node.symbolic = text;
     return;
   }
   std::string* target = TextOf(node, item);

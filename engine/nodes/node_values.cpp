@@ -69,7 +69,7 @@ std::string EnumerationText(const Node& node) {
     throw EngineError(Failure::kNoValue,
                       node.name + " holds " + std::to_string(number) + ", which no entry has");
   }
-  return entry->name;
+  return SymbolicOf(*entry);
 }
 
 bool ParseBoolean(const std::string& text, const std::string& what) {
@@ -88,7 +88,7 @@ NodePtr EntryOf(const Node& enumeration, std::int64_t number) {
 
 NodePtr EntryOf(const Node& enumeration, const std::string& name) {
   const auto found = std::find_if(enumeration.children.begin(), enumeration.children.end(),
-                                  [&name](const NodePtr& entry) { return entry->name == name; });
+                                  [&name](const NodePtr& entry) { return SymbolicOf(*entry) == name; });
   return found == enumeration.children.end() ? nullptr : *found;
 }
 
@@ -162,6 +162,8 @@ std::string ReadText(const Node& node) {
       return BooleanText(ReadBoolean(node));
     case NodeKind::Enumeration:
       return EnumerationText(node);
+    case NodeKind::EnumEntry:
+      return SymbolicOf(node);
     case NodeKind::Category:
       ThrowNoSuchValue(node, "text");
     default:

@@ -158,7 +158,7 @@ void WriteStringNode(XmlWriter& out, const Node& node) {
 }
 
 void WriteEntry(XmlWriter& out, const Node& entry) {
-  out.Open("EnumEntry", {{"Name", entry.name},
+  out.Open("EnumEntry", {{"Name", SymbolicOf(entry)},
                          {"NameSpace", entry.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
   WriteCommon(out, entry);
   WriteSetting(out, entry.value, "Value", "");

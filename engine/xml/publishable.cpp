@@ -1,4 +1,6 @@
 #include <set>
+#include <string>
+#include <string>
 
 #include "base/engine_error.h"
 #include "engine/nodes/node_limits.h"
@@ -23,7 +25,11 @@ void CheckLinks(const FeatureTree& tree, const Node& node) {
 void CheckEntries(const Node& enumeration) {
   if (enumeration.children.empty()) Refuse("the enumeration " + enumeration.name + " has no entries");
   std::set<std::int64_t> numbers;
+  std::set<std::string> names;
   for (const NodePtr& entry : enumeration.children) {
+    if (!names.insert(SymbolicOf(*entry)).second) {
+      Refuse("two entries of " + enumeration.name + " are called " + SymbolicOf(*entry));
+    }
     if (!numbers.insert(ReadInteger(*entry)).second) {
       Refuse("two entries of " + enumeration.name + " have the number " +
              std::to_string(ReadInteger(*entry)));
