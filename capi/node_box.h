@@ -3,8 +3,8 @@
 /// What a node handle stands for. A node has one handle at a time, so that equal handles mean the same node.
 
 #include "capi/pinned.h"
+#include "device/tree_lock.h"
 #include "engine/nodes/node.h"
-#include "engine/nodes/tree_lock.h"
 #include "gevserver/library/tr_status.h"
 
 namespace Tarn {

@@ -58,7 +58,7 @@ struct RegisterPart {
   std::vector<std::uint8_t> bytes;     ///< the value while the node is in no tree, big-endian
 };
 
-/// Threads: guarded by the tree lock (see tree_lock.h), also while the node is in no tree.
+/// Threads: guarded by the tree lock (see device/tree_lock.h), also while the node is in no tree.
 ///
 /// Links along which values flow (settings, addresses, conditions, children) share ownership and cannot form
 /// circles; links that only inform (selected, invalidators, alias) are weak, since two nodes may well name

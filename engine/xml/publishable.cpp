@@ -1,6 +1,5 @@
 #include <set>
 #include <string>
-#include <string>
 
 #include "base/engine_error.h"
 #include "engine/nodes/node_limits.h"

@@ -1,4 +1,4 @@
-#include "engine/nodes/tree_lock.h"
+#include "device/tree_lock.h"
 
 namespace Tarn {
 
