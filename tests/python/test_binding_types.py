@@ -1,0 +1,196 @@
+"""The server module as a set of types: order, bases, names, codes, docstrings."""
+
+import gc
+import inspect
+import weakref
+
+import pytest
+
+import tarn
+from tarn import _gevserver_311 as module
+from tarn import gevserver
+
+BASES = {
+    "NodeMap": None,
+    "Server": None,
+    "Stream": None,
+    "ImageBufferDescription": None,
+    "ChunkImageBufferDescription": "ImageBufferDescription",
+    "LogicalNetworkInterface": None,
+    "Node": None,
+    "ValueNode": "Node",
+    "SelectorNode": "ValueNode",
+    "BooleanNode": "ValueNode",
+    "CategoryNode": "ValueNode",
+    "CommandNode": "ValueNode",
+    "EnumEntryNode": "ValueNode",
+    "EnumerationNode": "SelectorNode",
+    "FloatBaseNode": "SelectorNode",
+    "FloatNode": "FloatBaseNode",
+    "FloatRegNode": "FloatBaseNode",
+    "Float32RegNode": "FloatRegNode",
+    "Float64RegNode": "FloatRegNode",
+    "IntegerBaseNode": "SelectorNode",
+    "IntegerNode": "IntegerBaseNode",
+    "IntRegNode": "IntegerBaseNode",
+    "IntSwissKnifeNode": "IntegerBaseNode",
+    "Int32RegNode": "IntRegNode",
+    "Int64RegNode": "IntRegNode",
+    "StringNode": "SelectorNode",
+    "StringRegNode": "StringNode",
+}
+
+CODES = {
+    "NodeList": {"Child": 0, "Selected": 1, "Invalidator": 2, "Addresses": 3},
+    "DriverType": {"Auto": -1, "Socket": 0, "Filter": 1},
+    "ServerInitType": {"FixedSize": 1, "DynamicSize": 2},
+    "ServerEvent": {
+        "Connected": 0,
+        "Disconnected": 1,
+        "AcquisitionStart": 2,
+        "AcquisitionStop": 3,
+        "ImageSnapped": 4,
+    },
+    "NodeEvent": {"Read": 0, "Write": 1},
+    "NumberSign": {"Unsigned": 0, "Signed": 1},
+    "PayloadType": {"Image": 1, "File": 2, "ChunkImage": 0x4001},
+    "State": {"Configuration": 0, "Disconnected": 1, "Connected": 2, "AcquisitionEnabled": 3},
+    "NameSpace": {"Standard": 0, "Custom": 1, "Private": 2},
+}
+
+
+def members(code_type: type) -> dict[str, int]:
+    return {name: getattr(code_type, name) for name in vars(code_type) if not name.startswith("_")}
+
+
+def test_the_module_holds_its_types_and_the_build_id():
+    public = {name for name in dir(module) if not name.startswith("__")}
+    assert public == {*BASES, *CODES, "NodeType", "Info", "NodeInfo", "_mbi_id"}
+    assert len(public) == 40 and module.__doc__ is None
+    identification = "TARNpy-v1.11.7.build-21.Release gcc94 @ ubu2004-x86_64 & TARNpp-v1.11.4.build-31"
+    assert module._mbi_id() == module._mbi_id(1, what=2) == identification
+    assert set(gevserver.__all__) == public - {"_mbi_id"}
+
+
+def test_types_have_their_names_and_bases():
+    for name, base in BASES.items():
+        kind = getattr(module, name)
+        assert (kind.__name__, kind.__module__) == (name, "tarn.gevserver")
+        assert kind.__base__ is (getattr(module, base) if base else object), name
+        assert kind.__doc__.startswith(f"@sec@cls tarn.gevserver.{name}\n\n"), name
+
+
+@pytest.mark.parametrize("name", [*BASES, *CODES])
+def test_every_type_can_be_derived_from_and_weakly_referenced(name):
+    derived = type("Derived", (getattr(module, name),), {})
+    for kind in (getattr(module, name), derived):
+        if name == "LogicalNetworkInterface":
+            made = kind("10.0.0.1", "255.0.0.0")
+        else:
+            made = kind()
+        assert gc.is_tracked(made) == (kind is derived)
+        weak = weakref.ref(made)
+        del made
+        gc.collect()
+        assert weak() is None
+
+
+def test_an_object_that_was_never_bound_is_empty_and_says_so():
+    for use, text in (
+        (lambda: module.Server().state, "failed to extract type -  resource might be gone"),
+        (lambda: module.Server().stop(), "failed to extract type -  resource might be gone"),
+        (lambda: module.NodeMap().nodes, "failed to extract type -  resource might be gone"),
+        (lambda: module.NodeMap()["Width"], "failed to extract type -  resource might be gone"),
+        (lambda: module.NodeMap().add_node, "failed to extract type -  resource might be gone"),
+        (lambda: module.Node().name, "failed to extract type -  resource might be gone"),
+        (lambda: module.Stream().send(tarn.Image((2, 2))), "failed to extract type -  resource might be gone"),
+        (lambda: module.ImageBufferDescription().size, "failed to extract type - pointer is null"),
+    ):
+        with pytest.raises(RuntimeError) as caught:
+            use()
+        assert str(caught.value) == text
+
+
+def test_codes():
+    for name, expected in CODES.items():
+        assert members(getattr(module, name)) == expected, name
+    assert members(module.NodeType) == {
+        "Invalid": -1,
+        **{
+            name: value
+            for value, name in enumerate(
+                "Unknown Category IntReg StringReg Integer Boolean Command Enumeration EnumEntry"
+                " IntSwissKnife".split()
+            )
+        },
+    }
+    info = members(module.NodeInfo)
+    assert sorted(info.values()) == [n for n in range(31) if n not in (17, 28, 29)]
+    assert (info["Value"], info["Sign"], info["Last"], info["RegisterAddress"]) == (18, 27, 30, 16)
+    assert list(members(module.Info).values()) == [0, 1, 2, 3, 4]
+    for holder in (module.State, module.State()):
+        for change in (lambda: setattr(holder, "Connected", 5), lambda: delattr(holder, "Connected")):
+            with pytest.raises(AttributeError):
+                change()
+        assert holder.Connected == 2 and type(holder.Connected) is int
+    child = inspect.getattr_static(module.NodeList, "Child").__doc__
+    assert child == (
+        "@ro Node accesses the child nodes.\n\n"
+        "Category: Nodes in category. Enumeration: EnumEntry nodes. SwissKnifes: Variables."
+    )
+
+
+def test_docstrings_of_the_three_kinds():
+    server = module.Server
+    assert server.__doc__ == (
+        "@sec@cls tarn.gevserver.Server\n\n"
+        "Tarn GigE Vision Server implements a GigE Vision camera in software.\n\n"
+    )
+    assert server.node_map.__doc__ == "@ro Gets this servers node map."
+    assert module.NodeMap.xml_file_version.__doc__ == "Gets the XML version."
+    assert module.NodeMap.module_name.__doc__ == (
+        "@ro Gets this node map's module name.\n\nThis is the device node map."
+    )
+    assert server.stop.__doc__.startswith(
+        "@sec@call def stop(self) -> None:\n\nStops this server.\n\nStopping the server results"
+    )
+    assert "Parameters" not in server.stop.__doc__ and "Returns" not in server.stop.__doc__
+    assert module.Stream.try_send.__doc__.count("@sec@call def try_send(self, image: tarn.Image") == 2
+    assert module.NodeMap.add_node.__doc__.split("@sec@call ")[1:] == [
+        f"def add_node(self, {signature}) -> None:\n\nAdds the given to this node map.\n\n"
+        "Add a node either by 1) Node only, 2) Node key (name) and value (node) or 3) Node key, value and kind "
+        f"specified in node list. The key will be the full node.name.\n\nParameters\n----------{listed}\n"
+        for signature, listed in (
+            ("key: str, node: tarn.gevserver.Node, kind: int", _KEY + _NODE + _KIND),
+            ("key: str, node: tarn.gevserver.Node", _KEY + _NODE),
+            ("node: tarn.gevserver.Node", _NODE),
+        )
+    ]
+
+
+_KEY = (
+    "\nkey : str\n    Key of the node to add. This will be the full name of the node including namespace.\n"
+)
+_NODE = "\nnode : tarn.gevserver.Node\n    Node to add.\n"
+_KIND = "\nkind : int\n    Kind of node to add.\n"
+
+
+def test_docstring_of_a_factory_and_of_a_constructor():
+    doc = module.Server.create_with_const_size_pfnc.__doc__
+    assert doc.startswith(
+        "@sec@call def create_with_const_size_pfnc(size: tarn.Size2D, pixel_format: int, "
+        "driver_type: int = tarn.gevserver.DriverType.Auto) -> tarn.gevserver.Server:\n\n"
+    )
+    assert doc.endswith(
+        "    The driver type to use (see tarn.gevserver.DriverType).\n"
+        "\nReturns\n-------\ntarn.gevserver.Server\n"
+        "    Newly created server object in State.Configuration.\n\n"
+    )
+    assert module.LogicalNetworkInterface.__doc__ == (
+        "@sec@cls tarn.gevserver.LogicalNetworkInterface\n\n"
+        "An IP network interface the GevServer can be bound to.\n\n"
+        "@sec@call def __init__(self, ip_address: str, ipv4_mask: str) -> None:\n\n"
+        "Instantiates a LogicalNetworkInterface object.\n\nParameters\n----------\n"
+        "ip_address : str\n    The address of the interface.\n\n"
+        "ipv4_mask : str\n    The subnet mask of the address.\n\n"
+    )
