@@ -18,6 +18,8 @@
 
 namespace Tarn {
 
+class StreamCore;
+
 /// How packets leave. The numbers are those of the C interface; Auto is a request only.
 enum class StreamDriver : std::int32_t {
   Auto = -1,
@@ -103,9 +105,8 @@ class StreamChannel {
   SendResult Send(ImageBlock&& block);
 
  private:
-  class Core;
-  std::shared_ptr<Core> core_;  // shared with the stream loop, which may outlive the channel
-  Mutex closing_;               // one thread joins
+  std::shared_ptr<StreamCore> core_;  // shared with the stream loop, which may outlive the channel
+  Mutex closing_;                     // one thread joins
   std::thread loop_;
 };
 
