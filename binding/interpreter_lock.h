@@ -41,7 +41,7 @@ class InterpreterUnlock {
 };
 
 /// Registers an exit hook with the interpreter: runs `before_closing` without the interpreter lock, then
-/// closes the gate and waits, at most `kGateDeadline`, for threads inside. Once per extension module, at its
+/// closes the gate and waits, at most 5 s, for threads inside. Once per extension module, at its
 /// import. Throws: PresetError when the hook cannot be registered.
 void CloseGateAtExit(std::function<void()> before_closing);
 
