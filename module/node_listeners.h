@@ -4,7 +4,8 @@
 ///
 /// A listener is called with the node, on the thread of the library that reports the event. The native side
 /// keeps an id; the callable is in the node wrapper's registry, and the wrapper, while it has listeners, is
-/// kept by its node map (or lives as long as its user holds it, for a free node).
+/// kept by its node map (or lives as long as its user holds it, for a free node). Nothing here takes part in
+/// cycle collection: a callable that itself holds the server keeps it until it is unregistered.
 
 #include "binding/convert.h"
 #include "binding/core_values.h"
