@@ -2,28 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include "wire/hex_bytes_test.h"
 
 namespace Tarn {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// Bytes from hexadecimal text; spaces are for the reader.
-Bytes Hex(const std::string& text) {
-  Bytes bytes;
-  std::string digits;
-  for (const char c : text) {
-    if (c == ' ') continue;
-    digits += c;
-    if (digits.size() == 2) {
-      bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits, nullptr, 16)));
-      digits.clear();
-    }
-  }
-  return bytes;
-}
 
 template <class Part>
 Bytes Encoded(const Part& part) {
