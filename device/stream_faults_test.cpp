@@ -99,6 +99,26 @@ TEST(StreamFaults, ARefusedTrainGoesOutPacketByPacketAndTrainsAreGivenUp) {
   });
 }
 
+TEST(StreamFaults, TrainsStayWhenThePacketsAloneAreRefusedToo) {
+  InNamespace(1500, [] {
+    const Bytes pixels = Pattern(100'000);
+    Receiver receiver;
+    StreamConfig config;
+    config.destination = receiver.Address();
+    config.packet_size = 4000;
+    config.dont_fragment = true;
+    const auto channel = OpenFilter(config);
+    EXPECT_EQ(SendPixels(*channel, pixels), SendResult::Accepted);
+    EXPECT_NE(channel->Counters().failed_sends, 0u);
+    config.packet_size = 1400;
+    channel->Configure(config);
+    receiver.Arrived();
+    EXPECT_EQ(SendPixels(*channel, pixels), SendResult::Accepted);
+    EXPECT_EQ(receiver.Arrived().size(), 2 + (pixels.size() + 1363) / 1364);
+    EXPECT_EQ(channel->Driver(), StreamDriver::Filter);
+  });
+}
+
 TEST(StreamFaults, AnAddressThatGoesAndComesBackCostsFramesButNotTheTrains) {
   InNamespace(65536, [] {
     const Bytes pixels = Pattern(100'000);

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "device/stream_channel_fixture.h"
@@ -68,39 +70,93 @@ TEST_F(StreamThreads, ASenderWithPacingDoesNotWaitUntilThreeBlocksAreOnTheirWay)
   EXPECT_EQ(told, (std::vector{1, 2, 3}));
 }
 
-/// The caller holds a lock all the time, and owners need it: as with an interpreter lock.
-TEST_F(StreamThreads, OwnersMayNeedALockThatTheSenderHolds) {
+/// First come, first served, and the holder may take it again: an interpreter lock in small.
+class FairLock {
+ public:
+  void lock() {
+    std::unique_lock guard(mutex_);
+    if (holder_ != std::this_thread::get_id()) {
+      const int ticket = next_ticket_++;
+      served_.wait(guard, [&] { return serving_ == ticket; });
+      holder_ = std::this_thread::get_id();
+    }
+    ++depth_;
+  }
+  void unlock() {
+    const std::lock_guard guard(mutex_);
+    if (--depth_ != 0) return;
+    holder_ = {};
+    ++serving_;
+    served_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable served_;
+  std::thread::id holder_;
+  int depth_ = 0;
+  int next_ticket_ = 0;
+  int serving_ = 0;
+};
+
+/// The caller holds the lock for slices of 5 ms, in which it sends and computes; owners need it too. The
+/// blocks are just so large that the loop has to finish them.
+TEST_F(StreamThreads, OwnersMayNeedALockThatTheSenderHoldsAndDoNotPileUp) {
   struct Told {
-    std::recursive_mutex lock;
+    FairLock lock;
     std::vector<std::uint64_t> blocks;
   } told;
   struct Note {
     Told* told;
     std::uint64_t number;
   };
-  const Bytes pixels = Pattern(30'000);
+  const Bytes pixels = Pattern(1'000);
   std::vector<Note> notes;
-  for (std::uint64_t i = 0; i < 500; ++i) notes.push_back({&told, i});
-  config.bytes_per_second = 100'000'000;
+  for (std::uint64_t i = 0; i < 20'000; ++i) notes.push_back({&told, i});
   Open(3);
-  for (Note& note : notes) {
-    {
-      const std::lock_guard lock(told.lock);
+  for (std::size_t next = 0; next < notes.size();) {
+    const std::lock_guard lock(told.lock);
+    const auto end = std::chrono::steady_clock::now() + 5ms;
+    for (; next < notes.size() && std::chrono::steady_clock::now() < end; ++next) {
       BlockOwner owner(
           [](void* context) {
-            const auto* n = static_cast<const Note*>(context);
-            const std::lock_guard inner(n->told->lock);
-            n->told->blocks.push_back(n->number);
+            const auto* note = static_cast<const Note*>(context);
+            const std::lock_guard inner(note->told->lock);
+            note->told->blocks.push_back(note->number);
           },
-          &note);
+          &notes[next]);
       ASSERT_EQ(channel->Send(Block(pixels, std::move(owner))), SendResult::Accepted);
-      ASSERT_LE(note.number - told.blocks.size(), 100u) << "blocks pile up";
+      ASSERT_LE(next - told.blocks.size(), 2'000u) << "blocks pile up";
+      if (next % 20 == 0) Ask(next, 1, 1);
     }
-    if (note.number % 50 == 0) Ask(note.number, 1, 5);
   }
   channel->Close();
   ASSERT_EQ(told.blocks.size(), notes.size());
   for (std::uint64_t i = 0; i < notes.size(); ++i) ASSERT_EQ(told.blocks[i], i);
+}
+
+TEST_F(StreamThreads, ASenderWithoutResendIsToldByItselfAlthoughAnotherIsBeingTold) {
+  struct Slow {
+    std::atomic<bool> entered{false};
+    std::atomic<bool> go_on{false};
+  } slow;
+  Open(0);
+  const Bytes pixels = Pattern(1'000);
+  std::thread other([&] {
+    BlockOwner owner(
+        [](void* context) {
+          auto* self = static_cast<Slow*>(context);
+          self->entered = true;
+          EXPECT_TRUE(Eventually([&] { return self->go_on.load(); }));
+        },
+        &slow);
+    EXPECT_EQ(channel->Send(Block(pixels, std::move(owner))), SendResult::Accepted);
+  });
+  EXPECT_TRUE(Eventually([&] { return slow.entered.load(); }));
+  EXPECT_EQ(channel->Send(Block(pixels, owners.For(1))), SendResult::Accepted);
+  EXPECT_EQ(owners.Told().size(), 1u);
+  slow.go_on = true;
+  other.join();
 }
 
 TEST_F(StreamThreads, EveryOwnerIsToldOnceWhateverHappensMeanwhile) {

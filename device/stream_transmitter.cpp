@@ -200,6 +200,7 @@ void StreamTransmitter::StartBatch(const std::optional<Endpoint>& destination) n
 }
 
 std::size_t StreamTransmitter::GroupLimit(const PacketForm& form) const noexcept {
+  if (train_refused_) return 1;
   return pacer_.Unlimited() ? kMaxGroup : std::min(kMaxGroup, pacer_.GroupPackets(form.packet_size));
 }
 
@@ -242,8 +243,8 @@ std::size_t StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
   Add(failed_sends_, result.failed);
   if (!pacer_.Unlimited()) pacer_.Sent(Now(), done, result.sent_bytes + done * kDatagramOverhead);
 
-  // A refusal may as well be the destination's fault (an address that was taken away gives the same error):
-  // the datagrams are tried alone, and trains are given up for good when that works.
+  // A refusal may as well be the destination's fault: the train's first packet is tried alone, and trains are
+  // given up for good when that works.
   if (result.train_refused) {
     train_refused_ = true;
   } else if (train_refused_ && done != 0) {

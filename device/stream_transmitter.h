@@ -103,7 +103,7 @@ class StreamTransmitter {
   StreamSocket socket_;
   const std::size_t interface_mtu_;
   std::atomic<StreamDriver> driver_;
-  bool train_refused_ = false;  // the last group; the next goes without trains and decides
+  bool train_refused_ = false;  // in the last group; the next is a packet alone and decides
 
   StreamConfig config_{};
   PacketForm form_;
