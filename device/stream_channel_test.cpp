@@ -217,6 +217,7 @@ TEST_F(StreamChannelTest, ManyRequestsAreNoFlood) {
   }));
   EXPECT_LE(channel->Counters().resent_packets, 3 * packets);
   EXPECT_GE(channel->Counters().resent_packets, 2 * packets);
+  channel->Close();  // the pixels go
 }
 
 TEST_F(StreamChannelTest, KeptBlocksOfAnotherPacketSizeAreGone) {
@@ -229,6 +230,7 @@ TEST_F(StreamChannelTest, KeptBlocksOfAnotherPacketSizeAreGone) {
   Ask(1, 1, 1);
   EXPECT_EQ(HeaderOf(receiver.Next()).status, 0x800C);
   EXPECT_TRUE(Eventually([&] { return owners.Told().size() == 1; }));
+  channel->Close();  // the pixels go
 }
 
 TEST_F(StreamChannelTest, EveryBlockBecomesWholeAlthoughPacketsAreLost) {
@@ -257,6 +259,7 @@ TEST_F(StreamChannelTest, EveryBlockBecomesWholeAlthoughPacketsAreLost) {
     ASSERT_EQ(got.size(), expected.size()) << "block " << id;
     for (std::uint32_t i = 0; i < expected.size(); ++i) ASSERT_EQ(got[i], expected[i]) << id << '/' << i;
   }
+  channel->Close();  // the pixels go
 }
 
 }  // namespace

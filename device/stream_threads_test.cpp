@@ -49,6 +49,7 @@ TEST_F(StreamThreads, AcquisitionThatEndsByItselfLosesNothing) {
   EXPECT_EQ(channel->Send(Block(pixels)), SendResult::NotRunning);
   EXPECT_TRUE(Eventually([&] { return channel->Counters().frames == 2; }));
   EXPECT_EQ(channel->Counters().dropped_blocks, 0u);
+  channel->Close();  // the pixels go
 }
 
 TEST_F(StreamThreads, ASenderWithPacingDoesNotWaitUntilThreeBlocksAreOnTheirWay) {
