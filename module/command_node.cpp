@@ -23,7 +23,7 @@ void TypeDef<CommandNode>::Init() {
   AddConfig<&Native::ValueConfigAsNode, &Native::SetValueConfigAsNode, &Native::ValueConfigAsInt,
             &Native::SetValueConfigAsInt>(type, "value", "value");
   AddFromString(type, "Sets the value of the node from the string value.",
-                "\"true\" in any case executes the command, every other text does not.");
+                "\"true\" in any case executes the command, every other text marks it as done.");
   AddNeverStreamable(type, "Commands are never streamable.", "It will always return False.");
   AddChainModes(type);
   AddPollingTime(type);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "gevserver/nodes/register_node.h"
 #include "module/node_members.h"
 
 namespace _tarn::gevserver {
