@@ -46,7 +46,11 @@ def main() -> None:
     rounds = [(bare(), told(IMPORT), told(START)) for _ in range(ROUNDS)]
     base, imported, started = (statistics.median(column) * 1000 for column in zip(*rounds, strict=True))
     print(f"{'':<28}{'ms':>8}{'x bare interpreter':>20}")
-    for name, value in (("bare interpreter", base), ("import tarn.gevserver", imported), ("create and start", started)):
+    for name, value in (
+        ("bare interpreter", base),
+        ("import tarn.gevserver", imported),
+        ("create and start", started),
+    ):
         print(f"{name:<28}{value:8.1f}{value / base:20.2f}")
 
 

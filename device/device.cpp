@@ -75,7 +75,6 @@ void Device::OpenStream(const NetworkIdentity& network) {
   stream_ = std::make_shared<StreamChannel>(options);
   stream_->Configure(ReadStreamConfig());
   last_driver_ = stream_->Driver();
-  tree_.Memory().Store32(Bootstrap::kStreamSourcePort, stream_->SourcePort());
 }
 
 void Device::Publish(const NetworkIdentity& network) {
@@ -127,9 +126,9 @@ void Device::Stop() {
     const MutexLock lock(TreeLock());
     was_controlled = controlled_;
     stream = TakeDown(server);
-    stopping_ = server != nullptr;
+    if (!server) return;  // stopped, or being stopped by somebody else
+    stopping_ = true;
   }
-  if (!server) return;
   actions_.Clear();
   if (stream) stream->Close();
   server->Stop();

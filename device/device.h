@@ -111,7 +111,9 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void FollowTimestampControl();
   void UpdatePayloadSize();
   void StartAcquisition();
-  void StopAcquisition();
+  /// What becomes of images that were accepted and are not sent yet.
+  enum class Unsent { Drop, Send };
+  void StopAcquisition(Unsent unsent = Unsent::Drop);
   void LockParameters(bool locked);
   void PostStreamConfig();
   StreamConfig ReadStreamConfig() const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/engine_error.h"
 #include "device/device.h"
 #include "engine/nodes/node_values.h"
 #include "engine/registers/own_registers.h"
@@ -28,7 +29,7 @@ Listeners ListenersOf(const std::vector<NodePtr>& nodes, NodeEvent event) {
 /// Carries out one command: lets go of the tree lock while others are called.
 class Device::Actions final : public ControlActions {
  public:
-  Actions(Device& device, MutexLock& lock) : device_(device), lock_(lock) {}
+  Actions(Device& device, MutexLock& lock, Endpoint client) : device_(device), lock_(lock), client_(client) {}
 
   void BeforeRead(std::uint32_t address, std::uint32_t length) override {
     Tell(ListenersOf(device_.registers_.Concerned(address, length), NodeEvent::Read));
@@ -38,10 +39,7 @@ class Device::Actions final : public ControlActions {
     device_.FollowStores();
     const std::vector<NodePtr> nodes = device_.registers_.Concerned(address, length);
     Tell(ListenersOf(nodes, NodeEvent::Write));
-    for (const NodePtr& node : nodes) {
-      // A client that waits for the end of a command reads its register until the number is gone.
-      if (node->kind == NodeKind::Command) FinishCommand(*node);
-    }
+    for (const NodePtr& node : nodes) Finish(*node);
     device_.FollowStores();
   }
 
@@ -53,15 +51,29 @@ class Device::Actions final : public ControlActions {
   }
 
  private:
+  /// A client that waits for the end of a command reads its register until the number is gone.
+  static void Finish(Node& node) {
+    if (node.kind != NodeKind::Command) return;
+    try {
+      FinishCommand(node);
+    } catch (const EngineError&) {
+      // Its source takes no other number, or the number cannot be computed now: the client waits in vain.
+    }
+  }
+
   void Tell(const Listeners& listeners) {
     lock_.unlock();
     device_.actions_.Drain();
     for (const auto& listener : listeners) listener->call(listener->context);
     lock_.lock();
+    // Its silence was ours as long as the listeners ran.
+    if (!listeners.empty() && device_.channel_.Privilege().IsHolder(client_))
+      device_.channel_.KeepAlive(Now());
   }
 
   Device& device_;
   MutexLock& lock_;
+  const Endpoint client_;
 };
 
 bool Device::Arrived(const ControlRequest& request) {
@@ -74,7 +86,7 @@ bool Device::Arrived(const ControlRequest& request) {
 std::size_t Device::Execute(const ControlRequest& request, MutableByteView answer) {
   MutexLock lock(TreeLock());
   if (!server_) return 0;  // stopped in the meantime
-  Actions actions(*this, lock);
+  Actions actions(*this, lock, request.source);
   const std::size_t size = channel_.Handle(request, acquiring_, actions, answer);
   FollowStores();
   lock.unlock();
@@ -177,6 +189,7 @@ void Device::FollowStore(std::uint64_t address) {
 void Device::FollowStreamPort() {
   const bool open = StreamPort::HostPort::Get(tree_.Memory().Load32(Bootstrap::kStreamPort)) != 0;
   if (!open) StopAcquisition();
+  tree_.Memory().Store32(Bootstrap::kStreamSourcePort, open && stream_ ? stream_->SourcePort() : 0);
   PostStreamConfig();
   if (open && stream_) actions_.Post([stream = stream_] { stream->ChannelOpened(); });
 }

@@ -38,11 +38,12 @@ void Device::StartAcquisition() {
   Post(ServerEvent::AcquisitionStart);
 }
 
-void Device::StopAcquisition() {
+void Device::StopAcquisition(Unsent unsent) {
   if (!acquiring_) return;
   acquiring_ = false;
   LockParameters(false);
-  if (stream_) actions_.Post([stream = stream_] { stream->SetRunning(false); });
+  if (stream_ && unsent == Unsent::Send) actions_.Post([stream = stream_] { stream->EndRunning(); });
+  if (stream_ && unsent == Unsent::Drop) actions_.Post([stream = stream_] { stream->SetRunning(false); });
   Post(ServerEvent::AcquisitionStop);
 }
 
@@ -120,7 +121,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   {
     const MutexLock lock(TreeLock());
     last = frames_left_ == 0;
-    if (last) StopAcquisition();
+    if (last) StopAcquisition(Unsent::Send);
   }
   if (last) actions_.Drain();
 }

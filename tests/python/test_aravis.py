@@ -117,9 +117,9 @@ def test_tool_lists_reads_and_writes(make_camera):
     )
     for text in ("640", "480", "Mono8", str(640 * 480), map_.model_name):
         assert text in read
-    tool("-a", camera.address, "control", "GevSCPSPacketSize=4000", "DeviceUserID=bench 3")
+    tool("-a", camera.address, "control", "GevSCPSPacketSize=4000", "GevHeartbeatTimeout=7000")
     assert "4000" in tool("-a", camera.address, "control", "GevSCPSPacketSize")
-    assert "bench 3" in tool("-a", camera.address, "control", "DeviceUserID")
+    assert "7000" in tool("-a", camera.address, "control", "GevHeartbeatTimeout")
 
 
 def test_client_sets_the_size_of_a_variable_camera(tmp_path):

@@ -82,7 +82,7 @@ def test_endpoints_agree_with_the_system(make_camera):
     server.start(camera.address)
     assert tuple(server.local_endpoint) == (camera.address, PORT)
     assert (camera.address, PORT) in udp_sockets()
-    with StreamReceiver() as receiver, camera.client(local="127.0.0.9") as client:
+    with StreamReceiver(local="127.0.0.9") as receiver, camera.client(local="127.0.0.9") as client:
         assert tuple(server.remote_endpoint) == ("0.0.0.0", 0)
         client.connect()
         assert tuple(server.remote_endpoint) == client.local

@@ -253,8 +253,11 @@ def test_stop_from_a_callback(connected, kind):
         stopped.set()
 
     if kind == "node":
-        server.node_map.AcquisitionStop.register_event_written_updated(stop)
+        node = server.node_map.AcquisitionStop
+        cookie = node.register_event_written_updated(stop)
         in_background(features.execute, "AcquisitionStop").join()
+        # Registered listeners are kept, and this one keeps the server.
+        node.unregister_event_written_updated(cookie)
     else:
         with StreamReceiver() as receiver:
             open_stream(client, receiver)
