@@ -31,7 +31,10 @@ def test_a_new_description_and_its_changes():
 
 
 def test_refused_descriptions():
-    size, good = tarn.Size2D(4, 4), Chunk.create_chunk_image_buffer_description(tarn.Size2D(4, 4), 1, UNSIGNED8, 9)
+    size, good = (
+        tarn.Size2D(4, 4),
+        Chunk.create_chunk_image_buffer_description(tarn.Size2D(4, 4), 1, UNSIGNED8, 9),
+    )
     small = "Total payload size must at least be large enough to hold a chunk"
     of_image, of_chunk = Image.create_image_buffer_description, Chunk.create_chunk_image_buffer_description
 

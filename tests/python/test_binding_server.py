@@ -37,7 +37,9 @@ def test_factories_make_the_camera_that_was_asked_for():
         ),
         (
             Server.create_with_variable_size_pfnc(
-                pixel_format=tarn.PfncFormat.BayerRG8, max_size=tarn.Size2D(8, 4), driver_type=DriverType.Socket
+                pixel_format=tarn.PfncFormat.BayerRG8,
+                max_size=tarn.Size2D(8, 4),
+                driver_type=DriverType.Socket,
             ),
             (8, 4),
             tarn.PfncFormat.BayerRG8,
@@ -54,7 +56,11 @@ def test_factories_refuse_what_is_no_camera():
     size = tarn.Size2D(8, 4)
     constant, variable = Server.create_with_const_size, Server.create_with_variable_size_pfnc
     for call, error, text in (
-        (lambda: constant(tarn.Size2D(0.4, 480), 1, UNSIGNED8), RuntimeError, "Width must be larger or equal to 1"),
+        (
+            lambda: constant(tarn.Size2D(0.4, 480), 1, UNSIGNED8),
+            RuntimeError,
+            "Width must be larger or equal to 1",
+        ),
         (lambda: constant(tarn.Size2D(640, 0), 1), RuntimeError, "Height must be larger or equal to 1"),
         (lambda: constant(tarn.Size2D(-5, 0), 9), RuntimeError, "Width must be larger or equal to 1"),
         (lambda: constant(size, 2), RuntimeError, "Invalid pixel format"),
@@ -62,10 +68,18 @@ def test_factories_refuse_what_is_no_camera():
         (lambda: constant(size, 1, tarn.DataType.Float), RuntimeError, "Invalid pixel format"),
         (lambda: constant(size, 2**40), OverflowError, "integer does not fit the parameter's range"),
         (lambda: variable(size, 0), RuntimeError, "Invalid pixel format"),
-        (lambda: variable((8, 4), MONO8), ValueError, "type miss match - cannot convert object to tarn.Size2D"),
+        (
+            lambda: variable((8, 4), MONO8),
+            ValueError,
+            "type miss match - cannot convert object to tarn.Size2D",
+        ),
         (lambda: variable(size, "x"), ValueError, "type miss match - cannot convert object to int"),
         (lambda: variable(size, MONO8, None), ValueError, "type miss match - cannot convert object to int"),
-        (lambda: constant(size, 1, 8), ValueError, "type miss match - cannot convert object to tarn.DataType"),
+        (
+            lambda: constant(size, 1, 8),
+            ValueError,
+            "type miss match - cannot convert object to tarn.DataType",
+        ),
         (lambda: variable(size), ValueError, NO_MATCH),
         (lambda: variable(size, MONO8, -1, 0), ValueError, NO_MATCH),
         (lambda: variable(size=size, pixel_format=MONO8), ValueError, NO_MATCH),
@@ -257,7 +271,11 @@ def test_sending_without_a_client():
     for call, error, text in (
         (lambda: stream.send(5), ValueError, "type miss match - cannot convert object to tarn.Image"),
         (lambda: stream.send(5, print), ValueError, "type miss match - cannot convert object to tarn.Image"),
-        (lambda: stream.try_send(image=None), ValueError, "type miss match - cannot convert object to tarn.Image"),
+        (
+            lambda: stream.try_send(image=None),
+            ValueError,
+            "type miss match - cannot convert object to tarn.Image",
+        ),
         (lambda: stream.send(image, 5), ValueError, NO_MATCH),
         (lambda: stream.send(image, image_released=print), ValueError, NO_MATCH),
         (lambda: stream.send(), ValueError, NO_MATCH),

@@ -103,7 +103,10 @@ def test_an_object_that_was_never_bound_is_empty_and_says_so():
         (lambda: module.NodeMap()["Width"], "failed to extract type -  resource might be gone"),
         (lambda: module.NodeMap().add_node, "failed to extract type -  resource might be gone"),
         (lambda: module.Node().name, "failed to extract type -  resource might be gone"),
-        (lambda: module.Stream().send(tarn.Image((2, 2))), "failed to extract type -  resource might be gone"),
+        (
+            lambda: module.Stream().send(tarn.Image((2, 2))),
+            "failed to extract type -  resource might be gone",
+        ),
         (lambda: module.ImageBufferDescription().size, "failed to extract type - pointer is null"),
     ):
         with pytest.raises(RuntimeError) as caught:
@@ -119,8 +122,18 @@ def test_codes():
         **{
             name: value
             for value, name in enumerate(
-                "Unknown Category IntReg StringReg Integer Boolean Command Enumeration EnumEntry"
-                " IntSwissKnife".split()
+                [
+                    "Unknown",
+                    "Category",
+                    "IntReg",
+                    "StringReg",
+                    "Integer",
+                    "Boolean",
+                    "Command",
+                    "Enumeration",
+                    "EnumEntry",
+                    "IntSwissKnife",
+                ]
             )
         },
     }

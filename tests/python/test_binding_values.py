@@ -150,7 +150,7 @@ def test_weak_references_and_subclasses_of_every_type():
     for make in (tarn.Size2D, tarn.NetworkConnection, tarn.AccessMode, Mine, lambda: tarn.Image((2, 2))):
         value = make()
         weak = weakref.ref(value)
-        assert weak() is value and not gc.is_tracked(value) or isinstance(value, Mine)
+        assert (weak() is value and not gc.is_tracked(value)) or isinstance(value, Mine)
         del value
         gc.collect()
         assert weak() is None
