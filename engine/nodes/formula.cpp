@@ -190,13 +190,12 @@ class Parser {
 
   std::size_t Choice() {
     if (++depth_ > kMaxDepth) Fail("nested too deeply");
-    const std::size_t condition = Binary(0);
-    std::size_t result = condition;
-    if (Accept("?")) {
+    std::size_t result = Binary(0);
+    while (Accept("?")) {
       const std::size_t yes = Choice();
       if (!Accept(":")) Fail("':' expected");
-      const std::size_t no = Choice();
-      result = Emit({Op::Choose, 0, condition, yes, no});
+      const std::size_t no = Binary(0);
+      result = Emit({Op::Choose, 0, result, yes, no});
     }
     --depth_;
     return result;
