@@ -42,7 +42,7 @@ void FeatureTree::CheckAddable(const NodePtr& node) const {
   }
   if (node->tree == this) throw EngineError(Failure::kExists, node->name + " is in this node map already");
   if (node->tree) throw EngineError(Failure::kExists, node->name + " is in the node map of another server");
-  if (by_name_.contains(node->name)) {
+  if (by_name_.contains(node->name) || node->name == kPortName) {
     throw EngineError(Failure::kExists, "the node map has a node named " + node->name + " already");
   }
 }
@@ -152,6 +152,16 @@ void FeatureTree::AdoptEntry(const NodePtr& entry) {
   entry->tree = this;
   if (by_name_.contains(entry->name) || !entries_by_name_.emplace(entry->name, entry).second) return;
   nodes_.push_back(entry);
+}
+
+void FeatureTree::DropEntry(const NodePtr& entry) {
+  const auto added = by_name_.find(entry->name);
+  if (entry->tree != this || (added != by_name_.end() && added->second == entry)) return;
+  const bool listed = std::any_of(nodes_.begin(), nodes_.end(), [&entry](const NodePtr& node) {
+    return node->kind == NodeKind::Enumeration &&
+           std::find(node->children.begin(), node->children.end(), entry) != node->children.end();
+  });
+  if (!listed) Forget(entry);
 }
 
 NodePtr FeatureTree::Find(const std::string& name) const {

@@ -27,6 +27,9 @@ constexpr std::uint64_t kAutomaticStart = 0x4000'0000;
 constexpr std::uint64_t kOwnRegisters = 0xF000'0000;
 constexpr std::uint64_t kDescriptionFile = 0xF100'0000;
 
+/// The description's port, through which clients reach the registers, is called so; no node may be.
+constexpr const char* kPortName = "Device";
+
 /// Whoever does what follows from stores into the tree's registers.
 class TreeOwner {
  public:
@@ -61,6 +64,9 @@ class FeatureTree {
 
   /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
   void AdoptEntry(const NodePtr& entry);
+
+  /// Lets go of an entry that no enumeration of the tree lists any more, unless it was added by itself.
+  void DropEntry(const NodePtr& entry);
 
   /// Nodes first, then adopted entries; null when there is none of the name (without namespace).
   NodePtr Find(const std::string& name) const;

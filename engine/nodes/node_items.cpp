@@ -139,13 +139,17 @@ void SetFormula(Node& node, const std::string& text) {
 
 bool IsText(const Node& node) { return node.kind == NodeKind::String || node.kind == NodeKind::StringReg; }
 
+/// Whether other nodes may take a number from it.
+bool IsNumber(const Node& node) {
+  return node.kind != NodeKind::Category && node.kind != NodeKind::Command &&
+         node.kind != NodeKind::EnumEntry && !IsText(node);
+}
+
 /// Which kinds may supply a value to which.
 void CheckSupplier(const Node& node, const Node& related) {
   const bool text = node.kind == NodeKind::String;
-  const bool number = related.kind != NodeKind::Category && related.kind != NodeKind::Command &&
-                      related.kind != NodeKind::EnumEntry && !IsText(related);
   const bool boolean_for_float = node.kind == NodeKind::Float && related.kind == NodeKind::Boolean;
-  if ((text ? IsText(related) : number) && !boolean_for_float) return;
+  if ((text ? IsText(related) : IsNumber(related)) && !boolean_for_float) return;
   throw EngineError(Failure::kNotSupported, related.name + " cannot supply a value to " + node.name);
 }
 
@@ -334,12 +338,16 @@ void SetTextItem(Node& node, NodeItem item, const std::string& text) {
 void SetNodeItem(Node& node, NodeItem item, const NodePtr& related) {
   CheckChangeable(node);
   if (item == NodeItem::Alias) {
+    // Entries have no name of their own in the description.
+    if (related->kind == NodeKind::EnumEntry) {
+      throw EngineError(Failure::kNotSupported, related->name + " cannot be the alias of " + node.name);
+    }
     node.alias = related;
     return;
   }
   CheckLink(node, *related);
   if (NodePtr* condition = ConditionOf(node, item)) {
-    if (IsText(*related) || IsFloatKind(*related) || related->kind == NodeKind::Category) {
+    if (!IsNumber(*related) || IsFloatKind(*related)) {
       throw EngineError(Failure::kNotSupported, related->name + " cannot decide about " + node.name);
     }
     *condition = related;

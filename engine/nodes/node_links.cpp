@@ -51,7 +51,10 @@ void CheckKinds(const Node& node, NodeList list, const Node& related) {
       return;
     case NodeList::Addresses:
       if (!node.is_register()) throw EngineError(Failure::kNotSupported, node.name + " is no register");
-      if (!HasIntegerValue(related)) ThrowMismatch(node, related, "part of the address");
+      if (!HasIntegerValue(related) || related.kind == NodeKind::Float ||
+          related.kind == NodeKind::FloatReg || related.kind == NodeKind::Boolean) {
+        ThrowMismatch(node, related, "part of the address");
+      }
       return;
   }
   throw EngineError(Failure::kInvalidArgument, std::to_string(static_cast<int>(list)) + " is no node list");
@@ -76,6 +79,25 @@ void InsertBefore(List& links, const NodePtr& related, const NodePtr& before, Sa
 
 bool SameShared(const NodePtr& link, const NodePtr& node) { return link == node; }
 bool SameWeak(const std::weak_ptr<Node>& link, const NodePtr& node) { return link.lock() == node; }
+
+/// The formula names variables by their place, so it is parsed again with the new list.
+/// Throws: EngineError kFormula when the formula cannot do with these variables; nothing has changed then.
+void SetVariables(Node& knife, std::vector<NodePtr> variables) {
+  if (!knife.formula.Empty()) {
+    std::vector<std::string> names;
+    for (const NodePtr& variable : variables) names.push_back(variable->name);
+    knife.formula = Formula::Parse(knife.formula_text, names);
+  }
+  knife.children = std::move(variables);
+}
+
+void SetShared(Node& node, NodeList list, std::vector<NodePtr> links) {
+  if (node.kind == NodeKind::IntSwissKnife && list == NodeList::Child) {
+    SetVariables(node, std::move(links));
+  } else {
+    *SharedList(node, list) = std::move(links);
+  }
+}
 
 void CheckEntryName(const Node& enumeration, const Node& entry) {
   for (const NodePtr& other : enumeration.children) {
@@ -138,7 +160,9 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
   if (std::vector<NodePtr>* links = SharedList(*node, list)) {
     CheckLink(*node, *related);
     if (node->kind == NodeKind::Enumeration) CheckEntryName(*node, *related);
-    InsertBefore(*links, related, before, SameShared);
+    std::vector<NodePtr> changed = *links;
+    InsertBefore(changed, related, before, SameShared);
+    SetShared(*node, list, std::move(changed));
   } else {
     if (list == NodeList::Selected && DependsOn(*node, *related)) {
       throw EngineError(Failure::kCycle,
@@ -152,13 +176,19 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
 
 void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {
   CheckChangeable(*node);
-  std::size_t erased = 0;
-  if (std::vector<NodePtr>* links = SharedList(*node, list)) {
-    erased = std::erase(*links, related);
-  } else {
-    erased = std::erase_if(WeakList(*node, list), [&](const auto& link) { return SameWeak(link, related); });
+  const std::vector<NodePtr> present = Related(*node, list);
+  if (std::find(present.begin(), present.end(), related) == present.end()) {
+    throw EngineError(Failure::kNotFound, related->name + " is not linked to " + node->name);
   }
-  if (erased == 0) throw EngineError(Failure::kNotFound, related->name + " is not linked to " + node->name);
+  if (const std::vector<NodePtr>* links = SharedList(*node, list)) {
+    std::vector<NodePtr> changed = *links;
+    std::erase(changed, related);
+    SetShared(*node, list, std::move(changed));
+  } else {
+    std::erase_if(WeakList(*node, list), [&](const auto& link) { return SameWeak(link, related); });
+  }
+  if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
+    node->tree->DropEntry(related);
 }
 
 std::vector<NodePtr> Related(const Node& node, NodeList list) {

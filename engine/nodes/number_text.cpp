@@ -10,6 +10,11 @@
 namespace Tarn {
 namespace {
 
+/// Without the sign that std::from_chars does not take.
+std::string_view WithoutPlus(std::string_view digits) {
+  return digits.starts_with('+') && !digits.starts_with("+-") ? digits.substr(1) : digits;
+}
+
 std::string_view Trim(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \t\r\n");
   if (first == std::string_view::npos) return {};
@@ -18,7 +23,6 @@ std::string_view Trim(std::string_view text) {
 
 template <class Number, class... Format>
 Number Parse(std::string_view digits, const std::string& text, const std::string& what, Format... format) {
-  if (digits.starts_with('+')) digits.remove_prefix(1);
   Number number{};
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), number, format...);
   if (result.ec == std::errc::result_out_of_range) {
@@ -45,11 +49,11 @@ std::int64_t ParseInteger(const std::string& text, const std::string& what) {
   if (digits.starts_with("0x") || digits.starts_with("0X")) {
     return static_cast<std::int64_t>(Parse<std::uint64_t>(digits.substr(2), text, what, 16));
   }
-  return Parse<std::int64_t>(digits, text, what);
+  return Parse<std::int64_t>(WithoutPlus(digits), text, what);
 }
 
 double ParseFloat(const std::string& text, const std::string& what) {
-  return Parse<double>(Trim(text), text, what);
+  return Parse<double>(WithoutPlus(Trim(text)), text, what);
 }
 
 }  // namespace Tarn

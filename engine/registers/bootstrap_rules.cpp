@@ -104,7 +104,9 @@ bool BootstrapReadableInBlock(std::uint32_t address, const BootstrapProfile& pro
 }
 
 std::uint32_t UsablePacketSize(std::uint32_t size, const BootstrapProfile& profile) {
-  const std::uint32_t highest = profile.max_packet_size / kPacketSizeStep * kPacketSizeStep;
+  // An interface may carry less than the least; its packets are cut on the way then.
+  const std::uint32_t highest =
+      std::max(profile.max_packet_size / kPacketSizeStep * kPacketSizeStep, kMinPacketSize);
   return std::clamp(size / kPacketSizeStep * kPacketSizeStep, kMinPacketSize, highest);
 }
 

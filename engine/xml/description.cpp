@@ -45,7 +45,7 @@ std::string GuidOf(std::string_view text) {
 }
 
 void WriteNodes(XmlWriter& out, const FeatureTree& tree) {
-  out.Open("Port", {{"Name", "Device"}, {"NameSpace", "Standard"}});
+  out.Open("Port", {{"Name", kPortName}, {"NameSpace", "Standard"}});
   out.Element("ToolTip", "Register access to the device");
   out.Element("Visibility", "Invisible");
   out.Close("Port");

@@ -194,7 +194,7 @@ void WriteRegister(XmlWriter& out, const Node& node) {
   for (const NodePtr& offset : reg.address_nodes) out.Element("pAddress", offset->name);
   out.Element("Length", std::to_string(reg.length));
   out.Element("AccessMode", Word(reg.access));
-  out.Element("pPort", "Device");
+  out.Element("pPort", kPortName);
   out.Element("Cachable", Word(reg.cache));
   WritePollingTime(out, node);
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
