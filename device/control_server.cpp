@@ -53,12 +53,13 @@ std::size_t PendingAnswer(const Job& job, std::chrono::milliseconds time, Mutabl
 
 class ControlServer::Threads {
  public:
-  Threads(std::uint32_t address, std::uint16_t port, ControlService& service)
-      : sockets_(address, port), service_(service) {}
+  Threads(std::uint32_t address, std::uint16_t port) : sockets_(address, port) {}
 
   /// Each thread shares this object and the service until its end.
   static void Start(const std::shared_ptr<Threads>& self, const std::shared_ptr<ControlService>& service) {
     const MutexLock lock(self->mutex_);
+    self->service_ = service.get();
+    self->running_ = 2;
     self->hearing_ = std::thread([self, service] { self->Hear(); });
     self->executing_ = std::thread([self, service] { self->ExecuteJobs(); });
   }
@@ -124,7 +125,7 @@ class ControlServer::Threads {
 
   ControlSockets sockets_;
   Wakeup wakeup_;
-  ControlService& service_;  ///< alive while a thread runs
+  ControlService* service_ = nullptr;  ///< alive while a thread runs
 
   Mutex mutex_;
   std::thread hearing_ TARN_GUARDED_BY(mutex_);
@@ -132,7 +133,7 @@ class ControlServer::Threads {
   std::condition_variable_any job_came_;
   std::condition_variable_any ended_;
   std::deque<Job> jobs_ TARN_GUARDED_BY(mutex_);  ///< the first one is being executed
-  int running_ TARN_GUARDED_BY(mutex_) = 2;
+  int running_ TARN_GUARDED_BY(mutex_) = 0;
   bool ending_ TARN_GUARDED_BY(mutex_) = false;
 };
 
@@ -142,7 +143,7 @@ void ControlServer::Threads::Hear() {
   const std::array<int, 3> fds = sockets_.Fds();
   for (const int fd : fds) poller.Add(fd);
   while (!Ending()) {
-    const Instant deadline = std::min(service_.Deadline(), NextNotice());
+    const Instant deadline = std::min(service_->Deadline(), NextNotice());
     poller.Wait(deadline == Instant::max() ? std::nullopt : std::optional(deadline));
     if (poller.Ready(0)) wakeup_.Clear();
     for (std::size_t i = 0; i < fds.size(); ++i) {
@@ -150,7 +151,7 @@ void ControlServer::Threads::Hear() {
     }
     const Instant now = Now();
     SendNotices(now);
-    service_.Tick(now, Waiting());
+    service_->Tick(now, Waiting());
   }
   NoteEnd();
 }
@@ -161,7 +162,7 @@ void ControlServer::Threads::Receive(int fd) {
     const auto received = sockets_.Receive(fd, buffer);
     if (!received) return;
     const ControlRequest request{received->bytes, received->source, received->broadcast, received->arrival};
-    if (service_.Arrived(request)) {
+    if (service_->Arrived(request)) {
       Enqueue(request);
     } else {
       Answer(request);
@@ -171,13 +172,13 @@ void ControlServer::Threads::Receive(int fd) {
 
 void ControlServer::Threads::Answer(const ControlRequest& request) {
   std::array<std::uint8_t, kMaxControlDatagram> answer;
-  const std::size_t size = service_.Execute(request, answer);
+  const std::size_t size = service_->Execute(request, answer);
   if (size > 0) sockets_.Send(ByteView(answer).first(size), request.source);
-  service_.Answered();
+  service_->Answered();
 }
 
 void ControlServer::Threads::Enqueue(const ControlRequest& request) {
-  const std::optional<std::chrono::milliseconds> patience = service_.PendingAfter();
+  const std::optional<std::chrono::milliseconds> patience = service_->PendingAfter();
   const MutexLock lock(mutex_);
   const bool repeated = std::ranges::any_of(jobs_, [&](const Job& job) {
     return job.source == request.source && std::ranges::equal(job.bytes, request.bytes);
@@ -217,7 +218,7 @@ Instant ControlServer::Threads::NextNotice() {
 }
 
 void ControlServer::Threads::SendNotices(Instant now) {
-  const std::optional<std::chrono::milliseconds> patience = service_.PendingAfter();
+  const std::optional<std::chrono::milliseconds> patience = service_->PendingAfter();
   if (!patience) return;
   const MutexLock lock(mutex_);
   for (Job& job : jobs_) {
@@ -235,9 +236,10 @@ Endpoint ControlServer::Threads::Waiting() {
   return jobs_.empty() ? Endpoint{} : jobs_.front().source;
 }
 
-ControlServer::ControlServer(std::uint32_t address, std::uint16_t port,
-                             const std::shared_ptr<ControlService>& service)
-    : threads_(std::make_shared<Threads>(address, port, *service)) {
+ControlServer::ControlServer(std::uint32_t address, std::uint16_t port)
+    : threads_(std::make_shared<Threads>(address, port)) {}
+
+void ControlServer::Start(const std::shared_ptr<ControlService>& service) {
   Threads::Start(threads_, service);
 }
 

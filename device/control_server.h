@@ -40,14 +40,17 @@ class ControlService {
 /// Threads: Stop and Abandon any thread.
 class ControlServer {
  public:
-  /// Binds the sockets and starts both threads, which keep the service alive until they end.
-  /// Throws: std::system_error that names address, port and reason.
-  ControlServer(std::uint32_t address, std::uint16_t port, const std::shared_ptr<ControlService>& service);
+  /// Binds the sockets. Throws: std::system_error that names address, port and reason.
+  ControlServer(std::uint32_t address, std::uint16_t port);
 
   /// As Abandon().
   ~ControlServer();
   ControlServer(const ControlServer&) = delete;
   ControlServer& operator=(const ControlServer&) = delete;
+
+  /// Starts both threads, which keep the service alive until they end. To be called once.
+  /// Throws: std::system_error.
+  void Start(const std::shared_ptr<ControlService>& service);
 
   Endpoint Local() const;
 

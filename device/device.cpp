@@ -54,9 +54,11 @@ void Device::Start(std::uint32_t address) {
   const NetworkIdentity network = IdentifyNetwork(address);
   Publish(network);
   try {
+    auto server = std::make_unique<ControlServer>(address, kControlPort);
     if (format_) OpenStream(network);
+    server->Start(shared_from_this());
     events_.Open();
-    server_ = std::make_unique<ControlServer>(address, kControlPort, shared_from_this());
+    server_ = std::move(server);
   } catch (...) {
     const std::shared_ptr<StreamChannel> stream = std::exchange(stream_, nullptr);
     Thaw();

@@ -250,6 +250,8 @@ std::string TextItem(const Node& node, NodeItem item) {
 NodePtr NodeOfItem(const Node& node, NodeItem item) {
   if (item == NodeItem::Alias) return node.alias.lock();
   if (const NodePtr* condition = ConditionOf(node, item)) return *condition;
+  // A register's value is its own.
+  if (item == NodeItem::Value && node.is_register()) return nullptr;
   const Setting* setting = SettingOf(node, item);
   if (!setting) ThrowNoItem(node, item);
   return NodeOf(*setting);
@@ -295,6 +297,7 @@ void SetIntegerItem(Node& node, NodeItem item, std::int64_t value) {
       node.reg->is_signed = value != 0;
       return;
     case NodeItem::DisplayPrecision:
+      if (value < 0) throw EngineError(Failure::kOutOfRange, node.name + ": a precision cannot be negative");
       node.display_precision = value;
       return;
     case NodeItem::IsDeprecated:
