@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Time to import the package and to bring a camera up, beside the start of the bare interpreter in the same run.
+"""Time to import the package and to bring a camera up, beside the start of a bare interpreter.
 
-Run it with the package on the path: ``PYTHONPATH=build/perf/python python3 bench/startup.py``. Figures are medians.
+Run it with the package on the path: ``PYTHONPATH=build/perf/python python3 bench/startup.py``.
+Figures are medians of runs taken in turn.
 """
 
 import statistics

@@ -72,9 +72,6 @@ TR_STATUS WriteNode(TR_HANDLE handle, Use&& use) {
       if (tree && tree->HasStores()) owner = tree->Owner();
     }
     if (owner) owner->Settle();
-    // No client waits for a command that the program executes itself, so it is done when everything followed.
-    const MutexLock lock(TreeLock());
-    if (box->node->kind == NodeKind::Command) FinishCommand(*box->node);
   });
 }
 

@@ -14,8 +14,9 @@ DECLARATION = re.compile(r"^TR_API\b[^;(]*?(\w+)\s*\(", re.MULTILINE)
 
 def exports(library: str) -> set[str]:
     """The symbols that the dynamic linker sees, functions and data."""
-    listing = subprocess.run(["nm", "-D", "--defined-only", "--format=posix", library],
-                             check=True, capture_output=True, text=True)
+    listing = subprocess.run(
+        ["nm", "-D", "--defined-only", "--format=posix", library], check=True, capture_output=True, text=True
+    )
     return {line.split()[0] for line in listing.stdout.splitlines()}
 
 

@@ -3,8 +3,8 @@
 
 Usage: check_limited_api.py COMPILER MODULE INCLUDE_DIR...
 
-The list to compare with is what the interpreter's own headers declare at that level: a module that was compiled
-without the level set, or that declares an interpreter function by itself, is found here.
+The list to compare with is what the interpreter's own headers declare at that level: a module that was
+compiled without the level set, or that declares an interpreter function by itself, is found here.
 """
 
 import re
@@ -22,12 +22,14 @@ def run(*command: str, text: str = "") -> str:
 def declared(compiler: str, folders: list[str]) -> set[str]:
     """All interpreter names in the preprocessed headers."""
     includes = [f"-I{folder}" for folder in folders]
-    return set(NAME.findall(run(compiler, "-E", "-P", LEVEL, *includes, "-x", "c", "-", text="#include <Python.h>\n")))
+    source = "#include <Python.h>\n"
+    return set(NAME.findall(run(compiler, "-E", "-P", LEVEL, *includes, "-x", "c", "-", text=source)))
 
 
 def needed(module: str) -> set[str]:
     """The interpreter symbols that the module leaves undefined."""
-    names = (line.split()[0] for line in run("nm", "-D", "--undefined-only", "--format=posix", module).splitlines())
+    listed = run("nm", "-D", "--undefined-only", "--format=posix", module).splitlines()
+    names = (line.split()[0] for line in listed)
     return {name for name in names if NAME.fullmatch(name)}
 
 

@@ -59,7 +59,7 @@ def test_refused_descriptions():
             call()
         assert str(caught.value) == text
     for wrong in ((4, 4), tarn.Point2D(4, 4)):
-        with pytest.raises(ValueError, match="cannot convert object to tarn.Size2D"):
+        with pytest.raises(ValueError, match=r"cannot convert object to tarn\.Size2D"):
             good.size = wrong
     assert (tuple(good.size), tuple(good.offset), good.total_payload_size) == ((4, 4), (0, 0), 9)
 

@@ -119,7 +119,7 @@ def test_description_is_served_exactly(camera):
         assert name.lower().endswith((".zip", ".xml"))
         url = client.read_memory(FIRST_URL, 512).split(b"\0")[0].decode()
         start, size = (int(part, 16) for part in url.split("?")[0].split(";")[1:3])
-        # Other piece sizes give the same bytes. The file fills whole words, and behind it nothing can be read.
+        # Other piece sizes give the same bytes. The file fills whole words; nothing behind it can be read.
         odd = b"".join(client.read_memory(start + at, min(132, size - at)) for at in range(0, size, 132))
         assert odd == data
         assert size % 4 == 0

@@ -3,6 +3,7 @@
 import contextlib
 import functools
 import gc
+import sys
 import threading
 import time
 import weakref
@@ -226,9 +227,12 @@ def test_a_listener_may_do_anything(connected):
         features.execute("AcquisitionStop")
 
 
-def test_listener_errors_stay_in_the_listener(connected):
+def test_listener_errors_stay_in_the_listener_and_are_shown(connected, monkeypatch):
     camera, client, features = connected
-    calls = []
+    calls, shown = [], []
+    monkeypatch.setattr(
+        sys, "unraisablehook", lambda error: shown.append((error.object, str(error.exc_value)))
+    )
 
     def fail(node):
         calls.append(node.name_only)
@@ -238,6 +242,7 @@ def test_listener_errors_stay_in_the_listener(connected):
     for _ in range(3):
         features.execute("AcquisitionStop")
     assert calls == ["AcquisitionStop"] * 3
+    assert shown == [(fail, "not today")] * 3
     assert client.read_register(CCP) & CONTROL
     assert camera.server.state == State.Connected
 

@@ -136,6 +136,7 @@ def test_listeners_of_dropped_wrappers_go_on(make_camera):
     assert heard.calls == [("early", node_map.Early), ("late", node_map.Late)]
 
 
+@pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
 def test_a_failing_listener_harms_nobody(power):
     heard = Heard()
 
