@@ -36,7 +36,7 @@ std::string HexText(std::uint64_t number, int digits) {
 }
 
 void WriteText(XmlWriter& out, const char* name, const std::string& text) {
-  if (!text.empty()) out.Element(name, text);  // parsers refuse empty texts
+  if (XmlWriter::HasContent(text)) out.Element(name, text);  // parsers refuse empty texts
 }
 
 void WriteReference(XmlWriter& out, const char* name, const NodePtr& node) {

@@ -60,29 +60,34 @@ void XmlWriter::Element(std::string_view name, std::string_view text,
   text_.append("</").append(name).append(">\n");
 }
 
-void XmlWriter::Escape(std::string_view text) {
+bool XmlWriter::HasContent(std::string_view text) {
+  std::string content;
+  AppendEscaped(content, text);
+  return !content.empty();
+}
+
+void XmlWriter::AppendEscaped(std::string& to, std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t length = SequenceLength(text.substr(i));
     const char c = text[i];
     if (length > 1) {
-      text_.append(text.substr(i, length));
+      to.append(text.substr(i, length));
     } else if (length == 1) {
       switch (c) {
         case '&':
-          text_.append("&amp;");
+          to.append("&amp;");
           break;
         case '<':
-          text_.append("&lt;");
+          to.append("&lt;");
           break;
         case '>':
-          text_.append("&gt;");
+          to.append("&gt;");
           break;
         case '"':
-          text_.append("&quot;");
+          to.append("&quot;");
           break;
         default:
-          if (static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r')
-            text_.push_back(c);
+          if (static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r') to.push_back(c);
       }
     }
     i += length == 0 ? 1 : length;

@@ -24,6 +24,9 @@ class XmlWriter {
   void Element(std::string_view name, std::string_view text,
                std::initializer_list<Attribute> attributes = {});
 
+  /// Whether anything is left of a text when what XML forbids is dropped.
+  static bool HasContent(std::string_view text);
+
   /// The document so far; complete when every element was closed.
   const std::string& Text() const { return text_; }
 
@@ -31,7 +34,8 @@ class XmlWriter {
   void Start(std::string_view name, std::initializer_list<Attribute> attributes);
   /// Escapes what XML gives a meaning to, and drops what XML forbids: control characters, and bytes that are
   /// no UTF-8.
-  void Escape(std::string_view text);
+  void Escape(std::string_view text) { AppendEscaped(text_, text); }
+  static void AppendEscaped(std::string& to, std::string_view text);
 
   std::string text_;
   std::size_t depth_ = 0;
