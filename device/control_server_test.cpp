@@ -1,0 +1,197 @@
+#include "device/control_server.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "base/bytes.h"
+#include "wire/hex_bytes_test.h"
+
+namespace Tarn {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t kLoopback = 0x7F000001;
+
+/// Commands with an odd request id call a listener, which lasts until it is let go.
+class FakeService final : public ControlService {
+ public:
+  bool Arrived(const ControlRequest& request) override { return (request.bytes.back() & 1) != 0; }
+
+  std::size_t Execute(const ControlRequest& request, MutableByteView answer) override {
+    if ((request.bytes.back() & 1) != 0) {
+      ++begun;
+      if (in_listener) in_listener();
+      let_go.get_future().wait_for(seconds(20));
+    }
+    answer[0] = request.bytes.back();
+    return 1;
+  }
+
+  void Answered() override { ++answered; }
+  Instant Deadline() override { return Now() + milliseconds(20); }
+  void Tick(Instant, Endpoint waiting) override { waiting_port = waiting.port; }
+  std::optional<milliseconds> PendingAfter() override { return patience; }
+
+  std::promise<void> let_go;
+  std::function<void()> in_listener;
+  std::optional<milliseconds> patience;
+  std::atomic<int> begun = 0;
+  std::atomic<int> answered = 0;
+  std::atomic<std::uint16_t> waiting_port = 0;
+};
+
+/// A client's socket.
+class Client {
+ public:
+  explicit Client(Endpoint server) {
+    socket_ = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(server.address);
+    to.sin_port = htons(server.port);
+    EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+  }
+  ~Client() { close(socket_); }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  void Say(std::uint8_t id, std::uint8_t flags = 1) {
+    Bytes command = Hex("42 00 0080 0000 0000");
+    command[1] = flags;
+    command[7] = id;
+    EXPECT_EQ(send(socket_, command.data(), command.size(), 0), static_cast<ssize_t>(command.size()));
+  }
+
+  /// The next datagram; empty when none comes in time.
+  Bytes Hear(milliseconds time = seconds(10)) {
+    pollfd ready{socket_, POLLIN, 0};
+    if (poll(&ready, 1, static_cast<int>(time.count())) != 1) return {};
+    Bytes bytes(600);
+    const ssize_t size = recv(socket_, bytes.data(), bytes.size(), 0);
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return bytes;
+  }
+
+ private:
+  int socket_;
+};
+
+bool Eventually(const std::function<bool()>& condition) {
+  const Instant end = Now() + seconds(10);
+  while (Now() < end) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  return false;
+}
+
+TEST(ControlServer, KeepsNobodyWaitingForASlowListener) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service);
+  Client slow(server.Local());
+  Client quick(server.Local());
+  slow.Say(1);
+  ASSERT_TRUE(Eventually([&] { return service->begun == 1; }));
+  slow.Say(1);  // asks again, as clients do: not begun twice
+  for (int i = 0; i < 3; ++i) {
+    quick.Say(2);
+    EXPECT_EQ(quick.Hear(), Bytes{2});
+  }
+  EXPECT_TRUE(Eventually([&] { return service->waiting_port != 0; }));
+  service->let_go.set_value();
+  EXPECT_EQ(slow.Hear(), Bytes{1});
+  EXPECT_TRUE(Eventually([&] { return service->waiting_port == 0; }));
+  EXPECT_EQ(service->begun, 1);
+  EXPECT_EQ(slow.Hear(milliseconds(50)), Bytes());  // and nobody was asked for patience
+  server.Stop();
+  EXPECT_EQ(service->answered, 4);
+}
+
+TEST(ControlServer, AsksForPatienceWhereTheClientAllowsIt) {
+  const auto service = std::make_shared<FakeService>();
+  service->patience = milliseconds(50);
+  ControlServer server(kLoopback, 0);
+  server.Start(service);
+  Client client(server.Local());
+  const Instant sent = Now();
+  client.Say(1);
+  const Bytes pending = Hex("0000 0089 0004 0001 0000 0064");
+  EXPECT_EQ(client.Hear(), pending);
+  EXPECT_GE(Now() - sent, milliseconds(50));
+  EXPECT_EQ(client.Hear(), pending);  // and again while it lasts
+  service->let_go.set_value();
+  Bytes last;
+  for (int i = 0; i < 100 && (last = client.Hear()) == pending; ++i) continue;
+  EXPECT_EQ(last, Bytes{1});
+  server.Stop();
+}
+
+TEST(ControlServer, CanBeStoppedByAListener) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service);
+  const Endpoint local = server.Local();
+  std::promise<void> stopped;
+  service->in_listener = [&] {
+    server.Stop();
+    service->let_go.set_value();
+    stopped.set_value();
+  };
+  Client(local).Say(1);
+  ASSERT_EQ(stopped.get_future().wait_for(seconds(10)), std::future_status::ready);
+  server.Stop();
+  // The threads share the service until they end.
+  EXPECT_TRUE(Eventually([&] { return service.use_count() == 1; }));
+}
+
+TEST(ControlServer, LetsGoOfItsThreadsWhenAbandoned) {
+  const auto service = std::make_shared<FakeService>();
+  std::optional<ControlServer> server(std::in_place, kLoopback, std::uint16_t{0});
+  server->Start(service);
+  const Endpoint local = server->Local();
+  Client client(local);
+  client.Say(1);
+  ASSERT_TRUE(Eventually([&] { return service->begun == 1; }));
+  const Instant before = Now();
+  server.reset();
+  EXPECT_LT(Now() - before, seconds(2));
+  service->let_go.set_value();
+  EXPECT_TRUE(Eventually([&] { return service.use_count() == 1; }));
+  EXPECT_TRUE(Eventually([&] {
+    try {
+      const ControlServer next(kLoopback, local.port);
+      return true;
+    } catch (const std::system_error&) {
+      return false;
+    }
+  }));
+}
+
+TEST(ControlServer, NamesTheAddressThatIsInUse) {
+  ControlServer server(kLoopback, 0);
+  try {
+    const ControlServer second(kLoopback, server.Local().port);
+    ADD_FAILURE() << "two servers on one port";
+  } catch (const std::system_error& error) {
+    const std::string text = error.what();
+    EXPECT_NE(text.find("127.0.0.1"), std::string::npos) << text;
+    EXPECT_NE(text.find(std::to_string(server.Local().port)), std::string::npos) << text;
+  }
+}
+
+}  // namespace
+}  // namespace Tarn
