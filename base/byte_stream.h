@@ -9,8 +9,8 @@
 
 namespace Tarn {
 
-/// Takes fields from the front of a view. The first read past the end makes it fail for good: fields then read
-/// as 0, so a decoder asks Ok() once, at its end.
+/// Takes fields from the front of a view. The first read past the end makes it fail for good: fields then
+/// read as 0, so a decoder asks Ok() once, at its end.
 class ByteReader {
  public:
   explicit ByteReader(ByteView bytes) noexcept : rest_(bytes) {}
@@ -51,7 +51,8 @@ class ByteWriter {
     if (std::uint8_t* at = Claim(sizeof(T))) StoreBe(at, value);
   }
   void PutBytes(ByteView bytes) noexcept {
-    if (std::uint8_t* at = Claim(bytes.size()); at && !bytes.empty()) std::memcpy(at, bytes.data(), bytes.size());
+    if (std::uint8_t* at = Claim(bytes.size()); at && !bytes.empty())
+      std::memcpy(at, bytes.data(), bytes.size());
   }
   void PutZeros(std::size_t count) noexcept {
     if (std::uint8_t* at = Claim(count)) std::fill_n(at, count, std::uint8_t{0});

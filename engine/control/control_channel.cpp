@@ -65,7 +65,9 @@ std::size_t ControlChannel::Handle(const ControlRequest& request, bool streaming
   // Refused reads carry nothing, refused writes the place of the failure.
   const std::size_t payload = status == WireStatus::Success || IsWrite(command) ? out.Size() : 0;
   const std::size_t size = Answer(answer, *header, status, payload);
-  if (IsWrite(command)) answered_.Remember(request.source, request.bytes, ByteView(answer).first(size));
+  if (IsWrite(command) && privilege_.IsHolder(request.source)) {
+    answered_.Remember(request.source, request.bytes, ByteView(answer).first(size));
+  }
   return silent ? 0 : size;
 }
 

@@ -8,7 +8,7 @@
 
 #include "base/clock.h"
 #include "base/endpoint.h"
-#include "engine/control/answered_writes.h"
+#include "engine/control/answered_write.h"
 #include "engine/control/control_privilege.h"
 #include "engine/registers/register_file.h"
 #include "wire/gvcp.h"
@@ -90,7 +90,7 @@ class ControlChannel {
   FeatureTree& tree_;
   RegisterFile& registers_;
   ControlPrivilege privilege_;
-  AnsweredWrites answered_;
+  AnsweredWrite answered_;
 };
 
 }  // namespace Tarn

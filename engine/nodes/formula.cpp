@@ -363,7 +363,7 @@ std::int64_t Formula::Evaluate(const std::function<std::int64_t(std::size_t)>& v
   return values.back();
 }
 
-std::string Formula::Parenthesised(std::span<const std::string> names) const {
+std::string Formula::Parenthesised(std::span<const std::string> names, const Quotient& quotient) const {
   std::vector<std::string> texts;
   texts.reserve(terms_->size());
   for (const Term& term : *terms_) {
@@ -386,17 +386,14 @@ std::string Formula::Parenthesised(std::span<const std::string> names) const {
       case Op::Choose:
         texts.push_back("((" + texts[term.a] + ")?(" + texts[term.b] + "):(" + texts[term.c] + "))");
         break;
+      case Op::Divide:
+        texts.push_back(quotient(texts[term.a], texts[term.b]));
+        break;
       default:
         texts.push_back("((" + texts[term.a] + ")" + std::string(Text(term.op)) + "(" + texts[term.b] + "))");
     }
   }
   return texts.back();
-}
-
-bool Formula::Uses(std::size_t index) const {
-  return std::any_of(terms_->begin(), terms_->end(), [index](const Term& term) {
-    return term.op == Op::Variable && static_cast<std::size_t>(term.literal) == index;
-  });
 }
 
 }  // namespace Tarn

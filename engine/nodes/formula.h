@@ -38,12 +38,13 @@ class Formula {
   /// shifts outside 0..63. Requires: !Empty().
   std::int64_t Evaluate(const std::function<std::int64_t(std::size_t)>& variable) const;
 
+  /// Text for the quotient of two operands.
+  using Quotient = std::function<std::string(const std::string& a, const std::string& b)>;
+
   /// The formula with every operation in parentheses, so that clients with other precedences agree.
   /// \param names  what to call the variables
-  std::string Parenthesised(std::span<const std::string> names) const;
-
-  /// True when the formula uses variable `index`.
-  bool Uses(std::size_t index) const;
+  /// \param quotient  called for each division in the order of evaluation, since not everybody floors
+  std::string Parenthesised(std::span<const std::string> names, const Quotient& quotient) const;
 
  private:
   std::shared_ptr<const std::vector<Term>>

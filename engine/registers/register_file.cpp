@@ -7,6 +7,7 @@
 #include "base/engine_error.h"
 #include "engine/nodes/node_access.h"
 #include "engine/nodes/register_value.h"
+#include "engine/registers/possible_values.h"
 #include "engine/registers/write_check.h"
 #include "wire/bootstrap.h"
 
@@ -60,11 +61,13 @@ void RegisterFile::Index(const BootstrapProfile& profile, std::uint64_t descript
   const Dependants direct = DirectDependants(tree_);
   for (const NodePtr& node : tree_.Nodes()) {
     if (!node->is_register()) continue;
-    const bool moves = !node->reg->address_nodes.empty();
-    std::vector<Entry>& entries = moves ? dynamic_ : fixed_;
-    entries.push_back({static_cast<std::uint64_t>(node->reg->address), node->reg->length, node,
-                       AllDependants(node, direct)});
-    if (!moves) longest_ = std::max<std::uint64_t>(longest_, node->reg->length);
+    const std::vector<NodePtr> dependants = AllDependants(node, direct);
+    const auto addresses = PossibleAddresses(*node);
+    if (!addresses) dynamic_.push_back({0, node->reg->length, node, dependants});
+    for (const std::uint64_t address : addresses.value_or(std::set<std::uint64_t>())) {
+      fixed_.push_back({address, node->reg->length, node, dependants});
+    }
+    longest_ = std::max<std::uint64_t>(longest_, node->reg->length);
   }
   std::stable_sort(fixed_.begin(), fixed_.end(),
                    [](const Entry& a, const Entry& b) { return a.address < b.address; });

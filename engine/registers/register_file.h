@@ -66,8 +66,8 @@ class RegisterFile {
   FeatureTree& tree_;
   BootstrapProfile profile_;
   std::uint64_t description_size_ = 0;
-  std::vector<Entry> fixed_;    ///< by address
-  std::vector<Entry> dynamic_;  ///< registers with address nodes; their address is found at each access
+  std::vector<Entry> fixed_;    ///< by address; a register stands at each address that it can have
+  std::vector<Entry> dynamic_;  ///< registers with too many of them; their address is found at each access
   std::uint64_t longest_ = 0;   ///< bytes of the longest fixed register
 };
 

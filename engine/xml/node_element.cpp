@@ -7,6 +7,7 @@
 #include "engine/nodes/node_links.h"
 #include "engine/nodes/node_values.h"
 #include "engine/nodes/number_text.h"
+#include "engine/xml/formula_parts.h"
 
 namespace Tarn {
 namespace {
@@ -174,15 +175,32 @@ void WriteEnumeration(XmlWriter& out, const Node& node) {
   WritePollingTime(out, node);
 }
 
+/// Variables: the knife's own, then the first `count` parts of its formula.
+void WriteVariables(XmlWriter& out, const Node& knife, const PublishedFormula& published, std::size_t count) {
+  for (std::size_t i = 0; i < knife.children.size(); ++i) {
+    out.Element("pVariable", knife.children[i]->name, {{"Name", published.variables[i]}});
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    out.Element("pVariable", published.parts[i].node, {{"Name", published.parts[i].node}});
+  }
+}
+
+void WriteParts(XmlWriter& out, const Node& knife, const PublishedFormula& published) {
+  for (std::size_t i = 0; i < published.parts.size(); ++i) {
+    out.Open("IntSwissKnife", {{"Name", published.parts[i].node}, {"NameSpace", "Custom"}});
+    out.Element("Visibility", Word(Visibility::Invisible));
+    WriteVariables(out, knife, published, i);
+    out.Element("Formula", published.parts[i].formula);
+    out.Close("IntSwissKnife");
+  }
+}
+
 void WriteKnife(XmlWriter& out, const Node& node) {
+  const PublishedFormula published = PublishFormula(node);
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
   WriteStreamable(out, node);
-  std::vector<std::string> names;
-  for (const NodePtr& variable : node.children) {
-    out.Element("pVariable", variable->name, {{"Name", variable->name}});
-    names.push_back(variable->name);
-  }
-  out.Element("Formula", node.formula.Parenthesised(names));
+  WriteVariables(out, node, published, published.parts.size());
+  out.Element("Formula", published.formula);
   WriteUnitAndRepresentation(out, node, false);
 }
 
@@ -259,6 +277,7 @@ Kind KindOf(const Node& node) {
 void WriteNodeElement(XmlWriter& out, const Node& node) {
   const Kind kind = KindOf(node);
   if (!kind.element) return;
+  if (node.kind == NodeKind::IntSwissKnife) WriteParts(out, node, PublishFormula(node));
   out.Open(kind.element, {{"Name", node.name},
                           {"NameSpace", node.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
   WriteCommon(out, node);

@@ -13,48 +13,48 @@ enum GSInfo {
 
 /// Per-node information. The comment names the type: I integer, F float, S string, N node.
 enum GSNodeInfo {
-  GSN_INFO_NAME = 0,                 ///< S, read only: full name, with namespace prefix
-  GSN_INFO_DISPLAY_NAME = 1,         ///< S: the name only when none was set
-  GSN_INFO_ACCESS_MODE = 2,          ///< I, GSAccessMode: current mode; set on registers only
-  GSN_INFO_MAX = 3,                  ///< I F N
-  GSN_INFO_MIN = 4,                  ///< I F N
-  GSN_INFO_INCREMENT = 5,            ///< I F N
-  GSN_INFO_NUM_ENUM_ENTRIES = 6,     ///< I, read only
-  GSN_INFO_STREAMABLE = 7,           ///< I
-  GSN_INFO_CACHING_MODE = 8,         ///< I, GSCacheMode; set on registers only
-  GSN_INFO_TOOL_TIP = 9,             ///< S
-  GSN_INFO_DESCRIPTION = 10,         ///< S
-  GSN_INFO_VISIBILITY = 11,          ///< I, GSVisibility
-  GSN_INFO_POLLING_TIME = 12,        ///< I, ms, 0 when not polled
-  GSN_INFO_EVENT_ID = 13,            ///< I, 0 when there is none
-  GSN_INFO_NAME_SPACE = 14,          ///< I, GSNameSpace, read only
-  GSN_INFO_REGISTER_LENGTH = 15,     ///< I, bytes, read only
-  GSN_INFO_REGISTER_ADDRESS = 16,    ///< I, read only: current address
-  GSN_INFO_REPRESENTATION = 17,      ///< I, GSRepresentation
-  GSN_INFO_VALUE = 18,               ///< I F S N: the value configuration, constant or node
-  GSN_INFO_ON_VALUE = 19,            ///< I N: integer for true; commands: the integer that executes
-  GSN_INFO_OFF_VALUE = 20,           ///< I: integer for false
-  GSN_INFO_FORMULA = 21,             ///< S
-  GSN_INFO_IMPOSED_ACCESS_MODE = 22, ///< I: GSAccessMode, or -1 when none is imposed
-  GSN_INFO_IS_IMPLEMENTED = 23,      ///< I read only (the present answer), N the deciding node
-  GSN_INFO_IS_AVAILABLE = 24,        ///< I read only, N
-  GSN_INFO_IS_LOCKED = 25,           ///< I read only, N
-  GSN_INFO_ALIAS = 26,               ///< N; S read only: the alias' full name, empty when none
-  GSN_INFO_SIGN = 27,                ///< I, GSNumberSign
-  GSN_INFO_UNIT = 28,                ///< S
-  GSN_INFO_DISPLAY_PRECISION = 29,   ///< I
-  GSN_INFO_LAST = 30,                ///< closes the range of the published codes
-  GSN_INFO_IS_FEATURE = 31,          ///< I, read only: listed in a category
-  GSN_INFO_IS_DEPRECATED = 32,       ///< I
-  GSN_INFO_VALUE_IS_NODE = 33,       ///< I, read only: 1 when another node supplies the value
+  GSN_INFO_NAME = 0,                  ///< S, read only: full name, with namespace prefix
+  GSN_INFO_DISPLAY_NAME = 1,          ///< S: the name only when none was set
+  GSN_INFO_ACCESS_MODE = 2,           ///< I, GSAccessMode: current mode; set on registers only
+  GSN_INFO_MAX = 3,                   ///< I F N
+  GSN_INFO_MIN = 4,                   ///< I F N
+  GSN_INFO_INCREMENT = 5,             ///< I F N
+  GSN_INFO_NUM_ENUM_ENTRIES = 6,      ///< I, read only
+  GSN_INFO_STREAMABLE = 7,            ///< I
+  GSN_INFO_CACHING_MODE = 8,          ///< I, GSCacheMode; set on registers only
+  GSN_INFO_TOOL_TIP = 9,              ///< S
+  GSN_INFO_DESCRIPTION = 10,          ///< S
+  GSN_INFO_VISIBILITY = 11,           ///< I, GSVisibility
+  GSN_INFO_POLLING_TIME = 12,         ///< I, ms, 0 when not polled
+  GSN_INFO_EVENT_ID = 13,             ///< I, 0 when there is none
+  GSN_INFO_NAME_SPACE = 14,           ///< I, GSNameSpace, read only
+  GSN_INFO_REGISTER_LENGTH = 15,      ///< I, bytes, read only
+  GSN_INFO_REGISTER_ADDRESS = 16,     ///< I, read only: current address
+  GSN_INFO_REPRESENTATION = 17,       ///< I, GSRepresentation
+  GSN_INFO_VALUE = 18,                ///< I F S N: the value configuration, constant or node
+  GSN_INFO_ON_VALUE = 19,             ///< I N: integer for true; commands: the integer that executes
+  GSN_INFO_OFF_VALUE = 20,            ///< I: integer for false
+  GSN_INFO_FORMULA = 21,              ///< S
+  GSN_INFO_IMPOSED_ACCESS_MODE = 22,  ///< I: GSAccessMode, or -1 when none is imposed
+  GSN_INFO_IS_IMPLEMENTED = 23,       ///< I read only (the present answer), N the deciding node
+  GSN_INFO_IS_AVAILABLE = 24,         ///< I read only, N
+  GSN_INFO_IS_LOCKED = 25,            ///< I read only, N
+  GSN_INFO_ALIAS = 26,                ///< N; S read only: the alias' full name, empty when none
+  GSN_INFO_SIGN = 27,                 ///< I, GSNumberSign
+  GSN_INFO_UNIT = 28,                 ///< S
+  GSN_INFO_DISPLAY_PRECISION = 29,    ///< I
+  GSN_INFO_LAST = 30,                 ///< closes the range of the published codes
+  GSN_INFO_IS_FEATURE = 31,           ///< I, read only: listed in a category
+  GSN_INFO_IS_DEPRECATED = 32,        ///< I
+  GSN_INFO_VALUE_IS_NODE = 33,        ///< I, read only: 1 when another node supplies the value
 };
 
 /// Which relations of a node a list call works on.
 enum GSNodeList {
-  GSN_LIST_CHILD = 0,       ///< category: its nodes; enumeration: its entries; swiss knife: its variables
-  GSN_LIST_SELECTED = 1,    ///< nodes selected by this node
-  GSN_LIST_INVALIDATOR = 2, ///< nodes whose change invalidates this one
-  GSN_LIST_ADDRESSES = 3,   ///< nodes whose values add to a register's address
+  GSN_LIST_CHILD = 0,        ///< category: its nodes; enumeration: its entries; swiss knife: its variables
+  GSN_LIST_SELECTED = 1,     ///< nodes selected by this node
+  GSN_LIST_INVALIDATOR = 2,  ///< nodes whose change invalidates this one
+  GSN_LIST_ADDRESSES = 3,    ///< nodes whose values add to a register's address
 };
 
 enum GSDriverType { GS_DRIVER_AUTO = -1, GS_DRIVER_SOCKET = 0, GS_DRIVER_FILTER = 1 };
@@ -123,10 +123,10 @@ enum GSRepresentation {
 
 /// Bits of a data type word: what one sample of an image plane is.
 enum TRDataType {
-  TR_DATATYPE_BITS_MASK = 0x0FF, ///< bits per sample
+  TR_DATATYPE_BITS_MASK = 0x0FF,  ///< bits per sample
   TR_DATATYPE_SIGNED = 0x100,
   TR_DATATYPE_FLOAT = 0x200,
-  TR_DATATYPE_FLAG = 0x800, ///< a further flag; such types have no stream format
+  TR_DATATYPE_FLAG = 0x800,  ///< a further flag; such types have no stream format
 };
 
 #endif

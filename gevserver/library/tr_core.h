@@ -25,8 +25,9 @@ TR_API uint64_t TRCLiveHandleCount(void);
 /// Returns null when memory runs out; `object` then still belongs to the caller.
 TR_API TR_HANDLE TRCCreateHandle(void* object, uint32_t kind, void (*destroy)(void* object));
 
-/// For the sibling libraries: the object behind a handle, with one reference added so that it cannot die in use.
-/// Null when the handle is null, stale or of another kind. Each success is paired with one ReleaseObject.
+/// For the sibling libraries: the object behind a handle, with one reference added so that it cannot die in
+/// use. Null when the handle is null, stale or of another kind. Each success is paired with one
+/// ReleaseObject.
 TR_API void* TRCPinHandle(TR_HANDLE handle, uint32_t kind);
 
 TR_END_C

@@ -1,13 +1,14 @@
 /// libTRGevServer: a GigE Vision device in software.
 ///
-/// Calling order: create a server; register its events; create, configure and add nodes; GSStartIPv4; send images;
-/// GSStop; ReleaseObject. Strings are UTF-8. Texts come by two calls: with a null buffer `*size` receives the bytes
-/// needed including the terminating zero; with a buffer `*size` is its size in bytes on entry and what was written
-/// on return. Outputs are written on success only. IPv4 addresses are numbers in host order.
+/// Calling order: create a server; register its events; create, configure and add nodes; GSStartIPv4; send
+/// images; GSStop; ReleaseObject. Strings are UTF-8. Texts come by two calls: with a null buffer `*size`
+/// receives the bytes needed including the terminating zero; with a buffer `*size` is its size in bytes on
+/// entry and what was written on return. Outputs are written on success only. IPv4 addresses are numbers in
+/// host order.
 ///
 /// Threads: any thread, at the same time on one object. No call but GSStop waits for a thread of the library.
-/// Callbacks come from the library's threads, or from a caller inside GSSendImageCB; no lock is held meanwhile, and
-/// they may call anything here.
+/// Callbacks come from the library's threads, or from a caller inside GSSendImageCB; no lock is held
+/// meanwhile, and they may call anything here.
 #ifndef TARN_GEVSERVER_LIBRARY_TR_GEV_SERVER_H
 #define TARN_GEVSERVER_LIBRARY_TR_GEV_SERVER_H
 
@@ -38,8 +39,8 @@ TR_API TR_HANDLE CreateGevServer(void);
 TR_API TR_HANDLE CreateGevServer2(int32_t driver_type, const GSCreationRecord* record);
 
 /// Binds the control and stream sockets to `address` and starts answering clients.
-/// Fails with TR_E_WRONG_STATE when running, TR_E_SYSTEM when a socket cannot be bound, and with the code of the
-/// first node that cannot be published.
+/// Fails with TR_E_WRONG_STATE when running, TR_E_SYSTEM when a socket cannot be bound, and with the code of
+/// the first node that cannot be published.
 TR_API TR_STATUS GSStartIPv4(TR_HANDLE server, uint32_t address);
 
 /// Stops and waits for the library's threads of this server, except when called from one of them. Idempotent.
@@ -54,8 +55,8 @@ TR_API TR_STATUS GSSetInfoAsInteger(TR_HANDLE server, int32_t info, int64_t valu
 TR_API TR_STATUS GSGetInfoAsString(TR_HANDLE server, int32_t info, char* text, size_t* size);
 TR_API TR_STATUS GSSetInfoAsString(TR_HANDLE server, int32_t info, const char* text);
 
-/// `callback(context)` at each occurrence of the GSServerEvent, until the server's last reference goes and its
-/// threads have ended: `context` must be something that may be used after that.
+/// `callback(context)` at each occurrence of the GSServerEvent, until the server's last reference goes and
+/// its threads have ended: `context` must be something that may be used after that.
 TR_API TR_STATUS GSRegisterEvent(TR_HANDLE server, int32_t event, GSCallback callback, void* context,
                                  uint64_t* cookie);
 
@@ -71,11 +72,12 @@ TR_API TR_STATUS GSNodeList(TR_HANDLE server, int64_t index, char* name, size_t*
 /// Sends an image; its memory is free for use on return. Only while no resend buffers are configured.
 TR_API TR_STATUS GSSendImage(TR_HANDLE server, TR_HANDLE image);
 
-/// Sends an image and calls `released(context)` once when its memory is needed no more: before the call returns
-/// without resend buffers, else when the image leaves the resend store. On failure it is not called.
+/// Sends an image and calls `released(context)` once when its memory is needed no more: before the call
+/// returns without resend buffers, else when the image leaves the resend store. On failure it is not called.
 TR_API TR_STATUS GSSendImageCB(TR_HANDLE server, TR_HANDLE image, GSCallback released, void* context);
 
-/// Number of images kept for packet resend, 0 (the default) to 1024. Set only while the server is not started.
+/// Number of images kept for packet resend, 0 (the default) to 1024. Set only while the server is not
+/// started.
 TR_API TR_STATUS GSGetPacketResendBuffers(TR_HANDLE server, int32_t* count);
 TR_API TR_STATUS GSSetPacketResendBuffers(TR_HANDLE server, int32_t count);
 
@@ -103,8 +105,8 @@ TR_API TR_HANDLE CreateGSStringRegNode(const char* name, int32_t name_space, int
 
 TR_API TR_STATUS GSNType(TR_HANDLE node, int32_t* type);
 
-/// One item of a node's description (GSNodeInfo). TR_E_NOT_SUPPORTED when the kind has no such item of that type,
-/// TR_E_WRONG_STATE for a change while the node's server is started.
+/// One item of a node's description (GSNodeInfo). TR_E_NOT_SUPPORTED when the kind has no such item of that
+/// type, TR_E_WRONG_STATE for a change while the node's server is started.
 TR_API TR_STATUS GSNGetInfoAsInteger(TR_HANDLE node, int32_t info, int64_t* value);
 TR_API TR_STATUS GSNSetInfoAsInteger(TR_HANDLE node, int32_t info, int64_t value);
 TR_API TR_STATUS GSNGetInfoAsFloat(TR_HANDLE node, int32_t info, double* value);
@@ -127,8 +129,9 @@ TR_API TR_STATUS GSNGetAsString(TR_HANDLE node, char* text, size_t* size);
 TR_API TR_STATUS GSNSetAsString(TR_HANDLE node, const char* text);
 
 TR_API TR_STATUS GSNListCount(TR_HANDLE node, int32_t list, int64_t* count);
-/// The related node at `index`: its name in this relation (a swiss knife's variable name, else the name without
-/// namespace; two-call protocol), and, when `related` is not null, its handle with a reference for the caller.
+/// The related node at `index`: its name in this relation (a swiss knife's variable name, else the name
+/// without namespace; two-call protocol), and, when `related` is not null, its handle with a reference for
+/// the caller.
 TR_API TR_STATUS GSNListEx(TR_HANDLE node, int32_t list, int64_t index, char* name, size_t* size,
                            TR_HANDLE* related);
 TR_API TR_STATUS GSNGetNode(TR_HANDLE node, int32_t list, const char* name, TR_HANDLE* related);
@@ -138,9 +141,9 @@ TR_API TR_STATUS GSNAddNodeEx(TR_HANDLE node, int32_t list, TR_HANDLE related, T
 /// TR_E_NOT_FOUND when `related` is not in the list.
 TR_API TR_STATUS GSNRemoveNode(TR_HANDLE node, int32_t list, TR_HANDLE related);
 
-/// `callback(context)` at every access of a client to the node (GSNodeEvent): before a read is answered, after a
-/// written value was stored. After GSNUnregisterEvent no new call starts; one may still be running, so `context`
-/// must be something that may be used after that.
+/// `callback(context)` at every access of a client to the node (GSNodeEvent): before a read is answered,
+/// after a written value was stored. After GSNUnregisterEvent no new call starts; one may still be running,
+/// so `context` must be something that may be used after that.
 TR_API TR_STATUS GSNRegisterEventWithStatus(TR_HANDLE node, int32_t event, GSCallback callback, void* context,
                                             uint64_t* cookie);
 TR_API TR_STATUS GSNUnregisterEvent(TR_HANDLE node, int32_t event, uint64_t cookie);

@@ -1,6 +1,7 @@
 /// libTRCImg: images as rectangles of samples in planes.
 ///
-/// Threads: any thread; an image's description never changes after creation, its samples are the users' affair.
+/// Threads: any thread; an image's description never changes after creation, its samples are the users'
+/// affair.
 #ifndef TARN_GEVSERVER_LIBRARY_TR_IMG_H
 #define TARN_GEVSERVER_LIBRARY_TR_IMG_H
 
@@ -27,7 +28,8 @@ typedef void (*TRImageReleased)(void* context);
 
 /// New zero-filled image, samples interleaved (rows of pixels, planes innermost), rows without padding.
 /// \param width,height,planes  at least 1; \param data_type  see TRDataType, 1 to 64 bits
-TR_API TR_STATUS CreateImage(int64_t width, int64_t height, int64_t planes, uint32_t data_type, TR_HANDLE* image);
+TR_API TR_STATUS CreateImage(int64_t width, int64_t height, int64_t planes, uint32_t data_type,
+                             TR_HANDLE* image);
 
 /// Image over caller memory, which stays valid until `released` is called (null: forever).
 /// \param layouts  `planes` entries. On failure `released` is not called.
@@ -44,7 +46,8 @@ TR_API int64_t ImageHeight(TR_HANDLE image);
 TR_API int64_t ImageDimension(TR_HANDLE image);
 TR_API uint32_t ImageDatatype(TR_HANDLE image, int64_t plane);
 
-/// Base address and increments in bytes of a plane. False for a bad handle or plane (all layouts here are linear).
+/// Base address and increments in bytes of a plane. False for a bad handle or plane (all layouts here are
+/// linear).
 TR_API bool GetLinearAccess(TR_HANDLE image, int64_t plane, void** base, ptrdiff_t* x_increment,
                             ptrdiff_t* y_increment);
 

@@ -11,8 +11,8 @@
 TR_BEGIN_C
 
 /// Code and text of this thread's last failed call of a library of the family. Code 0, empty text: none yet.
-/// Two-call protocol: with `text` null, `*size` receives the characters needed including the terminating zero;
-/// with a buffer, `*size` is its size in characters on entry and what was written on return.
+/// Two-call protocol: with `text` null, `*size` receives the characters needed including the terminating
+/// zero; with a buffer, `*size` is its size in characters on entry and what was written on return.
 TR_API TR_STATUS TRCGetLastErrorW(TR_STATUS* code, wchar_t* text, size_t* size);
 
 /// For the sibling libraries: records a failure for TRCGetLastErrorW on this thread. `text` is UTF-8.
