@@ -117,6 +117,7 @@ class ControlServer::Threads {
   void Hear();
   void Receive(int fd);
   void Answer(const ControlRequest& request);
+  void Send(ByteView answer, Endpoint client);
   void Enqueue(const ControlRequest& request);
   void ExecuteJobs();
   Instant NextNotice();
@@ -173,7 +174,12 @@ void ControlServer::Threads::Receive(int fd) {
 void ControlServer::Threads::Answer(const ControlRequest& request) {
   std::array<std::uint8_t, kMaxControlDatagram> answer;
   const std::size_t size = service_->Execute(request, answer);
-  if (size > 0) sockets_.Send(ByteView(answer).first(size), request.source);
+  Send(ByteView(answer).first(size), request.source);
+}
+
+/// \param answer  empty when the command is met with silence
+void ControlServer::Threads::Send(ByteView answer, Endpoint client) {
+  if (!answer.empty()) sockets_.Send(answer, client);
   service_->Answered();
 }
 
@@ -201,10 +207,17 @@ void ControlServer::Threads::ExecuteJobs() {
         continue;
       }
       const Job& job = jobs_.front();  // stays in place: others only append
+      const Endpoint client = job.source;
       lock.unlock();
-      Answer(job.Request());
+      std::array<std::uint8_t, kMaxControlDatagram> answer;
+      const std::size_t size = service_->Execute(job.Request(), answer);
       lock.lock();
+      // Before the answer goes: after it no notice may follow, and what the client then repeats is a new
+      // command.
       jobs_.pop_front();
+      lock.unlock();
+      Send(ByteView(answer).first(size), client);
+      lock.lock();
     }
   }
   NoteEnd();
