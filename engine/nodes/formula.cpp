@@ -396,4 +396,10 @@ std::string Formula::Parenthesised(std::span<const std::string> names, const Quo
   return texts.back();
 }
 
+bool Formula::Uses(std::size_t index) const {
+  return std::any_of(terms_->begin(), terms_->end(), [index](const Term& term) {
+    return term.op == Op::Variable && static_cast<std::size_t>(term.literal) == index;
+  });
+}
+
 }  // namespace Tarn

@@ -38,6 +38,9 @@ class Formula {
   /// shifts outside 0..63. Requires: !Empty().
   std::int64_t Evaluate(const std::function<std::int64_t(std::size_t)>& variable) const;
 
+  /// Whether the value follows from the variable of this index in Parse's list. Requires: !Empty().
+  bool Uses(std::size_t index) const;
+
   /// Text for the quotient of two operands.
   using Quotient = std::function<std::string(const std::string& a, const std::string& b)>;
 

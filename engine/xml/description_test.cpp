@@ -171,7 +171,7 @@ TEST_F(NodeElementTest, LeavesOutWhatClientsWouldRefuse) {
   hidden->value = std::int64_t{1};
   EXPECT_EQ(Element(*hidden),
             "<Boolean Name=\"Hidden\" NameSpace=\"Custom\">\n<Visibility>Invisible</Visibility>\n"
-            "<Value>1</Value>\n<OnValue>1</OnValue>\n<OffValue>0</OffValue>\n</Boolean>\n");
+            "<Value>1</Value>\n</Boolean>\n");
   EXPECT_EQ(Element(*NewEntry("Entry", 1)), "");
 }
 

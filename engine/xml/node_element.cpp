@@ -136,12 +136,13 @@ void WriteBoolean(XmlWriter& out, const Node& node) {
   WriteStreamable(out, node);
   if (const NodePtr source = NodeOf(node.value)) {
     out.Element("pValue", source->name);
+    WriteSetting(out, node.on_value, "OnValue", "");
+    WriteSetting(out, node.off_value, "OffValue", "");
   } else {
-    out.Element("Value",
-                ReadBoolean(node) ? "1" : "0");  // the words true and false are read differently by clients
+    // Clients disagree about the words true and false, and about what a constant means beside on and off
+    // values.
+    out.Element("Value", ReadBoolean(node) ? "1" : "0");
   }
-  WriteSetting(out, node.on_value, "OnValue", "");
-  WriteSetting(out, node.off_value, "OffValue", "");
   WriteList(out, "pSelected", node, NodeList::Selected);
 }
 
@@ -175,9 +176,11 @@ void WriteEnumeration(XmlWriter& out, const Node& node) {
   WritePollingTime(out, node);
 }
 
-/// Variables: the knife's own, then the first `count` parts of its formula.
+/// Variables: the knife's own, then the first `count` parts of its formula. Without those that the formula
+/// does not use: clients could not read the knife while such a variable is not readable.
 void WriteVariables(XmlWriter& out, const Node& knife, const PublishedFormula& published, std::size_t count) {
   for (std::size_t i = 0; i < knife.children.size(); ++i) {
+    if (!knife.formula.Uses(i)) continue;
     out.Element("pVariable", knife.children[i]->name, {{"Name", published.variables[i]}});
   }
   for (std::size_t i = 0; i < count; ++i) {
