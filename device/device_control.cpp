@@ -61,7 +61,8 @@ class Device::Actions final : public ControlActions {
     }
   }
 
-  void Tell(const Listeners& listeners) {
+  // The lock is the caller's, held again on return; the analysis does not follow it through the reference.
+  void Tell(const Listeners& listeners) TARN_NO_THREAD_SAFETY_ANALYSIS {
     lock_.unlock();
     device_.actions_.Drain();
     for (const auto& listener : listeners) listener->call(listener->context);

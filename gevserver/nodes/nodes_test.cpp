@@ -177,7 +177,7 @@ TEST_F(NodesTest, SomeKindsAnswerTheSameWhateverTheLibrarySays) {
     items[GSN_INFO_ACCESS_MODE] = GS_ACCESS_WRITE_ONLY;
     items[GSN_INFO_POLLING_TIME] = 100;
     EXPECT_FALSE(node->IsStreamable());
-    EXPECT_EQ(Refusal([&] { node->SetIsStreamable(true); }), refusal);
+    EXPECT_EQ(Refusal([&node = node] { node->SetIsStreamable(true); }), refusal);
     if (node->Type() == GSN_TYPE_COMMAND) continue;
     EXPECT_EQ(node->AccessMode(), GS_ACCESS_READ_ONLY) << refusal;
     EXPECT_EQ(node->PollingTime(), 0) << refusal;
