@@ -118,12 +118,12 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
   }
   memory.Store32(Bootstrap::kLinkSpeed, network.link_speed);
   Store64(memory, OwnRegisters::kLinkSpeed, std::uint64_t{network.link_speed} * 125'000);
+  // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
-      ControlCapability::UserDefinedName::kMask | ControlCapability::SerialNumber::kMask |
-      ControlCapability::HeartbeatDisable::kMask | ControlCapability::PrimaryApplication::kMask |
-      ControlCapability::DiscoveryDelay::kMask | ControlCapability::ExtendedStatus::kMask |
-      ControlCapability::PendingAck::kMask | ControlCapability::WriteMemory::kMask |
-      ControlCapability::Concatenation::kMask;
+      ControlCapability::SerialNumber::kMask | ControlCapability::HeartbeatDisable::kMask |
+      ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
+      ControlCapability::ExtendedStatus::kMask | ControlCapability::PendingAck::kMask |
+      ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
   if (resend) capability |= ControlCapability::PacketResend::kMask;
   memory.Store32(Bootstrap::kControlCapability, capability);
