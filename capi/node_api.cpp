@@ -5,7 +5,7 @@
 #include "capi/entry.h"
 #include "capi/node_box.h"
 #include "capi/pinned.h"
-#include "capi/text_result.h"
+#include "capi/text_exchange.h"
 #include "engine/nodes/feature_tree.h"
 #include "engine/nodes/node_items.h"
 #include "engine/nodes/node_links.h"
@@ -27,11 +27,6 @@ static_assert(static_cast<int>(CacheMode::WriteAround) == GS_CACHE_WRITE_AROUND)
 static_assert(static_cast<int>(Visibility::Invisible) == GS_VISIBILITY_INVISIBLE);
 static_assert(static_cast<int>(Representation::MacAddress) == GS_REPRESENTATION_MAC_ADDRESS);
 static_assert(static_cast<int>(NameSpace::Private) == GS_NAMESPACE_PRIVATE);
-
-const char* TextArgument(const char* text) {
-  if (!text) throw EngineError(Failure::kInvalidArgument, "the text must not be null");
-  return text;
-}
 
 TR_HANDLE NewHandle(const NodePtr& node) {
   const MutexLock lock(TreeLock());

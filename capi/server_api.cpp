@@ -7,7 +7,7 @@
 #include "capi/node_box.h"
 #include "capi/pinned.h"
 #include "capi/server_box.h"
-#include "capi/text_result.h"
+#include "capi/text_exchange.h"
 #include "gevserver/library/tr_gev_server.h"
 #include "gevserver/library/tr_img.h"
 
@@ -60,11 +60,6 @@ void RequireUserVersion(std::int32_t info) {
                     "the server has no such text information: " + std::to_string(info));
 }
 
-const char* TextArgument(const char* text) {
-  if (!text) throw EngineError(Failure::kInvalidArgument, "the text must not be null");
-  return text;
-}
-
 /// An image on its way: holds the handle until its memory is needed no more.
 struct SentImage {
   TR_HANDLE image;
@@ -93,20 +88,20 @@ class ImageView {
     memory_.height = static_cast<std::size_t>(ImageHeight(image));
     memory_.sample_bytes = ((ImageDatatype(image, 0) & TR_DATATYPE_BITS_MASK) + 7) / 8;
     for (std::int64_t i = 0; i < planes; ++i) {
-      ImagePlane& plane = planes_[static_cast<std::size_t>(i)];
+      PlaneMemory& plane = planes_[static_cast<std::size_t>(i)];
       void* base = nullptr;
       if (!GetLinearAccess(image, i, &base, &plane.x_increment, &plane.y_increment)) {
         throw EngineError(Failure::kInvalidArgument, "the image has no linear layout");
       }
       plane.base = static_cast<const std::uint8_t*>(base);
     }
-    memory_.planes = std::span<const ImagePlane>(planes_).first(static_cast<std::size_t>(planes));
+    memory_.planes = std::span<const PlaneMemory>(planes_).first(static_cast<std::size_t>(planes));
   }
 
   const ImageMemory& Memory() const { return memory_; }
 
  private:
-  std::array<ImagePlane, 16> planes_;  // formats have up to four; byte-wise images may count more
+  std::array<PlaneMemory, 16> planes_;  // formats have up to four; byte-wise images may count more
   ImageMemory memory_;
 };
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "capi/entry.h"
-#include "capi/text_result.h"
+#include "capi/text_exchange.h"
 #include "gevserver/library/tr_utilities.h"
 #include "wire/pfnc.h"
 

@@ -49,9 +49,9 @@ bool HasBytesOf(const ImageMemory& image, const ImageFormat& format) {
 
 /// True when the samples of a line lie side by side, the planes innermost.
 bool HasInterleavedRows(const ImageMemory& image) {
-  const ImagePlane& first = image.planes.front();
+  const PlaneMemory& first = image.planes.front();
   for (std::size_t p = 0; p < image.planes.size(); ++p) {
-    const ImagePlane& plane = image.planes[p];
+    const PlaneMemory& plane = image.planes[p];
     if (plane.base != first.base + p * image.sample_bytes || plane.y_increment != first.y_increment)
       return false;
     if (plane.x_increment != static_cast<std::ptrdiff_t>(PixelBytes(image)) && image.width > 1) return false;
@@ -62,12 +62,12 @@ bool HasInterleavedRows(const ImageMemory& image) {
 /// True when in each plane the samples of a line lie side by side.
 bool HasPlanarRows(const ImageMemory& image) {
   return image.planes.size() <= PayloadLayout::kMaxPlanes &&
-         std::all_of(image.planes.begin(), image.planes.end(), [&](const ImagePlane& plane) {
+         std::all_of(image.planes.begin(), image.planes.end(), [&](const PlaneMemory& plane) {
            return image.width == 1 || plane.x_increment == static_cast<std::ptrdiff_t>(image.sample_bytes);
          });
 }
 
-bool AppendRows(PayloadLayout& layout, const ImagePlane& plane, std::size_t row_bytes, std::size_t rows) {
+bool AppendRows(PayloadLayout& layout, const PlaneMemory& plane, std::size_t row_bytes, std::size_t rows) {
   const bool touching = plane.y_increment == static_cast<std::ptrdiff_t>(row_bytes);
   if (rows > 1 && !touching && row_bytes < kMinRowBytes) return false;
   layout.Append({plane.base, row_bytes, plane.y_increment, rows});
@@ -81,14 +81,14 @@ bool View(const ImageMemory& image, bool planar, PayloadLayout& layout) {
            AppendRows(layout, image.planes.front(), image.width * PixelBytes(image), image.height);
   }
   return HasPlanarRows(image) &&
-         std::all_of(image.planes.begin(), image.planes.end(), [&](const ImagePlane& p) {
+         std::all_of(image.planes.begin(), image.planes.end(), [&](const PlaneMemory& p) {
            return AppendRows(layout, p, image.width * image.sample_bytes, image.height);
          });
 }
 
 /// Copies the samples of one line of a plane, `step` bytes apart in the target.
 template <std::size_t kBytes>
-void CopyLine(const ImageMemory& image, const ImagePlane& plane, std::size_t y, std::uint8_t* to,
+void CopyLine(const ImageMemory& image, const PlaneMemory& plane, std::size_t y, std::uint8_t* to,
               std::size_t step) {
   const std::uint8_t* from = plane.base + static_cast<std::ptrdiff_t>(y) * plane.y_increment;
   for (std::size_t x = 0; x < image.width; ++x, to += step) {

@@ -11,7 +11,7 @@
 namespace Tarn {
 
 /// Where the samples of one plane lie: (x, y) at base + x * x_increment + y * y_increment.
-struct ImagePlane {
+struct PlaneMemory {
   const std::uint8_t* base = nullptr;
   std::ptrdiff_t x_increment = 0;  ///< bytes; may be negative
   std::ptrdiff_t y_increment = 0;  ///< bytes; may be negative
@@ -23,7 +23,7 @@ struct ImageMemory {
   std::size_t height = 0;  ///< lines
   std::size_t sample_bytes =
       1;  ///< of a sample in memory; formats of 10 to 16 bits per sample in words have 2
-  std::span<const ImagePlane> planes;
+  std::span<const PlaneMemory> planes;
 };
 
 /// What the client expects.

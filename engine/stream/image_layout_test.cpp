@@ -27,7 +27,7 @@ struct TestImage {
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 13 + i / 255);
     return bytes;
   }();
-  std::vector<ImagePlane> planes{};
+  std::vector<PlaneMemory> planes{};
 
   ImageMemory View() {
     planes.clear();
@@ -42,7 +42,7 @@ struct TestImage {
     const ImageMemory view = View();
     Bytes bytes;
     const auto put = [&](std::size_t p, std::size_t x, std::size_t y) {
-      const ImagePlane& plane = view.planes[p];
+      const PlaneMemory& plane = view.planes[p];
       const std::uint8_t* at = plane.base + static_cast<std::ptrdiff_t>(x) * plane.x_increment +
                                static_cast<std::ptrdiff_t>(y) * plane.y_increment;
       bytes.insert(bytes.end(), at, at + sample_bytes);

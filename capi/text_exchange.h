@@ -32,6 +32,12 @@ void CopyCharacters(std::basic_string_view<Char> text, Char* buffer, std::size_t
   *size = needed;
 }
 
+/// A text that a caller gave. Throws: EngineError(kInvalidArgument) when it is null.
+inline const char* TextArgument(const char* text) {
+  if (text == nullptr) throw EngineError(Failure::kInvalidArgument, "the text must not be null");
+  return text;
+}
+
 inline void CopyText(std::string_view text, char* buffer, std::size_t* size) {
   CopyCharacters(text, buffer, size);
 }
