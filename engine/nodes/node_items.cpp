@@ -26,19 +26,38 @@ const RegisterPart& RegisterOf(const Node& node, NodeItem item) {
 
 bool IsFloatKind(const Node& node) { return node.kind == NodeKind::Float || node.kind == NodeKind::FloatReg; }
 
-bool IsFeature(const Node& node) {
-  if (!node.tree) return false;
-  const auto& nodes = node.tree->Nodes();
-  return std::any_of(nodes.begin(), nodes.end(), [&node](const NodePtr& other) {
-    return other->kind == NodeKind::Category &&
-           std::any_of(other->children.begin(), other->children.end(),
-                       [&node](const NodePtr& child) { return child.get() == &node; });
-  });
+/// Whether clients come to the node from this category on.
+bool Leads(const Node& category, const Node& node) {
+  if (&category == &node) return true;
+  return category.kind == NodeKind::Category &&
+         std::any_of(category.children.begin(), category.children.end(),
+                     [&node](const NodePtr& child) { return Leads(*child, node); });
 }
 
-Representation DefaultRepresentation(const Node& node) {
-  return node.kind == NodeKind::Float || node.kind == NodeKind::Integer ? Representation::Linear
-                                                                        : Representation::PureNumber;
+bool IsFeature(const Node& node) {
+  const NodePtr root = node.tree ? node.tree->Find("Root") : nullptr;
+  return root && Leads(*root, node);
+}
+
+/// The first node along the value chain that says how its value is shown, else the node itself: where a node
+/// does not say it, clients ask the node that supplies the value.
+template <class Says>
+const Node& ShownBy(const Node& node, Says says) {
+  for (const Node* next = &node; next; next = NodeOf(next->value).get()) {
+    if (says(*next)) return *next;
+    if (next->kind != NodeKind::Integer && next->kind != NodeKind::Float) break;
+  }
+  return node;
+}
+
+Representation RepresentationOf(const Node& node) {
+  const Node& shown_by = ShownBy(node, [](const Node& next) { return next.representation.has_value(); });
+  return shown_by.representation.value_or(Representation::PureNumber);  // GenApi's default
+}
+
+std::int64_t DisplayPrecisionOf(const Node& node) {
+  const Node& shown_by = ShownBy(node, [](const Node& next) { return next.display_precision.has_value(); });
+  return shown_by.display_precision.value_or(6);  // GenApi's default
 }
 
 /// `value` as an enumerator between 0 and `last`.
@@ -180,7 +199,7 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
       RegisterOf(node, item);
       return CurrentAddress(node);
     case NodeItem::Representation:
-      return static_cast<std::int64_t>(node.representation.value_or(DefaultRepresentation(node)));
+      return static_cast<std::int64_t>(RepresentationOf(node));
     case NodeItem::ImposedAccessMode:
       return node.imposed_access ? static_cast<std::int64_t>(*node.imposed_access) : -1;
     case NodeItem::IsImplemented:
@@ -192,7 +211,7 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
     case NodeItem::Sign:
       return RegisterOf(node, item).is_signed;
     case NodeItem::DisplayPrecision:
-      return node.display_precision.value_or(6);  // GenApi's default
+      return DisplayPrecisionOf(node);
     case NodeItem::IsFeature:
       return IsFeature(node);
     case NodeItem::IsDeprecated:
@@ -239,6 +258,8 @@ std::string TextItem(const Node& node, NodeItem item) {
     }
     case NodeItem::Value:
       return ReadText(node);
+    case NodeItem::Unit:
+      return ShownBy(node, [](const Node& next) { return !next.unit.empty(); }).unit;
     default:
       break;
   }

@@ -4,7 +4,7 @@ import gc
 
 import pytest
 
-from node_trees import constant, put, refused, refused_set
+from node_trees import constant, publish, put, refused, refused_set
 from tarn.gevserver import (
     CategoryNode,
     EnumEntryNode,
@@ -32,6 +32,8 @@ def test_add_links_and_lists(node_map):
     assert "Cust::Lamp" not in held
     assert node_map.nodes["Cust::Lamp"] is lamp
     assert group.nodes == [lamp]
+    assert not lamp.is_feature
+    publish(node_map, group)
     assert lamp.is_feature
     group.add(lamp, NodeList.Child)
     assert group.nodes == [lamp]
