@@ -195,6 +195,10 @@ TEST(Links, MayNotCloseCircles) {
   EXPECT_EQ(Refusal([&] { AddRelated(b, NodeList::Selected, a, nullptr); }), Failure::kCycle);
   AddRelated(a, NodeList::Selected, b, nullptr);
   AddRelated(a, NodeList::Invalidator, a, nullptr);  // only informs
+  const NodePtr c = NewInteger("C");
+  AddRelated(b, NodeList::Selected, c, nullptr);
+  EXPECT_EQ(Refusal([&] { AddRelated(c, NodeList::Selected, a, nullptr); }), Failure::kCycle);
+  EXPECT_TRUE(Related(*c, NodeList::Selected).empty());
 }
 
 TEST(Links, GoOnlyWhereClientsTakeThem) {

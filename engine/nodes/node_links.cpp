@@ -99,6 +99,32 @@ void SetShared(Node& node, NodeList list, std::vector<NodePtr> links) {
   }
 }
 
+/// Whether `target` is among the nodes that the selector selects, or that these select, and so on.
+bool Selects(const Node& selector, const Node& target) {
+  std::vector<NodePtr> open = Related(selector, NodeList::Selected);
+  std::unordered_set<const Node*> seen;
+  while (!open.empty()) {
+    const NodePtr next = std::move(open.back());
+    open.pop_back();
+    if (next.get() == &target) return true;
+    if (!seen.insert(next.get()).second) continue;
+    for (NodePtr& further : Related(*next, NodeList::Selected)) open.push_back(std::move(further));
+  }
+  return false;
+}
+
+/// Clients refuse a description in which what is selected decides about its selector.
+void CheckSelection(const Node& selector, const Node& selected) {
+  if (DependsOn(selector, selected)) {
+    throw EngineError(Failure::kCycle,
+                      selector.name + " depends on " + selected.name + " and cannot select it");
+  }
+  if (Selects(selected, selector)) {
+    throw EngineError(Failure::kCycle,
+                      selector.name + " is selected by way of " + selected.name + " and cannot select it");
+  }
+}
+
 void CheckEntryName(const Node& enumeration, const Node& entry) {
   for (const NodePtr& other : enumeration.children) {
     if (other->name == entry.name) {
@@ -164,10 +190,7 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
     InsertBefore(changed, related, before, SameShared);
     SetShared(*node, list, std::move(changed));
   } else {
-    if (list == NodeList::Selected && DependsOn(*node, *related)) {
-      throw EngineError(Failure::kCycle,
-                        node->name + " depends on " + related->name + " and cannot select it");
-    }
+    if (list == NodeList::Selected) CheckSelection(*node, *related);
     InsertBefore(WeakList(*node, list), related, before, SameWeak);
   }
   if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
