@@ -1,15 +1,14 @@
 """The description file: valid by the schema, and loaded and worked with by the reference GenApi library."""
 
 import pathlib
-import subprocess
 from collections.abc import Callable
 
 import pytest
 
 import tarn
-from conftest import Camera, need_tool
+from conftest import Camera
 from features import description
-from gvcp_client import ControlClient
+from genapi_peer import check_schema, genapi, node_map
 from node_trees import constant, publish, put
 from tarn.gevserver import (
     BooleanNode,
@@ -28,49 +27,6 @@ from tarn.gevserver import (
     StringNode,
     StringRegNode,
 )
-
-genapi = pytest.importorskip("genicam.genapi", reason="the Python package genicam is not installed")
-
-SCHEMA = pathlib.Path(__file__).resolve().parents[1] / "data" / "GenApiSchema_Version_1_1.xsd"
-
-
-class Port(genapi.AbstractPort):
-    """Lets the library's node map reach the camera's registers."""
-
-    def __init__(self, client: ControlClient) -> None:
-        super().__init__()
-        self._client = client
-
-    def read(self, address: int, length: int) -> bytes:
-        return self._client.read_memory(address, length)
-
-    def write(self, address: int, data: bytes) -> None:
-        self._client.write_memory(address, bytes(data))
-
-    def get_access_mode(self) -> int:
-        return genapi.EAccessMode.RW
-
-
-def node_map(client: ControlClient) -> tuple[genapi.NodeMap, Port]:
-    """The library's node map over the camera; keep the port as long as the map is in use."""
-    nodes = genapi.NodeMap()
-    nodes.load_xml_from_string(description(client).decode("utf-8"))
-    port = Port(client)
-    nodes.connect(port, "Device")
-    return nodes, port
-
-
-def check_schema(xml: bytes, tmp_path: pathlib.Path) -> None:
-    need_tool("xmllint")
-    file = tmp_path / "camera.xml"
-    file.write_bytes(xml)
-    result = subprocess.run(
-        ["xmllint", "--noout", "--nonet", "--schema", SCHEMA, file],
-        capture_output=True,
-        text=True,
-        timeout=60,
-    )
-    assert result.returncode == 0, result.stderr
 
 
 def create_variable() -> Server:
