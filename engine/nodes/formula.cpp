@@ -81,13 +81,18 @@ constexpr int kMaxDepth = 200;
 std::int64_t Wrap(std::uint64_t bits) { return static_cast<std::int64_t>(bits); }
 std::uint64_t Bits(std::int64_t value) { return static_cast<std::uint64_t>(value); }
 
+/// Powers that are no 64-bit number, 0 ** -1 among them, are the lowest number: so clients have it, which
+/// compute them in floating point.
 std::int64_t Power(std::int64_t base, std::int64_t exponent) {
-  if (exponent < 0) return base == 1 ? 1 : base == -1 ? (exponent % 2 == 0 ? 1 : -1) : 0;
-  std::uint64_t result = 1;
-  for (std::uint64_t factor = Bits(base); exponent > 0; exponent >>= 1, factor *= factor) {
-    if (exponent & 1) result *= factor;
+  constexpr std::int64_t kNoNumber = std::numeric_limits<std::int64_t>::min();
+  if (base == 1 || base == -1) return exponent % 2 == 0 ? 1 : base;
+  if (exponent < 0) return base == 0 ? kNoNumber : 0;
+  if (base == 0) return exponent == 0;
+  std::int64_t result = 1;
+  for (; exponent > 0; --exponent) {  // ends after 64 rounds, by overflow
+    if (__builtin_mul_overflow(result, base, &result)) return kNoNumber;
   }
-  return Wrap(result);
+  return result;
 }
 
 std::int64_t Quotient(std::int64_t a, std::int64_t b) {

@@ -107,7 +107,12 @@ LARGE = [
     Row("1 ** -1", 1),
     Row("0 ** 0", 1),
     Row("P ** 3", -8),
+    Row("0 ** -1", LOWEST),
+    Row("-1 ** -3", -1),
     Row("B ** 39", 3**39),
+    Row("B ** 41", LOWEST),
+    Row("P ** 63", LOWEST),
+    Row("2 ** HIGH", LOWEST),
 ]
 
 SHIFTS = [
