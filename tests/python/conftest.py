@@ -30,6 +30,11 @@ _hosts = itertools.count(random.randrange(60_000))
 _passed = pytest.StashKey[bool]()
 
 
+def pytest_addoption(parser: pytest.Parser) -> None:
+    parser.addoption("--random-trees", type=int, default=25, help="random feature trees to check")
+    parser.addoption("--stress", type=float, default=3.0, help="seconds to read and write under stress")
+
+
 def wait_until(condition: Callable[[], object], what: str, timeout: float = 10.0) -> None:
     """Return once `condition()` holds; fail loudly when it does not in time."""
     deadline = time.monotonic() + timeout

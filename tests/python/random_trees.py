@@ -1,0 +1,341 @@
+"""Random feature trees that are legal: every link has a kind that fits, and no link closes a circle."""
+
+import contextlib
+import random
+from collections.abc import Callable
+
+import tarn
+from tarn.gevserver import (
+    BooleanNode,
+    CategoryNode,
+    CommandNode,
+    EnumEntryNode,
+    EnumerationNode,
+    Float32RegNode,
+    Float64RegNode,
+    FloatBaseNode,
+    FloatNode,
+    Int32RegNode,
+    Int64RegNode,
+    IntegerBaseNode,
+    IntegerNode,
+    IntSwissKnifeNode,
+    NameSpace,
+    Node,
+    NodeList,
+    NodeMap,
+    StringNode,
+    StringRegNode,
+)
+
+FAILS = None  # reading the value is an error
+
+INTEGERS = (1, 0, -1, 2, 3, 7, 100, 255, -128, 65_536, 2**31 - 1, -(2**31), 2**40, -(2**53) - 1)
+FLOATS = (0.0, 1.0, -1.5, 0.1, 2.5, 1e-3, 3.4e38, -1e15, 1e300)
+TEXTS = ("", "lamp", "a b", "<&>\"'", "Grün µ", "ends with blank ")
+
+BINARY = ("+", "-", "*", "/", "%", "&", "|", "^", "=", "<>", "<", "<=", ">", ">=", "&&", "||", "**")
+_VALUE_LINKS = ("value_config_as_node", "min_config_as_node", "max_config_as_node")
+MAX_KNIFE_DEPTH = 3  # a knife of knives reads its variables again and again
+
+
+class RandomTree:
+    """Fills a node map with about `count` nodes, chosen by `seed`.
+
+    Nodes link to nodes made before them only, apart from what selects and what invalidates.
+    """
+
+    def __init__(self, node_map: NodeMap, count: int, seed: int) -> None:
+        self.map = node_map
+        self.random = random.Random(seed)
+        self.nodes: list[Node] = []
+        self.kept: set[Node] = set()  # registers that belong to one node, and hold only what it can show
+        self._depth: dict[Node, int] = {}
+        self._open: dict[Node, bool] = {}
+        self._categories: list[CategoryNode] = [node_map.Root]
+        self._next_address = 0x0010_0000
+        makers: list[Callable[[], Node]] = [
+            self._integer,
+            self._integer,
+            self._int_register,
+            self._int_register,
+            self._moving_register,
+            self._float,
+            self._float_register,
+            self._boolean,
+            self._command,
+            self._string,
+            self._string_register,
+            self._enumeration,
+            self._knife,
+            self._category,
+        ]
+        while len(self.nodes) < count:
+            node = self.random.choice(makers)()
+            self._describe(node)
+            self._publish(node)
+        self._inform()
+
+    def of(self, *kinds: type[Node], shared: bool = True) -> list[Node]:
+        """The nodes made so far of some kinds; `shared`: without registers that belong to one node."""
+        return [node for node in self.nodes if isinstance(node, kinds) and not (shared and node in self.kept)]
+
+    # Making nodes.
+
+    def _chance(self, of_ten: int) -> bool:
+        return self.random.randrange(10) < of_ten
+
+    def _new(self, kind: type[Node], *arguments: int) -> Node:
+        name = f"{kind.__name__.removesuffix('Node')}{len(self.nodes)}"
+        name_space = self.random.choice((NameSpace.Standard, NameSpace.Custom, NameSpace.Private))
+        node = kind.create(name, name_space, *arguments)
+        self.map.add_node(node)
+        self.nodes.append(node)
+        return node
+
+    def _pick(self, *kinds: type[Node]) -> Node | None:
+        found = self.of(*kinds)
+        return self.random.choice(found) if found else None
+
+    def _pick_integer(self) -> Node | None:
+        """A node whose value may serve wherever an integer is wanted."""
+        return self._pick(IntegerBaseNode)
+
+    def _pick_known(self) -> Node | None:
+        """As _pick_integer, and its value can be read."""
+        node = self._pick_integer()
+        return node if node is not None and own_value(node) is not FAILS else None
+
+    def _integer(self) -> Node:
+        source = self._pick_integer() if self._chance(7) else None
+        limits = [self._pick_known() if self._chance(3) else None for _ in range(2)]
+        node = self._new(IntegerNode)
+        if source is not None:
+            node.value_config_as_node = source
+        else:
+            node.value_config_as_int = self.random.choice(INTEGERS)
+        self._limit(node, *limits)
+        if self._chance(2):
+            # The library's distance from the lowest number overflows, so a minimum is needed.
+            node.min_config_as_int = min(0, own_value(node, "max"))
+            node.increment_config_as_int = self.random.choice((1, 2, 3, 10))
+        return node
+
+    def _limit(self, node: Node, low: Node | None, high: Node | None) -> None:
+        """Limits that are no contradiction at the start."""
+        if low is not None:
+            node.min_config_as_node = low
+        elif self._chance(3):
+            node.min_config_as_int = self.random.choice((-1000, 0, 1))
+        if high is not None:
+            node.max_config_as_node = high
+        elif self._chance(3):
+            node.max_config_as_int = self.random.choice((10, 1000, 2**31 - 1))
+        if own_value(node, "min") > own_value(node, "max"):
+            node.min_config_as_int = -5
+            node.max_config_as_int = 2**20
+
+    def _register_details(self, node: Node) -> Node:
+        node.cache_mode = self.random.choice((0, 1, 2))
+        if self._chance(2):
+            node.access_mode = self.random.choice((tarn.AccessMode.ReadOnly, tarn.AccessMode.WriteOnly))
+        return node
+
+    def _int_register(self) -> Node:
+        node = self._new(self.random.choice((Int32RegNode, Int64RegNode)))
+        node.is_signed = self._chance(5)
+        self._try_value(node, self.random.choice(INTEGERS))
+        return self._register_details(node)
+
+    def _moving_register(self) -> Node:
+        """A register whose address follows a selector among four."""
+        kind, length = self.random.choice(((Int32RegNode, 4), (Int64RegNode, 8)))
+        register = self._owned_register(0) if self._chance(5) else None
+        selector = self._new(IntegerNode)
+        if register is not None:
+            selector.value_config_as_node = register
+        selector.min_config_as_int, selector.max_config_as_int = 0, 3
+        offset = self._new(IntSwissKnifeNode)
+        offset.add(selector, NodeList.Child)
+        offset.formula = f"{selector.name_only} * {length}"
+        node = self._new(kind, self._next_address)
+        self._next_address += 0x100
+        node.is_signed = self._chance(5)
+        node.add(offset, NodeList.Addresses)
+        selector.add(node, NodeList.Selected)
+        return node
+
+    def _owned_register(self, value: int) -> Node:
+        register = self._new(Int32RegNode)
+        register.cache_mode = self.random.choice((0, 2))
+        register.value = value
+        self.kept.add(register)
+        return register
+
+    def _float(self) -> Node:
+        source = self._pick(FloatBaseNode) if self._chance(7) else None
+        node = self._new(FloatNode)
+        if source is not None:
+            node.value_config_as_node = source
+        else:
+            node.value_config_as_float = self.random.choice(FLOATS)
+        if self._chance(3):
+            node.min_config_as_float, node.max_config_as_float = -2.5, 1e6
+        return node
+
+    def _float_register(self) -> Node:
+        node = self._new(self.random.choice((Float32RegNode, Float64RegNode)))
+        self._try_value(node, self.random.choice(FLOATS))
+        return self._register_details(node)
+
+    def _boolean(self) -> Node:
+        on, off = self.random.choice(((1, 0), (0, 1), (5, 3), (255, 1)))
+        register = self._owned_register(self.random.choice((on, off))) if self._chance(7) else None
+        node = self._new(BooleanNode)
+        node.on_value, node.off_value = on, off
+        if register is not None:
+            node.value_config_as_node = register
+        else:
+            node.value_config_as_int = off
+        return node
+
+    def _command(self) -> Node:
+        register = self._owned_register(0)
+        node = self._new(CommandNode)
+        node.value_config_as_node = register
+        node.command_config_as_int = self.random.choice((1, 7, 2**31 - 1))
+        return node
+
+    def _string(self) -> Node:
+        source = self._pick(StringNode, StringRegNode) if self._chance(6) else None
+        node = self._new(StringNode)
+        if source is not None:
+            node.value_config_as_node = source
+        else:
+            node.value_config_as_string = self.random.choice([text for text in TEXTS if text])
+        return node
+
+    def _string_register(self) -> Node:
+        node = self._new(StringRegNode, self.random.choice((4, 8, 16, 64)))
+        self._try_value(node, self.random.choice(TEXTS))
+        return self._register_details(node)
+
+    def _enumeration(self) -> Node:
+        numbers = self.random.sample(range(20), self.random.randint(1, 5))
+        register = self._owned_register(numbers[-1]) if self._chance(7) else None
+        node = self._new(EnumerationNode)
+        for number in numbers:
+            entry = EnumEntryNode.create(
+                f"Entry{number}Of{node.name_only}" if self._chance(5) else f"Entry{number}"
+            )
+            entry.numeric_value = number
+            node.add(entry, NodeList.Child)
+        if register is not None:
+            node.value_config_as_node = register
+        else:
+            node.value_config_as_int = numbers[0]
+        return node
+
+    def _knife(self) -> Node:
+        kinds = (IntegerNode, Int32RegNode, Int64RegNode, EnumerationNode, BooleanNode, IntSwissKnifeNode)
+        candidates = [node for node in self.of(*kinds) if self._knives_below(node) < MAX_KNIFE_DEPTH]
+        variables = self.random.sample(candidates, min(len(candidates), self.random.randint(0, 3)))
+        node = self._new(IntSwissKnifeNode)
+        for variable in variables:
+            node.add(variable, NodeList.Child)
+        node.formula = self._term([variable.name_only for variable in variables], self.random.randint(0, 4))
+        return node
+
+    def _links(self, node: Node) -> list[Node]:
+        """The nodes that the node's value follows from; they stay the same once others can link to it."""
+        linked = list(node.variables.values()) if isinstance(node, IntSwissKnifeNode) else []
+        linked += [getattr(node, config, None) for config in _VALUE_LINKS]
+        linked += getattr(node, "address_nodes", [])
+        return [other for other in linked if other is not None]
+
+    def _is_open(self, node: Node) -> bool:
+        """Whether clients can always read the value."""
+        if node not in self._open:
+            conditions = (node.is_implemented_config, node.is_available_config, node.imposed_access_mode)
+            readable = not hasattr(node, "address") or node.access_mode != tarn.AccessMode.WriteOnly
+            readable = readable and all(condition is None for condition in conditions)
+            self._open[node] = (
+                readable and own_value(node) is not FAILS and all(map(self._is_open, self._links(node)))
+            )
+        return self._open[node]
+
+    def _knives_below(self, node: Node) -> int:
+        """Most knives on a path from the node on."""
+        if node not in self._depth:
+            below = max(map(self._knives_below, self._links(node)), default=0)
+            self._depth[node] = below + isinstance(node, IntSwissKnifeNode)
+        return self._depth[node]
+
+    def _term(self, names: list[str], depth: int) -> str:
+        if depth == 0:
+            return self.random.choice([*names, *names, "1", "2", "0x1F", "1000"])
+        first, second = (self._term(names, depth - 1) for _ in range(2))
+        shape = self.random.randrange(8)
+        if shape == 0:
+            return f"({first} > {second} ? {first} : {second})"
+        if shape == 1:
+            return f"{self.random.choice(('SGN', 'NEG', '-', '~'))}({first})"
+        if shape == 2:
+            return f"({first}) {self.random.choice(('<<', '>>'))} (({second}) & 63)"
+        operator = self.random.choice(BINARY)
+        return f"{first} {operator} ({second})" if self._chance(5) else f"({first}) {operator} {second}"
+
+    def _category(self) -> Node:
+        node = self._new(CategoryNode)
+        self._categories.append(node)
+        return node
+
+    @staticmethod
+    def _try_value(node: Node, value: object) -> None:
+        # What is too large or too long leaves the register zero.
+        with contextlib.suppress(IndexError, ValueError, RuntimeError):
+            node.value = value
+
+    # What all kinds have.
+
+    def _describe(self, node: Node) -> None:
+        if self._chance(3):
+            node.tool_tip = self.random.choice([text for text in TEXTS if text])
+        if self._chance(2):
+            node.imposed_access_mode = self.random.choice((2, 3, 4))
+        if isinstance(node, CategoryNode):
+            return
+        kinds = (IntegerNode, Int32RegNode, EnumerationNode, BooleanNode)
+        before = [other for other in self.of(*kinds) if other is not node and self._is_open(other)]
+        for config in ("is_implemented_config", "is_available_config", "is_locked_config"):
+            if before and self._chance(1):
+                setattr(node, config, self.random.choice(before))
+
+    def _publish(self, node: Node) -> None:
+        if not isinstance(node, CategoryNode) and self._chance(3):
+            return
+        parents = [parent for parent in self._categories if parent is not node]
+        self.random.choice(parents).add(node, NodeList.Child)
+
+    def _inform(self) -> None:
+        """Links that carry no value: what selects what, what invalidates what, aliases."""
+        selectors = (IntegerNode, Int32RegNode, EnumerationNode)
+        plain = [node for node in self.nodes if not isinstance(node, CategoryNode | CommandNode)]
+        for place, node in enumerate(plain):
+            later = plain[place + 1 :]
+            if later and isinstance(node, selectors) and self._chance(1):
+                node.add(self.random.choice(later), NodeList.Selected)
+            if self._chance(1):
+                other = self.random.choice(plain)
+                if other is not node:
+                    node.add(other, NodeList.Invalidator)
+            if self._chance(1):
+                node.alias_node = self.random.choice(plain)
+
+
+def own_value(node: Node, attribute: str = "value") -> object:
+    """A value as the camera has it."""
+    try:
+        return getattr(node, attribute)
+    except RuntimeError:
+        return FAILS
