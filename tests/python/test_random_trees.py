@@ -175,7 +175,8 @@ def check_tree(folder: pathlib.Path, count: int, seed: int) -> None:
 
 def test_published_trees_agree(tmp_path: pathlib.Path, request: pytest.FixtureRequest) -> None:
     # What matters of a tree follows from its size and its seed; hypothesis makes the size of a failure small.
-    @settings(max_examples=request.config.getoption("--random-trees"), deadline=None)
+    # Each run checks the same trees, so that only a change of ours can break it; more with --random-trees.
+    @settings(max_examples=request.config.getoption("--random-trees"), deadline=None, derandomize=True)
     @given(count=st.integers(1, 300), seed=st.integers(0, 2**32 - 1))
     def check(count: int, seed: int) -> None:
         check_tree(tmp_path, count, seed)
