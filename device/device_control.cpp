@@ -43,6 +43,8 @@ class Device::Actions final : public ControlActions {
     device_.FollowStores();
   }
 
+  bool Streaming() const override { return device_.acquiring_; }
+
   void Resend(const ResendCommand& command, Endpoint requester) override {
     if (!device_.stream_) return;
     // Queues and returns; takes no lock that could be held across a call out.
@@ -88,7 +90,7 @@ std::size_t Device::Execute(const ControlRequest& request, MutableByteView answe
   MutexLock lock(TreeLock());
   if (!server_) return 0;  // stopped in the meantime
   Actions actions(*this, lock, request.source);
-  const std::size_t size = channel_.Handle(request, acquiring_, actions, answer);
+  const std::size_t size = channel_.Handle(request, actions, answer);
   FollowStores();
   lock.unlock();
   actions_.Drain();

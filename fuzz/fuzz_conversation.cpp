@@ -70,6 +70,7 @@ class Actions final : public ControlActions {
  public:
   explicit Actions(const RegisterFile& registers) : registers_(registers) {}
 
+  bool Streaming() const override { return false; }
   void BeforeRead(std::uint32_t address, std::uint32_t length) override {
     registers_.Concerned(address, length);
   }
@@ -114,7 +115,7 @@ class Conversation {
     channel_.Concerned(datagram);
     std::array<std::uint8_t, kMaxControlDatagram> answer;
     actions_.resender_ = {};
-    const std::size_t size = channel_.Handle(request, false, actions_, answer);
+    const std::size_t size = channel_.Handle(request, actions_, answer);
     CheckAnswer(datagram, ByteView(answer).first(size));
     // Control decides about everything but the wish for it.
     if (client != holder) Require(Content() == before);

@@ -36,7 +36,7 @@ void PutIndex(ByteWriter& out, std::size_t index) {
 
 }  // namespace
 
-std::size_t ControlChannel::Handle(const ControlRequest& request, bool streaming, ControlActions& actions,
+std::size_t ControlChannel::Handle(const ControlRequest& request, ControlActions& actions,
                                    MutableByteView answer) {
   ByteReader in(request.bytes);
   const std::optional<CommandHeader> header = CommandHeader::Decode(in);
@@ -55,7 +55,7 @@ std::size_t ControlChannel::Handle(const ControlRequest& request, bool streaming
   }
 
   ByteWriter out(answer.subspan(AckHeader::kSize));
-  Context context{request, *header, streaming, actions, in, out};
+  Context context{request, *header, actions, in, out};
   if (command == Command::PacketResend) {
     RequestResend(context);
     return 0;
@@ -201,7 +201,8 @@ WireStatus ControlChannel::WriteUnit(Context& context, std::uint32_t address, By
   const WireStatus exists = registers_.CheckRead(address, 4, false);
   if (exists != WireStatus::Success) return exists;
   if (!privilege_.IsHolder(context.request.source)) return WireStatus::AccessDenied;
-  const WireStatus status = registers_.Write(address, bytes, {context.request.source, context.streaming});
+  const WireStatus status =
+      registers_.Write(address, bytes, {context.request.source, context.actions.Streaming()});
   if (status == WireStatus::Success) {
     context.actions.AfterWrite(address, static_cast<std::uint32_t>(bytes.size()));
   }

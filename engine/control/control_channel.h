@@ -32,6 +32,8 @@ class ControlActions {
   /// The client stored into these bytes.
   virtual void AfterWrite(std::uint32_t address, std::uint32_t length) = 0;
   virtual void Resend(const ResendCommand& command, Endpoint requester) = 0;
+  /// Whether acquisition is on; a command may have begun with a write that switched it.
+  virtual bool Streaming() const = 0;
 
  protected:
   ~ControlActions() = default;
@@ -43,10 +45,8 @@ class ControlChannel {
   ControlChannel(FeatureTree& tree, RegisterFile& registers) : tree_(tree), registers_(registers) {}
 
   /// Executes one command and writes the answer, if there is one, into `answer` (kMaxControlDatagram bytes).
-  /// \param streaming  whether acquisition is on
   /// \return bytes of the answer; 0 for silence
-  std::size_t Handle(const ControlRequest& request, bool streaming, ControlActions& actions,
-                     MutableByteView answer);
+  std::size_t Handle(const ControlRequest& request, ControlActions& actions, MutableByteView answer);
 
   /// To be called at the arrival of each datagram, before it waits for its turn.
   void Heard(const ControlRequest& request);
@@ -69,7 +69,6 @@ class ControlChannel {
   struct Context {
     const ControlRequest& request;
     const CommandHeader& header;
-    bool streaming;
     ControlActions& actions;
     ByteReader& in;
     ByteWriter& out;  ///< behind the answer's header

@@ -45,11 +45,12 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
 
   /// The answer to one command; empty for silence.
   Bytes Say(Endpoint who, const std::string& command, bool broadcast = false, bool streaming = false) {
+    streaming_ = streaming;
     const Bytes bytes = Hex(command);
     const ControlRequest request{bytes, who, broadcast, now_};
     channel_.Heard(request);
     Bytes answer(kMaxControlDatagram);
-    answer.resize(channel_.Handle(request, streaming, *this, answer));
+    answer.resize(channel_.Handle(request, *this, answer));
     return answer;
   }
 
@@ -66,6 +67,7 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
   Bytes Read(Endpoint who, const std::string& address) { return Fresh(who, "42 01 0080 0004", address); }
   std::uint32_t Stored(std::uint32_t address) { return tree_.Memory().Load32(address); }
 
+  bool Streaming() const override { return streaming_; }
   void BeforeRead(std::uint32_t address, std::uint32_t length) override {
     reads_.push_back({address, length});
   }
@@ -76,6 +78,7 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
 
   using Range = std::pair<std::uint32_t, std::uint32_t>;
 
+  bool streaming_ = false;
   FeatureTree tree_;
   RegisterFile registers_{tree_};
   ControlChannel channel_{tree_, registers_};

@@ -1,5 +1,7 @@
 #include "engine/nodes/node_access.h"
 
+#include <algorithm>
+
 #include "engine/nodes/node_values.h"
 
 namespace Tarn {
@@ -14,17 +16,29 @@ AccessMode Make(bool readable, bool writable) {
   return writable ? AccessMode::WriteOnly : AccessMode::NotAvailable;
 }
 
+bool AllAvailable(const std::vector<NodePtr>& nodes) {
+  return std::ranges::all_of(nodes, [](const NodePtr& node) {
+    if (!node) return true;
+    const AccessMode mode = AccessOf(*node);
+    return mode != AccessMode::NotImplemented && mode != AccessMode::NotAvailable;
+  });
+}
+
 /// Before the node's own restrictions.
 AccessMode BaseAccess(const Node& node) {
   if (node.is_register()) return node.reg->access;
   switch (node.kind) {
     case NodeKind::Category:
     case NodeKind::EnumEntry:
-    case NodeKind::IntSwissKnife:
       return AccessMode::ReadOnly;
+    case NodeKind::IntSwissKnife:
+      return AllAvailable(node.children) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
     default:
       break;
   }
+  // What cannot be checked cannot be written, and clients give up on the whole node.
+  if (!AllAvailable({NodeOf(node.min), NodeOf(node.max), NodeOf(node.increment)}))
+    return AccessMode::NotAvailable;
   const NodePtr source = NodeOf(node.value);
   return source ? AccessOf(*source) : AccessMode::ReadWrite;
 }

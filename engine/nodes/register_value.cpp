@@ -75,6 +75,11 @@ std::int64_t CurrentAddress(const Node& node) {
     }
     address += value;
   }
+  const bool moves = !reg.address_nodes.empty();
+  if (moves && (address < static_cast<std::int64_t>(kBootstrapEnd) ||
+                address + reg.length > static_cast<std::int64_t>(kOwnRegisters))) {
+    throw EngineError(Failure::kAddress, "the address of " + node.name + " lies in a reserved range");
+  }
   return address;
 }
 

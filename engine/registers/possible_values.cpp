@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/engine_error.h"
+#include "engine/nodes/feature_tree.h"
 #include "engine/nodes/node_limits.h"
 #include "engine/nodes/node_values.h"
 
@@ -85,11 +86,14 @@ std::optional<std::set<std::uint64_t>> PossibleAddresses(const Node& reg) {
     }
     sums = std::move(further);
   }
-  constexpr std::int64_t kSpace = std::int64_t{1} << 32;
+  // Registers of the device's own do not move.
+  if (reg.reg->address_nodes.empty()) return std::set{static_cast<std::uint64_t>(reg.reg->address)};
   std::set<std::uint64_t> addresses;
   for (const std::int64_t sum : sums) {
-    // What cannot be reached by whole words is no place for a register.
-    if (sum < 0 || sum > kSpace - reg.reg->length || sum % 4 != 0) continue;
+    // Reserved ranges, and what cannot be reached by whole words, are no place for a register.
+    const bool fits = sum >= static_cast<std::int64_t>(kBootstrapEnd) &&
+                      sum <= static_cast<std::int64_t>(kOwnRegisters) - reg.reg->length && sum % 4 == 0;
+    if (!fits) continue;
     addresses.insert(static_cast<std::uint64_t>(sum));
   }
   return addresses;
