@@ -91,12 +91,22 @@ void SetVariables(Node& knife, std::vector<NodePtr> variables) {
   knife.children = std::move(variables);
 }
 
-void SetShared(Node& node, NodeList list, std::vector<NodePtr> links) {
+/// Applies `change` to a list of shared links; after a throw the list is as it was.
+template <class Change>
+void ChangeShared(Node& node, NodeList list, Change&& change) {
   if (node.kind == NodeKind::IntSwissKnife && list == NodeList::Child) {
-    SetVariables(node, std::move(links));
+    std::vector<NodePtr> variables = node.children;
+    change(variables);
+    SetVariables(node, std::move(variables));
   } else {
-    *SharedList(node, list) = std::move(links);
+    change(*SharedList(node, list));
   }
+}
+
+bool IsLinked(Node& node, NodeList list, const NodePtr& related) {
+  if (const std::vector<NodePtr>* links = SharedList(node, list))
+    return std::ranges::find(*links, related) != links->end();
+  return std::ranges::any_of(WeakList(node, list), [&](const auto& link) { return SameWeak(link, related); });
 }
 
 /// Whether `target` is among the nodes that the selector selects, or that these select, and so on.
@@ -181,14 +191,12 @@ void CheckChangeable(const Node& node) {
 void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, const NodePtr& before) {
   CheckChangeable(*node);
   CheckKinds(*node, list, *related);
-  const std::vector<NodePtr> present = Related(*node, list);
-  if (std::find(present.begin(), present.end(), related) != present.end()) return;
-  if (std::vector<NodePtr>* links = SharedList(*node, list)) {
+  if (IsLinked(*node, list, related)) return;
+  if (SharedList(*node, list)) {
     CheckLink(*node, *related);
     if (node->kind == NodeKind::Enumeration) CheckEntryName(*node, *related);
-    std::vector<NodePtr> changed = *links;
-    InsertBefore(changed, related, before, SameShared);
-    SetShared(*node, list, std::move(changed));
+    ChangeShared(*node, list,
+                 [&](std::vector<NodePtr>& links) { InsertBefore(links, related, before, SameShared); });
   } else {
     if (list == NodeList::Selected) CheckSelection(*node, *related);
     InsertBefore(WeakList(*node, list), related, before, SameWeak);
@@ -199,14 +207,11 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
 
 void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {
   CheckChangeable(*node);
-  const std::vector<NodePtr> present = Related(*node, list);
-  if (std::find(present.begin(), present.end(), related) == present.end()) {
+  if (!IsLinked(*node, list, related)) {
     throw EngineError(Failure::kNotFound, related->name + " is not linked to " + node->name);
   }
-  if (const std::vector<NodePtr>* links = SharedList(*node, list)) {
-    std::vector<NodePtr> changed = *links;
-    std::erase(changed, related);
-    SetShared(*node, list, std::move(changed));
+  if (SharedList(*node, list)) {
+    ChangeShared(*node, list, [&](std::vector<NodePtr>& links) { std::erase(links, related); });
   } else {
     std::erase_if(WeakList(*node, list), [&](const auto& link) { return SameWeak(link, related); });
   }

@@ -137,9 +137,14 @@ def camera(make_camera: Callable[..., Camera]) -> Camera:
     return make_camera()
 
 
+def live_handles() -> int:
+    """Objects of the libraries that are alive in this process."""
+    return _core.TRCLiveHandleCount()
+
+
 def _belongings() -> dict[str, int]:
     return {
-        "library handles": _core.TRCLiveHandleCount(),
+        "library handles": live_handles(),
         "threads": len(os.listdir("/proc/self/task")),
         "file descriptors": len(os.listdir("/proc/self/fd")),
     }
