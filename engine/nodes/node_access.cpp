@@ -24,6 +24,15 @@ bool AllAvailable(const std::vector<NodePtr>& nodes) {
   });
 }
 
+/// Only these are published: a client knows nothing of the others.
+std::vector<NodePtr> UsedVariables(const Node& knife) {
+  std::vector<NodePtr> used;
+  for (std::size_t i = 0; i < knife.children.size() && !knife.formula.Empty(); ++i) {
+    if (knife.formula.Uses(i)) used.push_back(knife.children[i]);
+  }
+  return used;
+}
+
 /// Before the node's own restrictions.
 AccessMode BaseAccess(const Node& node) {
   if (node.is_register()) return node.reg->access;
@@ -32,7 +41,7 @@ AccessMode BaseAccess(const Node& node) {
     case NodeKind::EnumEntry:
       return AccessMode::ReadOnly;
     case NodeKind::IntSwissKnife:
-      return AllAvailable(node.children) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
+      return AllAvailable(UsedVariables(node)) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
     default:
       break;
   }

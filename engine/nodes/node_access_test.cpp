@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/nodes/make_nodes_test.h"
+#include "engine/nodes/node_items.h"
 
 namespace Tarn {
 namespace {
@@ -70,6 +71,21 @@ TEST(Access, OfNodesWithoutARegister) {
   EXPECT_EQ(AccessOf(*NewNode(NodeKind::IntSwissKnife, "Knife")), RO);
   EXPECT_EQ(AccessOf(*NewInteger("OfKnife", NewNode(NodeKind::IntSwissKnife, "Knife"))), RO);
   EXPECT_EQ(AccessOf(*NewEntry("Entry", 1)), RO);
+}
+
+TEST(Access, FallsWithWhatLimitsAndFormulasNeed) {
+  const NodePtr gone = NewInteger("GONE");
+  gone->is_available = NewInteger("No");
+  const NodePtr there = NewInteger("THERE");
+  const NodePtr knife = NewNode(NodeKind::IntSwissKnife, "Knife");
+  knife->children = {gone, there};
+  SetTextItem(*knife, NodeItem::Formula, "THERE+1");
+  const NodePtr feature = NewInteger("Feature", NewIntReg("Reg"));
+  feature->max = knife;
+  EXPECT_EQ(AccessOf(*feature), RW);  // what a formula does not use does not matter
+  SetTextItem(*knife, NodeItem::Formula, "THERE+GONE");
+  EXPECT_EQ(AccessOf(*knife), NA);
+  EXPECT_EQ(AccessOf(*feature), NA);
 }
 
 TEST(CacheMode, IsTheRegistersAtTheEndOfTheChain) {
