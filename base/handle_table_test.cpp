@@ -20,8 +20,13 @@ struct Counted {
 class HandleTableTest : public ::testing::Test {
  protected:
   // Far too large for the stack.
-  const std::unique_ptr<HandleTable> owner_ = std::make_unique<HandleTable>();
-  HandleTable& table_ = *owner_;
+  /// A table never frees its chunks, so that it is kept, as the one of the library is.
+  static HandleTable& NewTable() {
+    static auto& kept = *new std::vector<std::unique_ptr<HandleTable>>;
+    return *kept.emplace_back(std::make_unique<HandleTable>());
+  }
+
+  HandleTable& table_ = NewTable();
   Counted object_;
   Counted other_;
 };

@@ -15,10 +15,10 @@ if(TARN_SANITIZE)
   target_link_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE})
 endif()
 
-# tarn_folder(<name> <folder>... [LINK <target>...])
+# tarn_folder(<name> <folder>... [TEST_ENVIRONMENT <NAME=value>] [LINK <target>...])
 # Library tarn_<name> from the sources of the folders; tests go to the target tarn_<name>_test.
 function(tarn_folder name)
-  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  cmake_parse_arguments(ARG "" "TEST_ENVIRONMENT" "LINK" ${ARGN})
   set(sources)
   set(tests)
   foreach(folder IN LISTS ARG_UNPARSED_ARGUMENTS)
@@ -38,7 +38,8 @@ function(tarn_folder name)
   if(tests AND TARN_TESTS)
     add_executable(tarn_${name}_test ${tests})
     target_link_libraries(tarn_${name}_test PRIVATE tarn_${name} GTest::gmock GTest::gtest_main)
-    gtest_discover_tests(tarn_${name}_test DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(tarn_${name}_test DISCOVERY_TIMEOUT 60
+      PROPERTIES ENVIRONMENT "${ARG_TEST_ENVIRONMENT}")
   endif()
 endfunction()
 

@@ -23,8 +23,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint32_t kAddress =
-    0x7F4D'4D01;  // 127.77.77.1: the control port is fixed, the address is ours
+/// 127.78.x.y: the control port is fixed, so each process that runs tests takes an address of its own.
+const std::uint32_t kAddress = 0x7F4E'0001 + static_cast<std::uint32_t>(getpid()) % 0xFFFE;
 
 class DeviceTest : public testing::Test {
  protected:

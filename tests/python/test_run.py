@@ -103,10 +103,12 @@ def test_run_command_serves_independent_clients():
         while not (line := program.stdout.readline()).startswith("Camera on"):
             assert line, program.stderr.read()
         assert address in tool()
-        read = tool("-a", address, "control", "Width", "PixelFormat", "DeviceUserID=demo", "DeviceUserID")
+        read = tool(
+            "-a", address, "control", "Width", "PixelFormat", "GevSCPSPacketSize=1400", "GevSCPSPacketSize"
+        )
         assert "640" in read
         assert "Mono8" in read
-        assert "demo" in read
+        assert "1400" in read
         for options in [[], ["--no-packet-socket"]] if os.geteuid() == 0 else [["--no-packet-socket"]]:
             assert camera_test_counts(address, "--duration=2", *options)["n_completed_buffers"] > 30
         out, error = program.communicate(timeout=60)
