@@ -97,6 +97,10 @@ class Device final : public ControlService, public TreeOwner, public std::enable
  private:
   class Actions;
 
+  /// An image of a limited acquisition was accepted; after the last one the acquisition ends. Takes the tree
+  /// lock.
+  void CountFrame();
+
   Device(const std::optional<SensorFormat>& format, StreamDriver driver);
 
   // All of these require the tree lock.

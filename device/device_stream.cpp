@@ -89,6 +89,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   std::shared_ptr<StreamChannel> stream;
   ImageFormat format;
   std::size_t payload_size = 0;
+  bool limited = false;
   ImageBlock block;
   {
     const MutexLock lock(TreeLock());
@@ -101,8 +102,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
     payload_size = memory.Load32(OwnRegisters::kPayloadSize);
     block.image.offset_x = memory.Load32(OwnRegisters::kOffsetX);
     block.image.offset_y = memory.Load32(OwnRegisters::kOffsetY);
-    if (frames_left_ == 0) ThrowRefusal(SendResult::NotRunning);
-    if (frames_left_ > 0) --frames_left_;
+    limited = frames_left_ >= 0;
   }
   LayOutImage(image, format, block);
   if (block.payload.Size() > payload_size) {
@@ -117,13 +117,16 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   block.owner = std::move(owner);
   const SendResult result = stream->Send(std::move(block));
   if (result != SendResult::Accepted) ThrowRefusal(result);
-  bool last = false;
+  if (limited) CountFrame();
+}
+
+void Device::CountFrame() {
   {
     const MutexLock lock(TreeLock());
-    last = frames_left_ == 0;
-    if (last) StopAcquisition(Unsent::Send);
+    if (frames_left_ <= 0 || --frames_left_ > 0) return;
+    StopAcquisition(Unsent::Send);
   }
-  if (last) actions_.Drain();
+  actions_.Drain();
 }
 
 }  // namespace Tarn

@@ -37,10 +37,9 @@ struct BootstrapWrite {
   std::uint32_t value = 0;
 };
 
-/// Byte length of the register or text that begins at `address`; empty when there is none.
-/// The holes inside the discovery block belong to it and read as zero.
+/// Whether a register or text of this device has its word at `address`.
 bool BootstrapExists(std::uint32_t address, const BootstrapProfile& profile);
-/// As above, for reads of whole memory blocks.
+/// As above, for reads of whole memory blocks: the holes inside the discovery block read as zero.
 bool BootstrapReadableInBlock(std::uint32_t address, const BootstrapProfile& profile);
 
 /// Decides about a write of `value` to the word at `address`, which now holds `old`. The privilege register

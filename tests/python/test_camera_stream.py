@@ -216,6 +216,25 @@ def test_a_released_image_is_let_go(make_camera):
         wait_until(lambda: gc.collect() is None or alive() is None, "the first picture is freed")
 
 
+def test_limited_acquisitions_end_by_themselves(camera):
+    image = wrap(picture(64, 48))
+    with streaming(camera) as (_, receiver, features):
+        features.execute("AcquisitionStop")
+        received = 0
+        for mode, count in ((1, 1), (2, 3)):
+            features.write("AcquisitionMode", mode)
+            features.write("AcquisitionFrameCount", 3)
+            features.execute("AcquisitionStart")
+            camera.wait_running()
+            assert not camera.server.stream.try_send(wrap(picture(65, 48)))  # a refused image does not count
+            assert [camera.server.stream.try_send(image) for _ in range(5)] == [True] * count + [False] * (
+                5 - count
+            )
+            camera.wait_state(State.Connected)
+            received += count
+            assert all(frame.is_whole for frame in receiver.wait_frames(received))
+
+
 def test_failing_sends_release_nothing(make_camera):
     camera = make_camera(resend=2)
     stream = camera.server.stream
