@@ -18,7 +18,7 @@
 #include "device/tree_lock.h"
 #include "engine/control/control_channel.h"
 #include "engine/nodes/feature_tree.h"
-#include "engine/nodes/standard_features.h"
+#include "engine/features/standard_features.h"
 #include "engine/registers/register_file.h"
 #include "engine/stream/image_layout.h"
 #include "engine/xml/description.h"

@@ -11,7 +11,7 @@
 #include "engine/nodes/node_items.h"
 #include "engine/nodes/node_links.h"
 #include "engine/nodes/node_values.h"
-#include "engine/nodes/standard_features.h"
+#include "engine/features/standard_features.h"
 #include "wire/bootstrap.h"
 
 namespace {

@@ -47,6 +47,8 @@ inline constexpr std::uint32_t kInterfaceCount = 0x0600;
 inline constexpr std::uint32_t kLinkSpeed = 0x0670;
 inline constexpr std::uint32_t kMessageChannelCount = 0x0900;
 inline constexpr std::uint32_t kStreamChannelCount = 0x0904;
+inline constexpr std::uint32_t kActionSignalCount = 0x0908;
+inline constexpr std::uint32_t kActionDeviceKey = 0x090C;
 inline constexpr std::uint32_t kActiveLinks = 0x0910;
 inline constexpr std::uint32_t kStreamCapability = 0x092C;
 inline constexpr std::uint32_t kMessageCapability = 0x0930;
@@ -64,9 +66,16 @@ inline constexpr std::uint32_t kSwitchoverKey = 0x095C;
 inline constexpr std::uint32_t kStreamConfiguration = 0x0960;
 inline constexpr std::uint32_t kLinkCapability = 0x0964;
 inline constexpr std::uint32_t kLinkConfiguration = 0x0968;
+inline constexpr std::uint32_t kPtpStatus = 0x096C;
+inline constexpr std::uint32_t kScheduledActionQueueSize = 0x0970;
 inline constexpr std::uint32_t kControlPrivilege = 0x0A00;
 inline constexpr std::uint32_t kPrimaryPort = 0x0A04;
 inline constexpr std::uint32_t kPrimaryAddress = 0x0A14;
+inline constexpr std::uint32_t kMessagePort = 0x0B00;
+inline constexpr std::uint32_t kMessageDestination = 0x0B10;
+inline constexpr std::uint32_t kMessageTimeout = 0x0B14;
+inline constexpr std::uint32_t kMessageRetries = 0x0B18;
+inline constexpr std::uint32_t kMessageSourcePort = 0x0B1C;
 inline constexpr std::uint32_t kStreamPort = 0x0D00;
 inline constexpr std::uint32_t kStreamPacketSize = 0x0D04;
 inline constexpr std::uint32_t kStreamPacketDelay = 0x0D08;
@@ -74,6 +83,9 @@ inline constexpr std::uint32_t kStreamDestination = 0x0D18;
 inline constexpr std::uint32_t kStreamSourcePort = 0x0D1C;
 inline constexpr std::uint32_t kStreamChannelCapability = 0x0D20;
 inline constexpr std::uint32_t kStreamChannelConfiguration = 0x0D24;
+inline constexpr std::uint32_t kActionGroupKeys = 0x9800;  ///< first signal; the mask follows
+inline constexpr std::uint32_t kActionGroupMasks = 0x9804;
+inline constexpr std::uint32_t kActionGroupStep = 0x10;  ///< from one signal to the next
 
 }  // namespace Bootstrap
 
@@ -95,16 +107,27 @@ using SerialNumber = Bits<1>;
 using HeartbeatDisable = Bits<2>;
 using LinkSpeed = Bits<3>;
 using PrimaryApplication = Bits<4>;
+using TestData = Bits<6>;
 using DiscoveryDelay = Bits<7>;
+using DiscoveryDelayWritable = Bits<8>;
 using ExtendedStatus = Bits<9>;
 using Switchover = Bits<10>;
+using UnconditionalAction = Bits<11>;
+using Ptp = Bits<12>;
+using ExtendedStatus2 = Bits<13>;
+using ScheduledAction = Bits<14>;
+using Action = Bits<25>;
 using PendingAck = Bits<26>;
+using EventData = Bits<27>;
+using Event = Bits<28>;
 using PacketResend = Bits<29>;
 using WriteMemory = Bits<30>;
 using Concatenation = Bits<31>;
 }  // namespace ControlCapability
 
 namespace ControlConfiguration {
+using ExtendedStatus2 = Bits<13>;
+using UnconditionalAction = Bits<28>;
 using ExtendedStatus = Bits<29>;
 using PendingAck = Bits<30>;
 using HeartbeatDisable = Bits<31>;
@@ -114,6 +137,10 @@ namespace StreamCapability {
 using SourcePort = Bits<0>;
 using StandardIds = Bits<1>;
 }  // namespace StreamCapability
+
+namespace MessageCapability {
+using SourcePort = Bits<0>;
+}  // namespace MessageCapability
 
 namespace StreamConfiguration {
 using ExtendedIds = Bits<1>;
@@ -139,6 +166,17 @@ namespace StreamPort {
 using Interface = Bits<12, 15>;
 using HostPort = Bits<16, 31>;
 }  // namespace StreamPort
+
+namespace MessagePort {
+using Interface = Bits<12, 15>;
+using HostPort = Bits<16, 31>;
+}  // namespace MessagePort
+
+namespace StreamChannelBits {  // capability and configuration of a stream channel
+using ResendDestination = Bits<28>;
+using UnconditionalStreaming = Bits<30>;
+using ExtendedChunks = Bits<31>;
+}  // namespace StreamChannelBits
 
 namespace StreamPacketSize {
 using FireTest = Bits<0>;

@@ -7,7 +7,7 @@
 #include "base/engine_error.h"
 #include "engine/nodes/make_nodes_test.h"
 #include "engine/nodes/node_values.h"
-#include "engine/nodes/standard_features.h"
+#include "engine/features/standard_features.h"
 #include "wire/bootstrap.h"
 #include "wire/hex_bytes_test.h"
 

@@ -46,6 +46,13 @@ struct BitRange {
   unsigned last;
 };
 
+/// Where clients find the bytes of a register.
+enum class PortKind {
+  Device,  ///< in the device's register space
+  Chunk,   ///< in the chunk of the last image that has the port's id
+  Event,   ///< in the event message that has the port's id
+};
+
 /// What only register nodes have.
 struct RegisterPart {
   std::int64_t address = -1;  ///< constant part of the address; -1: assigned when the node joins a tree
@@ -56,6 +63,8 @@ struct RegisterPart {
   std::optional<BitRange> bits;        ///< a field of the register; published as a masked register
   std::vector<NodePtr> address_nodes;  ///< added to the constant
   std::vector<std::uint8_t> bytes;     ///< the value while the node is in no tree, big-endian
+  PortKind port = PortKind::Device;
+  std::uint32_t port_id = 0;  ///< chunk id or event id; the address counts from the beginning of its data
 };
 
 /// Threads: guarded by the tree lock (see device/tree_lock.h), also while the node is in no tree.

@@ -4,7 +4,7 @@
 
 #include "engine/nodes/make_nodes_test.h"
 #include "engine/nodes/node_items.h"
-#include "engine/nodes/standard_features.h"
+#include "engine/features/standard_features.h"
 #include "engine/xml/node_element.h"
 
 namespace Tarn {

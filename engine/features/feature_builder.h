@@ -54,4 +54,10 @@ class FeatureBuilder {
   NodePtr category_;
 };
 
+/// Words that say one more thing about a node just added, and return it.
+NodePtr ReadOnlyNode(NodePtr node);
+NodePtr Limited(NodePtr node, Setting min, Setting max, Setting increment = {});
+NodePtr Unit(NodePtr node, const char* unit);
+NodePtr Shown(NodePtr node, Representation representation);
+
 }  // namespace Tarn

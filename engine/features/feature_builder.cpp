@@ -1,4 +1,4 @@
-#include "engine/nodes/feature_builder.h"
+#include "engine/features/feature_builder.h"
 
 #include "engine/nodes/node_items.h"
 #include "engine/nodes/node_links.h"
@@ -112,6 +112,28 @@ NodePtr FeatureBuilder::Formula(const std::string& name, std::initializer_list<N
 void FeatureBuilder::Deprecate(const NodePtr& node) {
   node->deprecated = true;
   node->visibility = Visibility::Invisible;
+}
+
+NodePtr ReadOnlyNode(NodePtr node) {
+  node->imposed_access = AccessMode::ReadOnly;
+  return node;
+}
+
+NodePtr Limited(NodePtr node, Setting min, Setting max, Setting increment) {
+  node->min = std::move(min);
+  node->max = std::move(max);
+  node->increment = std::move(increment);
+  return node;
+}
+
+NodePtr Unit(NodePtr node, const char* unit) {
+  node->unit = unit;
+  return node;
+}
+
+NodePtr Shown(NodePtr node, Representation representation) {
+  node->representation = representation;
+  return node;
 }
 
 }  // namespace Tarn

@@ -1,0 +1,22 @@
+#pragma once
+
+/// The standard features, category by category; each function adds one category's nodes.
+
+#include "engine/features/feature_builder.h"
+#include "engine/features/standard_features.h"
+
+namespace Tarn {
+
+void AddDeviceControl(FeatureBuilder& add, bool has_stream);
+
+/// Requires: the category TransportLayerControl, the nodes of AddDeviceControl.
+void AddGigEVision(FeatureBuilder& add, FeatureTree& tree);
+
+// Devices with a stream. \param locked  node that is not zero while the stream's parameters are fixed
+
+void AddStreamChannel(FeatureBuilder& add, const NodePtr& locked);
+void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodePtr& locked,
+                    const NodePtr& payload_size);
+void AddAcquisition(FeatureBuilder& add, const NodePtr& locked);
+
+}  // namespace Tarn
