@@ -70,4 +70,14 @@ std::optional<ForceIpCommand> ForceIpCommand::Decode(ByteReader& in) noexcept {
   return command;
 }
 
+std::optional<ActionCommand> ActionCommand::Decode(ByteReader& in, bool scheduled) noexcept {
+  ActionCommand command;
+  for (std::uint32_t* field : {&command.device_key, &command.group_key, &command.group_mask}) {
+    *field = in.Take<std::uint32_t>();
+  }
+  if (scheduled) command.time = in.Take<std::uint64_t>();
+  if (!in.Ok()) return std::nullopt;
+  return command;
+}
+
 }  // namespace Tarn

@@ -40,6 +40,7 @@ namespace CommandFlag {
 inline constexpr std::uint8_t kAckRequired = 0x01;
 inline constexpr std::uint8_t kBroadcastAck = 0x10;  ///< discovery: the answer may be broadcast
 inline constexpr std::uint8_t kExtendedIds = 0x10;   ///< packet resend: 64-bit block ids
+inline constexpr std::uint8_t kScheduled = 0x80;     ///< action: the time follows at which it is to happen
 }  // namespace CommandFlag
 
 /// Answer to a command.
@@ -53,6 +54,8 @@ enum class WireStatus : std::uint16_t {
   AccessDenied = 0x8006,
   Busy = 0x8007,
   InvalidHeader = 0x800E,
+  Overflow = 0x8015,    ///< no room in the queue of scheduled actions
+  ActionLate = 0x8016,  ///< done at once, since its time had passed
   Error = 0x8FFF,
 };
 
@@ -116,6 +119,18 @@ struct ForceIpCommand {
   std::uint32_t gateway = 0;
 
   static std::optional<ForceIpCommand> Decode(ByteReader& in) noexcept;
+};
+
+/// Payload of an action command: whom it is for and, when it is scheduled, at which time.
+///
+///    | device key 32 | group key 32 | group mask 32 | time 64, if scheduled |
+struct ActionCommand {
+  std::uint32_t device_key = 0;
+  std::uint32_t group_key = 0;
+  std::uint32_t group_mask = 0;
+  std::optional<std::uint64_t> time;  ///< ticks of the device's clock
+
+  static std::optional<ActionCommand> Decode(ByteReader& in, bool scheduled) noexcept;
 };
 
 }  // namespace Tarn

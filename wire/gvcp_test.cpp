@@ -121,5 +121,22 @@ TEST(ForceIpCommandBytes, AreTheStandards) {
   }
 }
 
+TEST(ActionCommandBytes, CarryATimeWhenScheduled) {
+  const Bytes bytes = Hex("00000001 00000002 FFFFFFF0 1122334455667788");
+  for (const bool scheduled : {false, true}) {
+    ByteReader in(bytes);
+    const auto command = ActionCommand::Decode(in, scheduled);
+    ASSERT_TRUE(command);
+    EXPECT_EQ(command->device_key, 1u);
+    EXPECT_EQ(command->group_key, 2u);
+    EXPECT_EQ(command->group_mask, 0xFFFF'FFF0u);
+    EXPECT_EQ(command->time, scheduled ? std::optional(0x1122'3344'5566'7788u) : std::nullopt);
+    for (std::size_t n = 0; n < (scheduled ? bytes.size() : 12); ++n) {
+      ByteReader cut(ByteView(bytes).first(n));
+      EXPECT_FALSE(ActionCommand::Decode(cut, scheduled)) << n << " bytes";
+    }
+  }
+}
+
 }  // namespace
 }  // namespace Tarn
