@@ -136,4 +136,10 @@ NodePtr Shown(NodePtr node, Representation representation) {
   return node;
 }
 
+NodePtr OnPort(NodePtr node, PortKind port, std::uint32_t id) {
+  node->reg->port = port;
+  node->reg->port_id = id;
+  return node;
+}
+
 }  // namespace Tarn

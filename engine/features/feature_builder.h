@@ -59,5 +59,8 @@ NodePtr ReadOnlyNode(NodePtr node);
 NodePtr Limited(NodePtr node, Setting min, Setting max, Setting increment = {});
 NodePtr Unit(NodePtr node, const char* unit);
 NodePtr Shown(NodePtr node, Representation representation);
+/// Puts a register behind a chunk or event port; its address counts from the beginning of the port's data
+/// then.
+NodePtr OnPort(NodePtr node, PortKind port, std::uint32_t id);
 
 }  // namespace Tarn

@@ -35,11 +35,14 @@ void FeatureTree::Release() noexcept {
   entries_by_name_.clear();
 }
 
+void FeatureTree::CheckChangeable() const {
+  if (!frozen_) return;
+  throw EngineError(Failure::kWrongState,
+                    "nodes can be added and removed only while the server is not started");
+}
+
 void FeatureTree::CheckAddable(const NodePtr& node) const {
-  if (frozen_) {
-    throw EngineError(Failure::kWrongState,
-                      "nodes can be added and removed only while the server is not started");
-  }
+  CheckChangeable();
   if (node->tree == this) throw EngineError(Failure::kExists, node->name + " is in this node map already");
   if (node->tree) throw EngineError(Failure::kExists, node->name + " is in the node map of another server");
   if (by_name_.contains(node->name) || node->name == kPortName) {
@@ -49,7 +52,7 @@ void FeatureTree::CheckAddable(const NodePtr& node) const {
 
 void FeatureTree::Add(const NodePtr& node) {
   CheckAddable(node);
-  if (node->is_register()) PlaceRegister(*node);
+  if (node->is_register() && node->reg->port == PortKind::Device) PlaceRegister(*node);
   Insert(node);
 }
 
@@ -108,21 +111,37 @@ const Node* FeatureTree::OwnerWithin(std::uint64_t begin, std::uint64_t end) con
 }
 
 void FeatureTree::Remove(const NodePtr& node) {
-  if (frozen_) {
-    throw EngineError(Failure::kWrongState,
-                      "nodes can be added and removed only while the server is not started");
-  }
+  CheckChangeable();
   if (node->tree != this) throw EngineError(Failure::kNotFound, node->name + " is not in this node map");
-  if (node->is_register()) {
-    const auto begin = static_cast<std::uint64_t>(node->reg->address);
-    memory_.Read(begin, node->reg->bytes);
-    if (const auto extent = extents_.find(begin);
-        extent != extents_.end() && extent->second.owner == node.get()) {
-      extents_.erase(extent);
-      memory_.Clear(begin, node->reg->length);
-    }
-  }
+  if (node->is_register()) TakeBytes(*node);
   Forget(node);
+}
+
+/// Lets the register keep its bytes itself, and frees its place.
+void FeatureTree::TakeBytes(Node& reg) {
+  if (reg.reg->port != PortKind::Device) return;
+  const auto begin = static_cast<std::uint64_t>(reg.reg->address);
+  memory_.Read(begin, reg.reg->bytes);
+  const auto extent = extents_.find(begin);
+  if (extent == extents_.end() || extent->second.owner != &reg) return;
+  extents_.erase(extent);
+  memory_.Clear(begin, reg.reg->length);
+}
+
+void FeatureTree::MoveToPort(Node& reg, PortKind port, std::uint32_t id) {
+  CheckChangeable();
+  TakeBytes(reg);
+  reg.reg->port = port;
+  reg.reg->port_id = id;
+  reg.reg->address = 0;
+}
+
+void FeatureTree::MoveToDevice(Node& reg) {
+  CheckChangeable();
+  TakeBytes(reg);
+  reg.reg->port = PortKind::Device;
+  reg.reg->address = -1;
+  PlaceRegister(reg);
 }
 
 void FeatureTree::Forget(const NodePtr& node) {

@@ -60,6 +60,12 @@ class FeatureTree {
   void Remove(const NodePtr& node);
 
   /// Lets go of all nodes; those that others hold are free again.
+  /// Takes a register of the tree out of the device's register space and puts it at the beginning of a port's
+  /// data; it keeps its value. Throws: EngineError kWrongState while frozen.
+  void MoveToPort(Node& reg, PortKind port, std::uint32_t id);
+  /// Puts such a register back into the register space, at an address of the tree's choice. Throws: as Add.
+  void MoveToDevice(Node& reg);
+
   void Release() noexcept;
 
   /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
@@ -113,6 +119,8 @@ class FeatureTree {
   std::uint64_t next_automatic_ = kAutomaticStart;
   bool frozen_ = false;
   std::weak_ptr<TreeOwner> owner_;
+  void CheckChangeable() const;
+  void TakeBytes(Node& reg);
 };
 
 }  // namespace Tarn

@@ -248,5 +248,25 @@ TEST(Links, OfNodesThatGoAreForgotten) {
   EXPECT_EQ(Refusal([&] { AddRelated(group, NodeList::Child, node, nullptr); }), Failure::kInvalidArgument);
 }
 
+TEST(FeatureTree, KeepsValuesOfRegistersThatMoveToPortsAndBack) {
+  FeatureTree tree;
+  const NodePtr reg = NewIntReg("Reg", 0xA000);
+  tree.Add(reg);
+  WriteInteger(*reg, 7);
+  tree.MoveToPort(*reg, PortKind::Chunk, 1);
+  EXPECT_EQ(ReadInteger(*reg), 7);
+  EXPECT_EQ(reg->reg->address, 0);
+  EXPECT_EQ(tree.Memory().Load32(0xA000), 0u);
+  tree.Add(NewIntReg("Other", 0xA000));  // its place is free
+  WriteInteger(*reg, 8);
+  EXPECT_EQ(tree.Memory().Load32(0), 0u);  // its address is none of the register space
+
+  tree.MoveToDevice(*reg);
+  EXPECT_EQ(ReadInteger(*reg), 8);
+  EXPECT_EQ(tree.Memory().Load32(static_cast<std::uint64_t>(reg->reg->address)), 8u);
+  tree.SetFrozen(true);
+  EXPECT_EQ(Refusal([&] { tree.MoveToPort(*reg, PortKind::Event, 1); }), Failure::kWrongState);
+}
+
 }  // namespace
 }  // namespace Tarn

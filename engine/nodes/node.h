@@ -62,7 +62,7 @@ struct RegisterPart {
   bool is_signed = true;
   std::optional<BitRange> bits;        ///< a field of the register; published as a masked register
   std::vector<NodePtr> address_nodes;  ///< added to the constant
-  std::vector<std::uint8_t> bytes;     ///< the value while the node is in no tree, big-endian
+  std::vector<std::uint8_t> bytes;     ///< the value while the node is in no tree or on a port, big-endian
   PortKind port = PortKind::Device;
   std::uint32_t port_id = 0;  ///< chunk id or event id; the address counts from the beginning of its data
 };

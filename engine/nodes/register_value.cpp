@@ -12,15 +12,20 @@
 namespace Tarn {
 namespace {
 
+/// Else the node itself keeps its bytes: while it is in no tree, and on ports that have no memory here.
+bool IsInRegisterSpace(const Node& node) { return node.tree && node.reg->port == PortKind::Device; }
+
 std::vector<std::uint8_t> LoadBytes(const Node& node) {
-  if (!node.tree) return node.reg->bytes;
+  if (!IsInRegisterSpace(node)) return node.reg->bytes;
   std::vector<std::uint8_t> bytes(node.reg->length);
-  node.tree->Memory().Read(static_cast<std::uint64_t>(CurrentAddress(node)), bytes);
+  const auto address = static_cast<std::uint64_t>(CurrentAddress(node));
+  node.tree->Refresh(address, bytes.size());
+  node.tree->Memory().Read(address, bytes);
   return bytes;
 }
 
 void StoreBytes(Node& node, const std::vector<std::uint8_t>& bytes) {
-  if (!node.tree) {
+  if (!IsInRegisterSpace(node)) {
     node.reg->bytes = bytes;
     return;
   }
@@ -66,6 +71,7 @@ std::uint64_t Mask(unsigned width) {
 std::int64_t CurrentAddress(const Node& node) {
   const RegisterPart& reg = *node.reg;
   if (reg.address < 0) return -1;
+  if (reg.port != PortKind::Device) return reg.address;
   std::int64_t address = reg.address;
   for (const NodePtr& offset : reg.address_nodes) {
     const std::int64_t value = ReadInteger(*offset);
@@ -75,12 +81,16 @@ std::int64_t CurrentAddress(const Node& node) {
     }
     address += value;
   }
-  const bool moves = !reg.address_nodes.empty();
-  if (moves && (address < static_cast<std::int64_t>(kBootstrapEnd) ||
-                address + reg.length > static_cast<std::int64_t>(kOwnRegisters))) {
+  if (!reg.address_nodes.empty() && !RangeOfMoving(reg).Holds(address, reg.length)) {
     throw EngineError(Failure::kAddress, "the address of " + node.name + " lies in a reserved range");
   }
   return address;
+}
+
+AddressRange RangeOfMoving(const RegisterPart& reg) {
+  constexpr auto kOwn = static_cast<std::int64_t>(kOwnRegisters);
+  if (reg.address >= kOwn) return {kOwn, static_cast<std::int64_t>(kDescriptionFile)};
+  return {static_cast<std::int64_t>(kBootstrapEnd), kOwn};
 }
 
 std::int64_t SmallestNumber(const RegisterPart& reg) {

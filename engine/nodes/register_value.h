@@ -9,9 +9,22 @@
 
 namespace Tarn {
 
-/// Present address: the constant plus the values of the address nodes. -1 while none is assigned.
+/// Present address: the constant plus the values of the address nodes. -1 while none is assigned. On a chunk
+/// or event port it counts from the beginning of the data.
 /// Throws: EngineError when an address node has no value, kAddress when the sum leaves the register space.
 std::int64_t CurrentAddress(const Node& node);
+
+/// Where a register with address nodes may come to lie: users' ones among users' registers, the device's own
+/// among its own.
+struct AddressRange {
+  std::int64_t begin;
+  std::int64_t end;
+
+  bool Holds(std::int64_t address, std::uint32_t length) const {
+    return address >= begin && address <= end - length;
+  }
+};
+AddressRange RangeOfMoving(const RegisterPart& reg);
 
 /// Smallest and largest number that an integer register, or its bit field, holds. 8-byte unsigned registers
 /// end at 2^63 - 1, as in GenApi.

@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "base/engine_error.h"
-#include "engine/nodes/feature_tree.h"
 #include "engine/nodes/node_limits.h"
 #include "engine/nodes/node_values.h"
+#include "engine/nodes/register_value.h"
 
 namespace Tarn {
 namespace {
@@ -86,14 +86,13 @@ std::optional<std::set<std::uint64_t>> PossibleAddresses(const Node& reg) {
     }
     sums = std::move(further);
   }
-  // Registers of the device's own do not move.
+  // What does not move was checked when it was placed, and may be a bootstrap register.
   if (reg.reg->address_nodes.empty()) return std::set{static_cast<std::uint64_t>(reg.reg->address)};
+  const AddressRange range = RangeOfMoving(*reg.reg);
   std::set<std::uint64_t> addresses;
   for (const std::int64_t sum : sums) {
     // Reserved ranges, and what cannot be reached by whole words, are no place for a register.
-    const bool fits = sum >= static_cast<std::int64_t>(kBootstrapEnd) &&
-                      sum <= static_cast<std::int64_t>(kOwnRegisters) - reg.reg->length && sum % 4 == 0;
-    if (!fits) continue;
+    if (!range.Holds(sum, reg.reg->length) || sum % 4 != 0) continue;
     addresses.insert(static_cast<std::uint64_t>(sum));
   }
   return addresses;

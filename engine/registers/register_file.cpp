@@ -60,7 +60,7 @@ void RegisterFile::Index(const BootstrapProfile& profile, std::uint64_t descript
   longest_ = 0;
   const Dependants direct = DirectDependants(tree_);
   for (const NodePtr& node : tree_.Nodes()) {
-    if (!node->is_register()) continue;
+    if (!node->is_register() || node->reg->port != PortKind::Device) continue;
     const std::vector<NodePtr> dependants = AllDependants(node, direct);
     const auto addresses = PossibleAddresses(*node);
     if (!addresses) dynamic_.push_back({0, node->reg->length, node, dependants});

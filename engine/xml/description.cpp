@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/xml/node_element.h"
+#include "engine/xml/ports.h"
 #include "engine/xml/xml_writer.h"
 
 namespace Tarn {
@@ -45,10 +46,7 @@ std::string GuidOf(std::string_view text) {
 }
 
 void WriteNodes(XmlWriter& out, const FeatureTree& tree) {
-  out.Open("Port", {{"Name", kPortName}, {"NameSpace", "Standard"}});
-  out.Element("ToolTip", "Register access to the device");
-  out.Element("Visibility", "Invisible");
-  out.Close("Port");
+  WritePorts(out, tree);
   for (const NodePtr& node : tree.Nodes()) WriteNodeElement(out, *node);
 }
 

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "engine/features/standard_features.h"
 #include "engine/nodes/make_nodes_test.h"
 #include "engine/nodes/node_items.h"
-#include "engine/features/standard_features.h"
 #include "engine/xml/node_element.h"
+#include "engine/xml/ports.h"
 
 namespace Tarn {
 namespace {
@@ -173,6 +174,34 @@ TEST_F(NodeElementTest, LeavesOutWhatClientsWouldRefuse) {
             "<Boolean Name=\"Hidden\" NameSpace=\"Custom\">\n<Visibility>Invisible</Visibility>\n"
             "<Value>1</Value>\n</Boolean>\n");
   EXPECT_EQ(Element(*NewEntry("Entry", 1)), "");
+}
+
+TEST(Ports, AreOnePerIdAndNamedBeside) {
+  FeatureTree tree;
+  const auto add = [&](const char* name, PortKind port, std::uint32_t id) {
+    const NodePtr node = NewIntReg(name);
+    tree.Add(node);
+    if (port != PortKind::Device) tree.MoveToPort(*node, port, id);
+    return node;
+  };
+  tree.Add(NewInteger("ChunkPort00000010"));  // the name that the port would have
+  const NodePtr device = add("A", PortKind::Device, 0);
+  const NodePtr chunk = add("B", PortKind::Chunk, 0x10);
+  const NodePtr same = add("C", PortKind::Chunk, 0x10);
+  const NodePtr event = add("D", PortKind::Event, 0x9001);
+  XmlWriter out;
+  WritePorts(out, tree);
+  const std::string& text = out.Text();
+  EXPECT_EQ(text.substr(text.find("</Port>\n") + 8),
+            "<Port Name=\"ChunkPort00000010_\" NameSpace=\"Custom\">\n"
+            "  <ToolTip>Data behind an image</ToolTip>\n  <Visibility>Invisible</Visibility>\n"
+            "  <ChunkID>00000010</ChunkID>\n</Port>\n"
+            "<Port Name=\"EventPort9001\" NameSpace=\"Custom\">\n"
+            "  <ToolTip>Data of an event</ToolTip>\n  <Visibility>Invisible</Visibility>\n"
+            "  <EventID>9001</EventID>\n</Port>\n");
+  for (const NodePtr& node : {device, chunk, same, event}) {
+    EXPECT_NE(Element(*node).find("<pPort>" + PortName(*node) + "</pPort>"), std::string::npos);
+  }
 }
 
 TEST(XmlTexts, AreEscapedAndCleaned) {

@@ -8,6 +8,7 @@
 #include "engine/nodes/node_values.h"
 #include "engine/nodes/number_text.h"
 #include "engine/xml/formula_parts.h"
+#include "engine/xml/ports.h"
 
 namespace Tarn {
 namespace {
@@ -215,7 +216,7 @@ void WriteRegister(XmlWriter& out, const Node& node) {
   for (const NodePtr& offset : reg.address_nodes) out.Element("pAddress", offset->name);
   out.Element("Length", std::to_string(reg.length));
   out.Element("AccessMode", Word(reg.access));
-  out.Element("pPort", kPortName);
+  out.Element("pPort", PortName(node));
   out.Element("Cachable", Word(reg.cache));
   WritePollingTime(out, node);
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
