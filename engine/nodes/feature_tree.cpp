@@ -195,4 +195,16 @@ void FeatureTree::NoteStore(std::uint64_t address) {
 
 std::vector<std::uint64_t> FeatureTree::TakeStores() { return std::exchange(stores_, {}); }
 
+void FeatureTree::Watch(std::unordered_set<const Node*> registers) {
+  watched_ = std::move(registers);
+  watched_stores_.clear();
+}
+
+void FeatureTree::NoteOwnStore(const Node& reg, std::uint64_t address) {
+  NoteStore(address);
+  if (watched_.contains(&reg)) watched_stores_.push_back(&reg);
+}
+
+std::vector<const Node*> FeatureTree::TakeWatchedStores() { return std::exchange(watched_stores_, {}); }
+
 }  // namespace Tarn

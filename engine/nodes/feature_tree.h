@@ -4,10 +4,12 @@
 /// them.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -59,13 +61,13 @@ class FeatureTree {
   /// Throws: EngineError kNotFound when it is not in this tree, kWrongState while frozen.
   void Remove(const NodePtr& node);
 
-  /// Lets go of all nodes; those that others hold are free again.
   /// Takes a register of the tree out of the device's register space and puts it at the beginning of a port's
   /// data; it keeps its value. Throws: EngineError kWrongState while frozen.
   void MoveToPort(Node& reg, PortKind port, std::uint32_t id);
   /// Puts such a register back into the register space, at an address of the tree's choice. Throws: as Add.
   void MoveToDevice(Node& reg);
 
+  /// Lets go of all nodes; those that others hold are free again.
   void Release() noexcept;
 
   /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
@@ -92,7 +94,25 @@ class FeatureTree {
   /// The addresses below kBootstrapEnd, or of the device's own registers, that were stored to since the last
   /// call.
   std::vector<std::uint64_t> TakeStores();
-  bool HasStores() const { return !stores_.empty(); }
+  bool HasStores() const { return !stores_.empty() || !watched_stores_.empty(); }
+
+  /// From now on the device's own side's stores into these registers, and no others, are kept for
+  /// TakeWatchedStores(). Requires: the registers stay in the tree until they are watched no more.
+  void Watch(std::unordered_set<const Node*> registers);
+  /// Records a store by the device's own side.
+  void NoteOwnStore(const Node& reg, std::uint64_t address);
+  /// The watched registers that were stored to since the last call, once for each store.
+  std::vector<const Node*> TakeWatchedStores();
+
+  /// Own registers that show what is counted elsewhere: `refresh` is called, under the tree lock, before
+  /// bytes of the device's own registers are read, and may store into them.
+  void SetRefresh(std::function<void(std::uint64_t address, std::uint64_t length)> refresh) {
+    refresh_ = std::move(refresh);
+  }
+  /// These bytes are about to be read.
+  void Refresh(std::uint64_t address, std::uint64_t length) const {
+    if (refresh_ && address < kDescriptionFile && address + length > kOwnRegisters) refresh_(address, length);
+  }
 
   void SetOwner(std::weak_ptr<TreeOwner> owner) { owner_ = std::move(owner); }
   std::shared_ptr<TreeOwner> Owner() const { return owner_.lock(); }
@@ -108,6 +128,8 @@ class FeatureTree {
   void PlaceRegister(Node& node);
   std::uint64_t FreeAddress(std::uint32_t length) const;
   const Node* OwnerWithin(std::uint64_t begin, std::uint64_t end) const;
+  void CheckChangeable() const;
+  void TakeBytes(Node& reg);
   void Forget(const NodePtr& node);
 
   std::vector<NodePtr> nodes_;
@@ -116,11 +138,12 @@ class FeatureTree {
   std::map<std::uint64_t, Extent> extents_;  ///< of the users' registers, by first address
   SparseMemory memory_;
   std::vector<std::uint64_t> stores_;
+  std::unordered_set<const Node*> watched_;
+  std::vector<const Node*> watched_stores_;
   std::uint64_t next_automatic_ = kAutomaticStart;
   bool frozen_ = false;
+  std::function<void(std::uint64_t, std::uint64_t)> refresh_;
   std::weak_ptr<TreeOwner> owner_;
-  void CheckChangeable() const;
-  void TakeBytes(Node& reg);
 };
 
 }  // namespace Tarn

@@ -31,7 +31,7 @@ void StoreBytes(Node& node, const std::vector<std::uint8_t>& bytes) {
   }
   const auto address = static_cast<std::uint64_t>(CurrentAddress(node));
   node.tree->Memory().Write(address, bytes);
-  node.tree->NoteStore(address);
+  node.tree->NoteOwnStore(node, address);
 }
 
 std::uint64_t Word(const std::vector<std::uint8_t>& bytes) {
