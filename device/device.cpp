@@ -6,6 +6,7 @@
 #include "base/engine_error.h"
 #include "device/identity.h"
 #include "engine/nodes/node_values.h"
+#include "engine/registers/own_registers.h"
 #include "wire/bootstrap.h"
 
 namespace Tarn {
@@ -32,6 +33,9 @@ Device::Device(const std::optional<SensorFormat>& format, StreamDriver driver)
     : format_(format), requested_driver_(driver), last_driver_(driver) {
   const MutexLock lock(TreeLock());
   AddStandardFeatures(tree_, format_);
+  tree_.SetRefresh([this](std::uint64_t address, std::uint64_t length) {
+    if (address < OwnRegisters::kCountersEnd && address + length > OwnRegisters::kCounters) ShowCounters();
+  });
   FillConstants(tree_.Memory(), format_.has_value());
   StoreText(tree_.Memory(), Bootstrap::kDeviceVersion, 32, kLibraryVersion);
   tree_.TakeStores();
@@ -52,6 +56,7 @@ void Device::Start(std::uint32_t address) {
   MutexLock lock(TreeLock());
   CheckStopped("a server can be started");
   const NetworkIdentity network = IdentifyNetwork(address);
+  heartbeat_timeouts_ = 0;
   Publish(network);
   try {
     auto server = std::make_unique<ControlServer>(address, kControlPort);
@@ -105,6 +110,7 @@ void Device::SetLimit(const char* feature, std::int64_t max) {
 }
 
 std::shared_ptr<StreamChannel> Device::TakeDown(std::unique_ptr<ControlServer>& server) {
+  ShowCounters();  // for the last time in this run
   acquiring_ = false;
   server = std::move(server_);
   if (stream_) last_driver_ = stream_->Driver();

@@ -120,6 +120,7 @@ void Device::Tick(Instant now, Endpoint waiting) {
       return;
     }
     channel_.Expire(now);
+    ++heartbeat_timeouts_;
     FollowStores();
   }
   actions_.Drain();

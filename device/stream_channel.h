@@ -53,6 +53,7 @@ struct StreamCounters {
   std::uint64_t resent_packets = 0;
   std::uint64_t failed_sends = 0;    ///< datagrams that the system refused
   std::uint64_t dropped_blocks = 0;  ///< accepted, but not sent to the end
+  std::uint64_t unreachable = 0;     ///< reports that nobody takes the packets
 };
 
 /// Threads: any thread. No lock is held while an owner is told; owners may call anything here.

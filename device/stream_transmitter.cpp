@@ -24,7 +24,8 @@ StreamTransmitter::StreamTransmitter(const StreamOptions& options)
 
 StreamCounters StreamTransmitter::Counters() const noexcept {
   return {frames_.load(),         packets_.load(),      bytes_.load(),
-          resent_packets_.load(), failed_sends_.load(), dropped_blocks_.load()};
+          resent_packets_.load(), failed_sends_.load(), dropped_blocks_.load(),
+          unreachable_.load()};
 }
 
 bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig& config) noexcept {
@@ -241,6 +242,7 @@ std::size_t StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
   Add(packets_, result.sent);
   Add(bytes_, result.sent_bytes);
   Add(failed_sends_, result.failed);
+  Add(unreachable_, result.unreachable);
   if (!pacer_.Unlimited()) pacer_.Sent(Now(), done, result.sent_bytes + done * kDatagramOverhead);
 
   // A refusal may as well be the destination's fault: the train's first packet is tried alone, and trains are

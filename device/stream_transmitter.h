@@ -127,6 +127,7 @@ class StreamTransmitter {
   std::atomic<std::uint64_t> resent_packets_{0};
   std::atomic<std::uint64_t> failed_sends_{0};
   std::atomic<std::uint64_t> dropped_blocks_{0};
+  std::atomic<std::uint64_t> unreachable_{0};
 };
 
 }  // namespace Tarn

@@ -50,6 +50,7 @@ BatchResult SendBatch(DatagramOutput& output, DatagramBatch& batch, const std::a
       retries = 0;
       continue;
     }
+    if (taken < 0 && errno == ECONNREFUSED) ++result.unreachable;
     const Train& train = batch.TrainAt(next);
     switch (ReactionTo(taken < 0 ? errno : EAGAIN, train)) {
       case Reaction::Retry:

@@ -12,6 +12,9 @@ void AddDeviceControl(FeatureBuilder& add, bool has_stream);
 /// Requires: the category TransportLayerControl, the nodes of AddDeviceControl.
 void AddGigEVision(FeatureBuilder& add, FeatureTree& tree);
 
+/// What went over the network, and what went wrong. Requires: the category TransportLayerControl.
+void AddCounters(FeatureBuilder& add, bool has_stream);
+
 // Devices with a stream. \param locked  node that is not zero while the stream's parameters are fixed
 
 void AddStreamChannel(FeatureBuilder& add, const NodePtr& locked);

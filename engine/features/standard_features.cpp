@@ -30,8 +30,9 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
     WriteInteger(*payload_size, static_cast<std::int64_t>(image.PayloadBytes()));
   }
   AddGigEVision(add, tree);
+  if (format) AddStreamChannel(add, locked);
+  AddCounters(add, format.has_value());
   if (!format) return;
-  AddStreamChannel(add, locked);
   AddImageFormat(add, *format, locked, payload_size);
   AddAcquisition(add, locked);
 }

@@ -23,4 +23,16 @@ inline constexpr std::uint32_t kTimestampLatchValue = kBase + 0x38;  // 8 bytes
 inline constexpr std::uint32_t kTimestampControl = kBase + 0x40;
 inline constexpr std::uint32_t kAcquisitionFrameCount = kBase + 0x44;
 
+// What was counted since the start, 8 bytes each.
+inline constexpr std::uint32_t kCounters = kBase + 0x400;
+inline constexpr std::uint32_t kStreamFrames = kCounters + 0x00;
+inline constexpr std::uint32_t kStreamDroppedFrames = kCounters + 0x08;
+inline constexpr std::uint32_t kStreamPackets = kCounters + 0x10;
+inline constexpr std::uint32_t kStreamBytes = kCounters + 0x18;
+inline constexpr std::uint32_t kStreamResentPackets = kCounters + 0x20;
+inline constexpr std::uint32_t kStreamFailedPackets = kCounters + 0x28;
+inline constexpr std::uint32_t kStreamUnreachable = kCounters + 0x30;
+inline constexpr std::uint32_t kHeartbeatTimeouts = kCounters + 0x38;
+inline constexpr std::uint32_t kCountersEnd = kCounters + 0x40;
+
 }  // namespace Tarn::OwnRegisters

@@ -117,6 +117,7 @@ WireStatus RegisterFile::CheckRead(std::uint32_t address, std::uint32_t length, 
 }
 
 void RegisterFile::Read(std::uint32_t address, MutableByteView out) const {
+  tree_.Refresh(address, out.size());
   tree_.Memory().Read(address, out);
   const std::uint64_t end = std::uint64_t{address} + out.size();
   if (address < kBootstrapEnd) return;

@@ -1,0 +1,30 @@
+// What the device counts, as its features show it.
+
+#include "device/device.h"
+#include "engine/registers/own_registers.h"
+
+namespace Tarn {
+namespace {
+
+void Store64(SparseMemory& memory, std::uint32_t address, std::uint64_t value) {
+  memory.Store32(address, static_cast<std::uint32_t>(value >> 32));
+  memory.Store32(address + 4, static_cast<std::uint32_t>(value));
+}
+
+}  // namespace
+
+void Device::ShowCounters() {
+  SparseMemory& memory = tree_.Memory();
+  Store64(memory, OwnRegisters::kHeartbeatTimeouts, heartbeat_timeouts_);
+  if (!stream_) return;  // what the last run counted stays
+  const StreamCounters counters = stream_->Counters();
+  Store64(memory, OwnRegisters::kStreamFrames, counters.frames);
+  Store64(memory, OwnRegisters::kStreamDroppedFrames, counters.dropped_blocks);
+  Store64(memory, OwnRegisters::kStreamPackets, counters.packets);
+  Store64(memory, OwnRegisters::kStreamBytes, counters.bytes);
+  Store64(memory, OwnRegisters::kStreamResentPackets, counters.resent_packets);
+  Store64(memory, OwnRegisters::kStreamFailedPackets, counters.failed_sends);
+  Store64(memory, OwnRegisters::kStreamUnreachable, counters.unreachable);
+}
+
+}  // namespace Tarn

@@ -1,0 +1,43 @@
+#include "engine/features/feature_parts.h"
+#include "engine/registers/own_registers.h"
+
+namespace Tarn {
+namespace {
+
+struct Counter {
+  const char* name;
+  std::uint32_t address;
+  const char* unit;
+  const char* tool_tip;
+};
+
+constexpr Counter kStreamCounters[] = {
+    {"DeviceStreamFrames", OwnRegisters::kStreamFrames, "", "Frames sent to their end since the start"},
+    {"DeviceStreamDroppedFrames", OwnRegisters::kStreamDroppedFrames, "",
+     "Frames taken from the program and not sent to their end"},
+    {"DeviceStreamPackets", OwnRegisters::kStreamPackets, "", "Stream packets sent, resends included"},
+    {"DeviceStreamBytes", OwnRegisters::kStreamBytes, "B",
+     "Bytes in these packets, without their IP and UDP headers"},
+    {"DeviceStreamResentPackets", OwnRegisters::kStreamResentPackets, "",
+     "Stream packets sent again on the client's request"},
+    {"DeviceStreamFailedPackets", OwnRegisters::kStreamFailedPackets, "",
+     "Stream packets that the system refused: no address, no route, or no room for too long"},
+    {"DeviceStreamUnreachable", OwnRegisters::kStreamUnreachable, "",
+     "Times that the network reported that nobody takes the stream"},
+};
+
+void AddCounter(FeatureBuilder& add, const Counter& counter) {
+  Unit(add.IntRegister(counter.name, counter.address, 8, Visibility::Guru, counter.tool_tip), counter.unit);
+}
+
+}  // namespace
+
+void AddCounters(FeatureBuilder& add, bool has_stream) {
+  add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
+  AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
+                   "Clients that lost control because they fell silent"});
+  if (!has_stream) return;
+  for (const Counter& counter : kStreamCounters) AddCounter(add, counter);
+}
+
+}  // namespace Tarn
