@@ -30,17 +30,18 @@ void AddRegion(FeatureBuilder& add, const SensorFormat& format, const NodePtr& l
     const NodePtr largest =
         Unit(ReadOnlyNode(add.Integer(extent_name + "Max", axis.size, Expert, "Largest size of an image")),
              axis.unit);
-    const AccessMode access = format.variable_size ? ReadWrite : ReadOnly;
-    const NodePtr extent_value = add.Value(extent_name + "Value", axis.extent_register, 4, access);
+    const NodePtr extent_value = add.Value(extent_name + "Value", axis.extent_register, 4, ReadWrite);
     extent_value->reg->cache = CacheMode::WriteThrough;
     const NodePtr extent =
         Unit(add.Integer(extent_name, extent_value, Beginner, "Size of the image"), axis.unit);
     const NodePtr offset_value =
-        add.Value(std::string(axis.offset) + "Value", axis.offset_register, 4, access);
+        add.Value(std::string(axis.offset) + "Value", axis.offset_register, 4, ReadWrite);
     offset_value->reg->cache = CacheMode::WriteThrough;
     const NodePtr offset =
         Unit(add.Integer(axis.offset, offset_value, Beginner, "Place of the image on the sensor"), axis.unit);
-    Limited(extent, std::int64_t{1},
+    // A constant size is writable as well, with one value: clients set what they found, and give up when that
+    // is refused.
+    Limited(extent, format.variable_size ? std::int64_t{1} : axis.size,
             add.Formula(extent_name + "Limit", {largest, offset_value},
                         extent_name + "Max - " + axis.offset + "Value"),
             std::int64_t{1});
@@ -49,7 +50,7 @@ void AddRegion(FeatureBuilder& add, const SensorFormat& format, const NodePtr& l
                         extent_name + "Max - " + extent_name + "Value"),
             std::int64_t{1});
     for (const NodePtr& node : {extent, offset}) {
-      if (format.variable_size) node->is_locked = locked;
+      node->is_locked = locked;
       node->streamable = format.variable_size;
       node->representation = Representation::Linear;
     }
@@ -64,10 +65,12 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
                     const NodePtr& payload_size) {
   add.Category("ImageFormatControl", "Root", Beginner);
   AddRegion(add, format, locked, payload_size);
-  const NodePtr value = add.Value("PixelFormatValue", OwnRegisters::kPixelFormat, 4, ReadOnly);
+  // Writable with one value, as a constant size is.
+  const NodePtr value = add.Value("PixelFormatValue", OwnRegisters::kPixelFormat, 4, ReadWrite);
   WriteInteger(*value, format.pixel_format);
   add.Enumeration("PixelFormat", value, {{format.pixel_format_name, format.pixel_format}}, Beginner,
-                  "Format of the pixels");
+                  "Format of the pixels")
+      ->is_locked = locked;
 }
 
 }  // namespace Tarn
