@@ -39,7 +39,7 @@ inline constexpr std::uint16_t kPendingAck = 0x0089;
 namespace CommandFlag {
 inline constexpr std::uint8_t kAckRequired = 0x01;
 inline constexpr std::uint8_t kBroadcastAck = 0x10;  ///< discovery: the answer may be broadcast
-inline constexpr std::uint8_t kExtendedIds = 0x10;   ///< packet resend: 64-bit block ids
+inline constexpr std::uint8_t kExtendedIds = 0x10;   ///< packet resend and events: 64-bit block ids
 inline constexpr std::uint8_t kScheduled = 0x80;     ///< action: the time follows at which it is to happen
 }  // namespace CommandFlag
 
