@@ -4,15 +4,18 @@ import argparse
 import contextlib
 import random
 import threading
+from typing import TypeVar
 
 import tarn
 import tarn.gevserver as gev
+
+AnyNode = TypeVar("AnyNode", bound=gev.Node)
 
 
 def build(tree: gev.NodeMap) -> None:
     """Describe the device: registers hold the values, features over them are what clients show."""
 
-    def put(node: gev.Node, parent: gev.Node | None = None, **settings: object) -> gev.Node:
+    def put(node: AnyNode, parent: gev.Node | None = None, **settings: object) -> AnyNode:
         tree.add_node(node)
         for name, value in settings.items():
             setattr(node, name, value)
