@@ -89,6 +89,7 @@ void Device::Publish(const NetworkIdentity& network) {
   const BootstrapProfile profile{format_.has_value(), network.max_packet_size};
   SetLimit("GevSCPSPacketSize", UsablePacketSize(network.max_packet_size, profile));
   SetLimit("DeviceStreamChannelPacketSize", UsablePacketSize(network.max_packet_size, profile));
+  InvalidateByUserSets(tree_);
   CheckPublishable(tree_);
   const DescriptionIdentity identity{TextOf(tree_, "DeviceVendorName"), TextOf(tree_, "DeviceModelName"),
                                      xml_version_[0], xml_version_[1], xml_version_[2]};
@@ -101,6 +102,7 @@ void Device::Publish(const NetworkIdentity& network) {
                 static_cast<unsigned long long>(kDescriptionFile), description.xml.size());
   StoreText(tree_.Memory(), Bootstrap::kFirstUrl, Bootstrap::kUrlLength, url);
   registers_.Index(profile, description.xml.size());
+  user_sets_.Complete();
   tree_.SetFrozen(true);
   tree_.TakeStores();
 }

@@ -17,8 +17,9 @@
 #include "device/stream_channel.h"
 #include "device/tree_lock.h"
 #include "engine/control/control_channel.h"
-#include "engine/nodes/feature_tree.h"
 #include "engine/features/standard_features.h"
+#include "engine/features/user_sets.h"
+#include "engine/nodes/feature_tree.h"
 #include "engine/registers/register_file.h"
 #include "engine/stream/image_layout.h"
 #include "engine/xml/description.h"
@@ -116,6 +117,8 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void FollowStreamPort();
   void FollowTimestampControl();
   void UpdatePayloadSize();
+  void LoadUserSet();
+  void SaveUserSet();
   void StartAcquisition();
   /// What becomes of images that were accepted and are not sent yet.
   enum class Unsent { Drop, Send };
@@ -138,16 +141,18 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   FeatureTree tree_;
   RegisterFile registers_{tree_};
   ControlChannel channel_{tree_, registers_};
+  UserSets user_sets_{tree_, registers_};
+  std::vector<PlacedRegister> loaded_;  ///< by a command whose listeners have not heard of it yet
   std::unique_ptr<ControlServer> server_;
   std::shared_ptr<StreamChannel> stream_;
   StreamDriver last_driver_;
   std::size_t resend_depth_ = 0;
   std::string user_version_;
   std::uint32_t xml_version_[3] = {1, 0, 0};
-  std::int64_t frames_left_ = 0;  ///< of a limited acquisition; negative: no limit
+  std::int64_t frames_left_ = 0;          ///< of a limited acquisition; negative: no limit
   std::uint64_t heartbeat_timeouts_ = 0;  ///< since the start
-  bool stopping_ = false;         ///< the threads of the last run have not ended yet
-  bool controlled_ = false;       ///< what listeners were told last
+  bool stopping_ = false;                 ///< the threads of the last run have not ended yet
+  bool controlled_ = false;               ///< what listeners were told last
   bool test_packet_wanted_ = false;
   bool payload_size_given_ = false;  ///< by the program; it is not computed any more
 };

@@ -24,6 +24,12 @@ Listeners ListenersOf(const std::vector<NodePtr>& nodes, NodeEvent event) {
   return found;
 }
 
+/// Loading or saving a user set reaches far more nodes than the command's own.
+bool IsUserSetCommand(const Node& node) {
+  return node.is_register() &&
+         (node.reg->address == OwnRegisters::kUserSetLoad || node.reg->address == OwnRegisters::kUserSetSave);
+}
+
 }  // namespace
 
 /// Carries out one command: lets go of the tree lock while others are called.
@@ -37,9 +43,12 @@ class Device::Actions final : public ControlActions {
 
   void AfterWrite(std::uint32_t address, std::uint32_t length) override {
     device_.FollowStores();
-    const std::vector<NodePtr> nodes = device_.registers_.Concerned(address, length);
-    Tell(ListenersOf(nodes, NodeEvent::Write));
-    for (const NodePtr& node : nodes) Finish(*node);
+    if (address == OwnRegisters::kUserSetSave) SaveWhatClientsRead();
+    const std::vector<PlacedRegister> loaded = std::exchange(device_.loaded_, {});
+    TellWritten(address, length);
+    for (const PlacedRegister& reg : loaded) {
+      TellWritten(static_cast<std::uint32_t>(reg.address), reg.node->reg->length);
+    }
     device_.FollowStores();
   }
 
@@ -53,6 +62,20 @@ class Device::Actions final : public ControlActions {
   }
 
  private:
+  void TellWritten(std::uint32_t address, std::uint32_t length) {
+    const std::vector<NodePtr> nodes = device_.registers_.Concerned(address, length);
+    Tell(ListenersOf(nodes, NodeEvent::Write));
+    for (const NodePtr& node : nodes) Finish(*node);
+  }
+
+  /// Saves once more, after all whose values are brought up to date by read listeners were.
+  void SaveWhatClientsRead() {
+    for (const PlacedRegister& reg : device_.registers_.Streamable()) {
+      BeforeRead(static_cast<std::uint32_t>(reg.address), reg.node->reg->length);
+    }
+    device_.SaveUserSet();
+  }
+
   /// A client that waits for the end of a command reads its register until the number is gone.
   static void Finish(Node& node) {
     if (node.kind != NodeKind::Command) return;
@@ -83,7 +106,8 @@ bool Device::Arrived(const ControlRequest& request) {
   const MutexLock lock(TreeLock());
   channel_.Heard(request);
   const std::vector<NodePtr> nodes = channel_.Concerned(request.bytes);
-  return std::ranges::any_of(nodes, [](const NodePtr& node) { return !node->listeners.empty(); });
+  return std::ranges::any_of(
+      nodes, [](const NodePtr& node) { return !node->listeners.empty() || IsUserSetCommand(*node); });
 }
 
 std::size_t Device::Execute(const ControlRequest& request, MutableByteView answer) {
@@ -138,6 +162,7 @@ void Device::Settle() {
   {
     const MutexLock lock(TreeLock());
     FollowStores();
+    loaded_.clear();  // listeners hear of clients only
   }
   actions_.Drain();
 }
@@ -184,6 +209,12 @@ void Device::FollowStore(std::uint64_t address) {
       return;
     case OwnRegisters::kAcquisitionStop:
       if (taken(OwnRegisters::kAcquisitionStop)) StopAcquisition();
+      return;
+    case OwnRegisters::kUserSetLoad:
+      if (taken(OwnRegisters::kUserSetLoad)) LoadUserSet();
+      return;
+    case OwnRegisters::kUserSetSave:
+      if (taken(OwnRegisters::kUserSetSave)) SaveUserSet();
       return;
     default:
       return;

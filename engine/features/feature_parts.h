@@ -22,4 +22,8 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
                     const NodePtr& payload_size);
 void AddAcquisition(FeatureBuilder& add, const NodePtr& locked);
 
+/// Requires: the nodes of all parts with streamable features.
+/// \param locked  node that is not zero while the stream's parameters are fixed
+void AddUserSets(FeatureBuilder& add, FeatureTree& tree, const NodePtr& locked);
+
 }  // namespace Tarn

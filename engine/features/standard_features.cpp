@@ -32,9 +32,11 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
   AddGigEVision(add, tree);
   if (format) AddStreamChannel(add, locked);
   AddCounters(add, format.has_value());
-  if (!format) return;
-  AddImageFormat(add, *format, locked, payload_size);
-  AddAcquisition(add, locked);
+  if (format) {
+    AddImageFormat(add, *format, locked, payload_size);
+    AddAcquisition(add, locked);
+  }
+  AddUserSets(add, tree, locked);
 }
 
 }  // namespace Tarn

@@ -35,4 +35,8 @@ inline constexpr std::uint32_t kStreamUnreachable = kCounters + 0x30;
 inline constexpr std::uint32_t kHeartbeatTimeouts = kCounters + 0x38;
 inline constexpr std::uint32_t kCountersEnd = kCounters + 0x40;
 
+inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
+inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;
+inline constexpr std::uint32_t kUserSetSave = kBase + 0x108;
+
 }  // namespace Tarn::OwnRegisters

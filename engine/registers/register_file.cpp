@@ -188,4 +188,13 @@ std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_
   return found;
 }
 
+std::vector<PlacedRegister> RegisterFile::Streamable() const {
+  std::vector<PlacedRegister> found;
+  for (const Entry& entry : fixed_) {
+    const bool streamable = entry.node->streamable || std::ranges::any_of(entry.dependants, &Node::streamable);
+    if (streamable && IsWritable(entry.node->reg->access)) found.push_back({entry.address, entry.node});
+  }
+  return found;
+}
+
 }  // namespace Tarn

@@ -12,6 +12,12 @@
 
 namespace Tarn {
 
+/// A register at one of the addresses where clients can find it.
+struct PlacedRegister {
+  std::uint64_t address;
+  NodePtr node;
+};
+
 /// Threads: guarded by the tree lock. Nothing here throws on account of what a client asks for.
 class RegisterFile {
  public:
@@ -45,6 +51,11 @@ class RegisterFile {
   /// behind each the nodes whose value chain ends in it, nearest first, and those equally near in the order
   /// of adding.
   std::vector<NodePtr> Concerned(std::uint32_t address, std::uint32_t length) const;
+
+  /// The writable registers that belong to a saved configuration, since they or features on them are
+  /// streamable; by address. Those that selectors move stand there once for each address, but not the few
+  /// whose addresses are too many to be known.
+  std::vector<PlacedRegister> Streamable() const;
 
  private:
   struct Entry {
