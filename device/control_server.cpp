@@ -56,11 +56,12 @@ class ControlServer::Threads {
   Threads(std::uint32_t address, std::uint16_t port) : sockets_(address, port) {}
 
   /// Each thread shares this object and the service until its end.
-  static void Start(const std::shared_ptr<Threads>& self, const std::shared_ptr<ControlService>& service) {
+  static void Start(const std::shared_ptr<Threads>& self, const std::shared_ptr<ControlService>& service,
+                    const std::shared_ptr<SideChannel>& side) {
     const MutexLock lock(self->mutex_);
     self->service_ = service.get();
     self->running_ = 2;
-    self->hearing_ = std::thread([self, service] { self->Hear(); });
+    self->hearing_ = std::thread([self, service, side] { self->Hear(side.get()); });
     self->executing_ = std::thread([self, service] { self->ExecuteJobs(); });
   }
 
@@ -114,7 +115,7 @@ class ControlServer::Threads {
     ended_.notify_all();
   }
 
-  void Hear();
+  void Hear(SideChannel* side);
   void Receive(int fd);
   void Answer(const ControlRequest& request);
   void Send(ByteView answer, Endpoint client);
@@ -138,19 +139,24 @@ class ControlServer::Threads {
   bool ending_ TARN_GUARDED_BY(mutex_) = false;
 };
 
-void ControlServer::Threads::Hear() {
+void ControlServer::Threads::Hear(SideChannel* side) {
   Poller poller;
   poller.Add(wakeup_.Fd());
   const std::array<int, 3> fds = sockets_.Fds();
   for (const int fd : fds) poller.Add(fd);
+  const std::array<int, 2> side_fds = side ? side->Fds() : std::array{-1, -1};
+  const std::size_t first_side = poller.Add(side_fds[0]);
+  poller.Add(side_fds[1]);
   while (!Ending()) {
-    const Instant deadline = std::min(service_->Deadline(), NextNotice());
+    const Instant side_deadline = side ? side->Deadline() : Instant::max();
+    const Instant deadline = std::min({service_->Deadline(), NextNotice(), side_deadline});
     poller.Wait(deadline == Instant::max() ? std::nullopt : std::optional(deadline));
     if (poller.Ready(0)) wakeup_.Clear();
     for (std::size_t i = 0; i < fds.size(); ++i) {
       if (poller.Ready(i + 1)) Receive(fds[i]);
     }
     const Instant now = Now();
+    if (poller.Ready(first_side) || poller.Ready(first_side + 1) || now >= side_deadline) side->Serve();
     SendNotices(now);
     service_->Tick(now, Waiting());
   }
@@ -252,8 +258,9 @@ Endpoint ControlServer::Threads::Waiting() {
 ControlServer::ControlServer(std::uint32_t address, std::uint16_t port)
     : threads_(std::make_shared<Threads>(address, port)) {}
 
-void ControlServer::Start(const std::shared_ptr<ControlService>& service) {
-  Threads::Start(threads_, service);
+void ControlServer::Start(const std::shared_ptr<ControlService>& service,
+                          const std::shared_ptr<SideChannel>& side) {
+  Threads::Start(threads_, service, side);
 }
 
 ControlServer::~ControlServer() { Abandon(); }

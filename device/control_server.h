@@ -10,6 +10,7 @@
 
 #include "base/clock.h"
 #include "base/endpoint.h"
+#include "device/side_channel.h"
 #include "engine/control/control_channel.h"
 
 namespace Tarn {
@@ -48,9 +49,12 @@ class ControlServer {
   ControlServer(const ControlServer&) = delete;
   ControlServer& operator=(const ControlServer&) = delete;
 
-  /// Starts both threads, which keep the service alive until they end. To be called once.
+  /// Starts both threads, which keep the service and the side channel alive until they end. To be called
+  /// once.
+  /// \param side  served by the thread that hears
   /// Throws: std::system_error.
-  void Start(const std::shared_ptr<ControlService>& service);
+  void Start(const std::shared_ptr<ControlService>& service,
+             const std::shared_ptr<SideChannel>& side = nullptr);
 
   Endpoint Local() const;
 
