@@ -18,6 +18,8 @@ constexpr std::uint32_t kLargestPacket = 16000;
 constexpr std::uint32_t kUsualPacket = 1500;
 constexpr std::uint32_t kUsualHeartbeat = 3000;  // ms; Source: GigE Vision, heartbeat timeout register
 constexpr std::uint32_t kPendingTimeout = 200;   // ms; well below the half second that clients wait
+constexpr std::uint32_t kMessageTimeout = 200;   // ms; a client that is alive answers within a few
+constexpr std::uint32_t kMessageRetries = 3;
 constexpr std::uint32_t kTicksPerSecond = 1'000'000'000;
 // Where the interface does not tell its speed the stream is held back as if it were Gigabit Ethernet, which
 // receivers with the system's usual buffers keep up with.
@@ -93,6 +95,10 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
   StoreText(memory, Bootstrap::kManufacturerInfo, 48, "GigE Vision camera in software");
   memory.Store32(Bootstrap::kInterfaceCount, 1);
   memory.Store32(Bootstrap::kActiveLinks, 1);
+  memory.Store32(Bootstrap::kMessageChannelCount, 1);
+  memory.Store32(Bootstrap::kMessageCapability, MessageCapability::SourcePort::kMask);
+  memory.Store32(Bootstrap::kMessageTimeout, kMessageTimeout);
+  memory.Store32(Bootstrap::kMessageRetries, kMessageRetries);
   memory.Store32(Bootstrap::kStreamChannelCount, has_stream ? 1 : 0);
   memory.Store32(Bootstrap::kStreamCapability,
                  has_stream ? StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask : 0);
@@ -123,6 +129,7 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
       ControlCapability::SerialNumber::kMask | ControlCapability::HeartbeatDisable::kMask |
       ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
       ControlCapability::ExtendedStatus::kMask | ControlCapability::PendingAck::kMask |
+      ControlCapability::Event::kMask | ControlCapability::EventData::kMask |
       ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
   if (resend) capability |= ControlCapability::PacketResend::kMask;

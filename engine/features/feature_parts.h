@@ -12,6 +12,12 @@ void AddDeviceControl(FeatureBuilder& add, bool has_stream);
 /// Requires: the category TransportLayerControl, the nodes of AddDeviceControl.
 void AddGigEVision(FeatureBuilder& add, FeatureTree& tree);
 
+/// Requires: the current category is that of the transport layer's registers.
+void AddMessageChannel(FeatureBuilder& add);
+
+/// Requires: the nodes of AddStreamChannel, where there is a stream.
+void AddEventControl(FeatureBuilder& add, FeatureTree& tree);
+
 /// What went over the network, and what went wrong. Requires: the category TransportLayerControl.
 void AddCounters(FeatureBuilder& add, bool has_stream);
 

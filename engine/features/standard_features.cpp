@@ -30,12 +30,14 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
     WriteInteger(*payload_size, static_cast<std::int64_t>(image.PayloadBytes()));
   }
   AddGigEVision(add, tree);
+  AddMessageChannel(add);
   if (format) AddStreamChannel(add, locked);
   AddCounters(add, format.has_value());
   if (format) {
     AddImageFormat(add, *format, locked, payload_size);
     AddAcquisition(add, locked);
   }
+  AddEventControl(add, tree);
   AddUserSets(add, tree, locked);
 }
 

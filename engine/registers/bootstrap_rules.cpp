@@ -64,6 +64,11 @@ constexpr std::array kRows{
     Row{Bootstrap::kControlPrivilege, 4, true, kAll},
     Row{Bootstrap::kPrimaryPort, 4},
     Row{Bootstrap::kPrimaryAddress, 4},
+    Row{Bootstrap::kMessagePort, 4, true, MessagePort::HostPort::kMask},
+    Row{Bootstrap::kMessageDestination, 4, true, kAll},
+    Row{Bootstrap::kMessageTimeout, 4, true, kAll},
+    Row{Bootstrap::kMessageRetries, 4, true, kAll},
+    Row{Bootstrap::kMessageSourcePort, 4},
     Row{Bootstrap::kStreamPort, 4, true, StreamPort::HostPort::kMask, true},
     Row{Bootstrap::kStreamPacketSize, 4, true,
         StreamPacketSize::FireTest::kMask | StreamPacketSize::DoNotFragment::kMask |
@@ -132,6 +137,10 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
     case Bootstrap::kStreamPort:
       if (StreamPort::Interface::Get(value) != 0) return {WireStatus::InvalidParameter};
       break;
+    case Bootstrap::kMessagePort:
+      if (MessagePort::Interface::Get(value) != 0) return {WireStatus::InvalidParameter};
+      break;
+    case Bootstrap::kMessageDestination:
     case Bootstrap::kStreamDestination:
       if (!IsAllowedDestination(value, context)) return {WireStatus::InvalidParameter};
       break;

@@ -39,4 +39,7 @@ inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
 inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;
 inline constexpr std::uint32_t kUserSetSave = kBase + 0x108;
 
+/// One for each event number, 4 bytes each.
+inline constexpr std::uint32_t kEventNotification = kBase + 0x1'0000;
+
 }  // namespace Tarn::OwnRegisters
