@@ -5,19 +5,17 @@
 // its buffer is dropped by the kernel after the whole way through the stack, on the sender's account.
 
 #include <netinet/in.h>
-#include <netinet/udp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
 
+#include "bench/bare_block.h"
 #include "device/stream_channel.h"
 
 namespace Tarn {
@@ -51,73 +49,6 @@ struct LoopbackSocket {
   ~LoopbackSocket() { ::close(fd); }
   LoopbackSocket(const LoopbackSocket&) = delete;
   LoopbackSocket& operator=(const LoopbackSocket&) = delete;
-};
-
-/// The datagrams of one block, headers and all, ready for sendmmsg; only the block id would change.
-class BareBlock {
- public:
-  BareBlock(const std::vector<std::uint8_t>& image, std::size_t packet_size, bool trains,
-            const sockaddr_in& peer)
-      : headers_(8 * (image.size() / (packet_size - 36) + 1)) {
-    ::connect(sender_.fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
-    const std::size_t full = packet_size - 36;
-    const std::size_t per_train = trains ? std::min<std::size_t>(64, 65507 / (full + 8)) : 1;
-    const std::size_t packets = (image.size() + full - 1) / full;
-    messages_.resize(2 + (packets + per_train - 1) / per_train);
-    pieces_.resize(2 + 2 * packets);
-    controls_.resize(messages_.size());
-    std::size_t message = 0, piece = 0;
-    const auto start = [&] {
-      messages_[message] = {};
-      messages_[message].msg_hdr.msg_iov = &pieces_[piece];
-      return &messages_[message++].msg_hdr;
-    };
-    const auto add = [&](msghdr* header, const std::uint8_t* bytes, std::size_t size) {
-      pieces_[piece++] = {const_cast<std::uint8_t*>(bytes), size};
-      ++header->msg_iovlen;
-    };
-    add(start(), ends_.data(), 44);
-    for (std::size_t i = 0; i < packets;) {
-      msghdr* const header = start();
-      for (std::size_t n = 0; n < per_train && i < packets; ++n, ++i) {
-        add(header, &headers_[8 * i], 8);
-        add(header, &image[i * full], std::min(full, image.size() - i * full));
-      }
-      if (header->msg_iovlen > 2) SetSegment(*header, controls_[message - 1], full + 8);
-    }
-    add(start(), ends_.data(), 16);
-  }
-
-  void Send() {
-    for (std::size_t next = 0; next < messages_.size();) {
-      const auto count = static_cast<unsigned>(std::min<std::size_t>(messages_.size() - next, 64));
-      const int taken = ::sendmmsg(sender_.fd, &messages_[next], count, 0);
-      next += taken > 0 ? static_cast<std::size_t>(taken) : 1;
-    }
-  }
-
- private:
-  struct alignas(cmsghdr) Control {
-    std::array<std::uint8_t, CMSG_SPACE(2)> bytes;
-  };
-
-  static void SetSegment(msghdr& header, Control& control, std::size_t size) {
-    header.msg_control = control.bytes.data();
-    header.msg_controllen = control.bytes.size();
-    cmsghdr* const c = CMSG_FIRSTHDR(&header);
-    c->cmsg_level = SOL_UDP;
-    c->cmsg_type = UDP_SEGMENT;
-    c->cmsg_len = CMSG_LEN(2);
-    const auto value = static_cast<std::uint16_t>(size);
-    std::memcpy(CMSG_DATA(c), &value, 2);
-  }
-
-  LoopbackSocket sender_;
-  std::vector<std::uint8_t> headers_;
-  std::array<std::uint8_t, 64> ends_{};
-  std::vector<mmsghdr> messages_;
-  std::vector<iovec> pieces_;
-  std::vector<Control> controls_;
 };
 
 double BytesPerCpuSecond(std::size_t image_size, const std::function<void()>& send) {
