@@ -1,0 +1,100 @@
+"""Clients that share no code with this project or with each other find the camera and receive its images."""
+
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import zlib
+
+import numpy as np
+import pytest
+
+import tarn
+from conftest import ROOT, Camera, need_tool
+from namespaces import Host, two_hosts
+from tarn.gevserver import Server
+from test_aravis import Feeder
+
+PROGRAMS = pathlib.Path(__file__).parent
+FRAMES = 50
+
+
+def run_client(host: Host, program: str, *arguments: str) -> dict:
+    """What the client program wrote, run on that host."""
+    command = host.command(sys.executable, str(PROGRAMS / program), *arguments)
+    done = subprocess.run(command, capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stdout + done.stderr
+    return json.loads(done.stdout.splitlines()[-1])
+
+
+def pictures(width: int, height: int) -> list[np.ndarray]:
+    generator = np.random.default_rng(5)
+    return [generator.integers(0, 256, (height, width), np.uint8) for _ in range(4)]
+
+
+def documented_version(client: str) -> str:
+    """The version that the documentation's compatibility table gives for a client."""
+    table = (ROOT / "docs" / "compatibility.md").read_text()
+    return re.search(rf"^\| {re.escape(client)} \| ([\w.+-]+) \|", table, re.MULTILINE)[1]
+
+
+def check_frames(frames: list[dict], sent: list[np.ndarray]) -> None:
+    assert len(frames) == FRAMES
+    blocks = [frame["block"] for frame in frames]
+    assert blocks == sorted(set(blocks))
+    assert {tuple(frame["size"]) for frame in frames} == {sent[0].shape[::-1]}
+    assert {frame["sum"] for frame in frames} <= {zlib.crc32(picture) for picture in sent}
+
+
+def test_viva_genicam_sets_a_size_and_receives():
+    pytest.importorskip("viva_genicam")
+    sent = pictures(320, 480)
+    with two_hosts() as (camera_host, client_host):
+        server = Server.create_with_variable_size(
+            tarn.Size2D(640, 480), tarn.ColorModel.Mono, tarn.DataType.Int8BppUnsigned
+        )
+        server.stream.resend_buffers_count = 8
+        with camera_host.inside():
+            server.start(camera_host.address)
+        with Feeder(Camera(server, camera_host.address), sent):
+            facts = run_client(client_host, "viva_client.py", camera_host.address, str(FRAMES))
+        server.stop()
+    assert facts["version"] == documented_version("viva-genicam")
+    assert camera_host.address in facts["found"]
+    assert facts["skipped"] == [], "nodes of the description that the client does not understand"
+    assert (facts["width"], facts["payload"]) == (320, 320 * 480)
+    assert {frame["status"] for frame in facts["frames"]} == {"Complete"}
+    check_frames(facts["frames"], sent)
+
+
+def test_pygigevision_receives(make_camera):
+    pytest.importorskip("pyGigEVision")
+    sent = pictures(640, 480)
+    with two_hosts() as (camera_host, client_host):
+        camera = make_camera((640, 480), resend=8, start=False)
+        with camera_host.inside():
+            camera.server.start(camera_host.address)
+        arguments = (camera_host.address, client_host.address, str(FRAMES))
+        with Feeder(camera, sent):
+            facts = run_client(client_host, "pygigevision_client.py", *arguments)
+        camera.end()
+    assert facts["version"] == documented_version("pyGigEVision")
+    assert camera_host.address in facts["found"]
+    assert facts["file"].endswith(".xml")
+    check_frames(facts["frames"], sent)
+
+
+def test_gstreamer_plays_the_camera(make_camera):
+    need_tool("gst-launch-1.0")
+    camera = make_camera((640, 480), resend=8)
+    sink = ["video/x-raw,format=GRAY8,width=640,height=480", "!", "fdsink"]
+    source = ["aravissrc", f"camera-name={camera.address}", f"num-buffers={FRAMES}", "!"]
+    sent = pictures(640, 480)
+    with Feeder(camera, sent):
+        done = subprocess.run(["gst-launch-1.0", "-q", *source, *sink], capture_output=True, timeout=60)
+    assert done.returncode == 0, done.stderr.decode()
+    size = sent[0].nbytes
+    frames = [done.stdout[start : start + size] for start in range(0, len(done.stdout), size)]
+    assert len(frames) == FRAMES
+    assert {zlib.crc32(frame) for frame in frames} <= {zlib.crc32(picture) for picture in sent}
