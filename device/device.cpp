@@ -60,8 +60,9 @@ void Device::Start(std::uint32_t address) {
   Publish(network);
   try {
     auto server = std::make_unique<ControlServer>(address, kControlPort);
+    OpenMessages(address);
     if (format_) OpenStream(network);
-    server->Start(shared_from_this());
+    server->Start(shared_from_this(), messages_);
     events_.Open();
     server_ = std::move(server);
   } catch (...) {
@@ -79,6 +80,7 @@ void Device::OpenStream(const NetworkIdentity& network) {
   options.interface_mtu = network.max_packet_size;
   options.hardware_interface = network.hardware;
   options.resend_depth = resend_depth_;
+  options.observer = messages_;
   stream_ = std::make_shared<StreamChannel>(options);
   stream_->Configure(ReadStreamConfig());
   last_driver_ = stream_->Driver();
@@ -89,6 +91,7 @@ void Device::Publish(const NetworkIdentity& network) {
   const BootstrapProfile profile{format_.has_value(), network.max_packet_size};
   SetLimit("GevSCPSPacketSize", UsablePacketSize(network.max_packet_size, profile));
   SetLimit("DeviceStreamChannelPacketSize", UsablePacketSize(network.max_packet_size, profile));
+  DefineUserEvents(tree_);
   InvalidateByUserSets(tree_);
   CheckPublishable(tree_);
   const DescriptionIdentity identity{TextOf(tree_, "DeviceVendorName"), TextOf(tree_, "DeviceModelName"),
@@ -103,6 +106,7 @@ void Device::Publish(const NetworkIdentity& network) {
   StoreText(tree_.Memory(), Bootstrap::kFirstUrl, Bootstrap::kUrlLength, url);
   registers_.Index(profile, description.xml.size());
   user_sets_.Complete();
+  WatchEventSources();
   tree_.SetFrozen(true);
   tree_.TakeStores();
 }
@@ -122,6 +126,8 @@ std::shared_ptr<StreamChannel> Device::TakeDown(std::unique_ptr<ControlServer>& 
 void Device::Thaw() {
   channel_.Close();
   LockParameters(false);
+  ForgetEventSources();
+  messages_ = nullptr;
   controlled_ = false;
   tree_.TakeStores();
   tree_.SetFrozen(false);

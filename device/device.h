@@ -13,11 +13,13 @@
 #include "device/control_server.h"
 #include "device/device_clock.h"
 #include "device/identity.h"
+#include "device/message_channel.h"
 #include "device/server_events.h"
 #include "device/stream_channel.h"
 #include "device/tree_lock.h"
 #include "engine/control/control_channel.h"
 #include "engine/features/standard_features.h"
+#include "engine/features/user_events.h"
 #include "engine/features/user_sets.h"
 #include "engine/nodes/feature_tree.h"
 #include "engine/registers/register_file.h"
@@ -116,6 +118,15 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void FollowPrivilege();
   void FollowStreamPort();
   void FollowTimestampControl();
+  void OpenMessages(std::uint32_t address);
+  void FollowMessageChannel();
+  void FollowNotification();
+  void WatchEventSources();
+  void ForgetEventSources();
+  /// The program stored into a register that belongs to events.
+  void FollowEventStore(const Node& reg);
+  /// Tells the client, if it wants to know. \param data  what goes with the event
+  void TellEvent(std::uint16_t number, std::vector<std::uint8_t> data = {});
   void UpdatePayloadSize();
   void LoadUserSet();
   void SaveUserSet();
@@ -132,7 +143,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
 
   const std::optional<SensorFormat> format_;
   const StreamDriver requested_driver_;
-  DeviceClock clock_;
+  const std::shared_ptr<DeviceClock> clock_ = std::make_shared<DeviceClock>();  // outlived by the channels
   ServerEvents events_;
   ActionQueue actions_;
   std::atomic<bool> acquiring_ = false;  // written under the tree lock, read anywhere
@@ -145,6 +156,8 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   std::vector<PlacedRegister> loaded_;  ///< by a command whose listeners have not heard of it yet
   std::unique_ptr<ControlServer> server_;
   std::shared_ptr<StreamChannel> stream_;
+  std::shared_ptr<MessageChannel> messages_;
+  EventSources event_sources_;  ///< while started
   StreamDriver last_driver_;
   std::size_t resend_depth_ = 0;
   std::string user_version_;

@@ -4,6 +4,7 @@
 
 #include "base/engine_error.h"
 #include "device/device.h"
+#include "engine/features/event_features.h"
 #include "engine/nodes/node_values.h"
 #include "engine/registers/own_registers.h"
 #include "wire/bootstrap.h"
@@ -169,6 +170,7 @@ void Device::Settle() {
 
 void Device::FollowStores() {
   for (const std::uint64_t address : tree_.TakeStores()) FollowStore(address);
+  for (const Node* reg : tree_.TakeWatchedStores()) FollowEventStore(*reg);
 }
 
 void Device::FollowStore(std::uint64_t address) {
@@ -191,9 +193,16 @@ void Device::FollowStore(std::uint64_t address) {
     }
     case Bootstrap::kStreamPort:
       return FollowStreamPort();
+    case Bootstrap::kMessagePort:
+    case Bootstrap::kMessageDestination:
+    case Bootstrap::kMessageTimeout:
+    case Bootstrap::kMessageRetries:
+      return FollowMessageChannel();
+    case Bootstrap::kStreamConfiguration:
+      FollowMessageChannel();
+      return PostStreamConfig();
     case Bootstrap::kStreamPacketDelay:
     case Bootstrap::kStreamDestination:
-    case Bootstrap::kStreamConfiguration:
     case Bootstrap::kControlConfiguration:
     case OwnRegisters::kThroughputLimitMode:
     case OwnRegisters::kThroughputLimit:
@@ -217,6 +226,7 @@ void Device::FollowStore(std::uint64_t address) {
       if (taken(OwnRegisters::kUserSetSave)) SaveUserSet();
       return;
     default:
+      if (IsNotificationRegister(address)) FollowNotification();
       return;
   }
 }
@@ -234,11 +244,11 @@ void Device::FollowTimestampControl() {
   const std::uint32_t value = memory.Load32(Bootstrap::kTimestampControl);
   memory.Store32(Bootstrap::kTimestampControl, 0);
   if (TimestampControl::Latch::Get(value) != 0) {
-    const std::uint64_t ticks = clock_.Ticks();
+    const std::uint64_t ticks = clock_->Ticks();
     memory.Store32(Bootstrap::kTimestampHigh, static_cast<std::uint32_t>(ticks >> 32));
     memory.Store32(Bootstrap::kTimestampLow, static_cast<std::uint32_t>(ticks));
   }
-  if (TimestampControl::Reset::Get(value) != 0) clock_.Reset();
+  if (TimestampControl::Reset::Get(value) != 0) clock_->Reset();
 }
 
 void Device::FollowPrivilege() {

@@ -2,6 +2,7 @@
 
 #include "base/engine_error.h"
 #include "device/device.h"
+#include "engine/features/event_numbers.h"
 #include "engine/nodes/node_values.h"
 #include "engine/registers/own_registers.h"
 #include "wire/bootstrap.h"
@@ -34,6 +35,7 @@ void Device::StartAcquisition() {
   frames_left_ = mode == kContinuous ? -1 : mode == kSingleFrame ? 1 : count;
   acquiring_ = true;
   LockParameters(true);
+  TellEvent(EventNumber::kAcquisitionStart);  // before the first frame is told
   actions_.Post([stream = stream_] { stream->SetRunning(true); });
   Post(ServerEvent::AcquisitionStart);
 }
@@ -44,6 +46,7 @@ void Device::StopAcquisition(Unsent unsent) {
   LockParameters(false);
   if (stream_ && unsent == Unsent::Send) actions_.Post([stream = stream_] { stream->EndRunning(); });
   if (stream_ && unsent == Unsent::Drop) actions_.Post([stream = stream_] { stream->SetRunning(false); });
+  TellEvent(EventNumber::kAcquisitionEnd);
   Post(ServerEvent::AcquisitionStop);
 }
 
@@ -110,7 +113,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
                                                      " bytes, the payload size is " +
                                                      std::to_string(payload_size));
   }
-  block.image.timestamp = clock_.Ticks();
+  block.image.timestamp = clock_->Ticks();
   block.image.pixel_format = format.pixel_format;
   block.image.size_x = static_cast<std::uint32_t>(format.width);
   block.image.size_y = static_cast<std::uint32_t>(format.height);

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "base/mutex.h"
+#include "device/frame_observer.h"
 #include "engine/stream/image_block.h"
 #include "engine/stream/stream_config.h"
 
@@ -34,6 +35,7 @@ struct StreamOptions {
   std::uint32_t interface_mtu = 1500;  ///< bytes, of the interface that has the address
   bool hardware_interface = false;     ///< neither loopback nor virtual
   std::size_t resend_depth = 0;        ///< sent blocks kept for resends; 0: none, and no resends
+  std::shared_ptr<FrameObserver> observer = nullptr;
 };
 
 enum class SendResult {

@@ -20,6 +20,7 @@ StreamTransmitter::StreamTransmitter(const StreamOptions& options)
     : socket_(options.local_address),
       interface_mtu_(options.interface_mtu),
       driver_(DriverFor(options)),
+      observer_(options.observer),
       store_(options.resend_depth) {}
 
 StreamCounters StreamTransmitter::Counters() const noexcept {
@@ -56,6 +57,7 @@ void StreamTransmitter::Begin(ImageBlock&& block, std::uint64_t block_id, Blocks
   }
   current_.emplace(std::move(block), block_id, form_);
   next_packet_ = 0;
+  start_told_ = false;
 }
 
 void StreamTransmitter::Serve(const ResendRequest& request) {
@@ -120,12 +122,14 @@ void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
 }
 
 void StreamTransmitter::StepBlock(const std::atomic<bool>& stop, Blocks& gone) {
+  if (observer_ && !std::exchange(start_told_, true)) observer_->FrameStarts(current_->packets.BlockId());
   StartBatch(std::nullopt);
   Gather(*current_, {next_packet_, current_->packets.Count()});
   next_packet_ += static_cast<std::uint32_t>(SendGathered(stop));
   if (next_packet_ < current_->packets.Count()) return;
 
   Add(frames_, 1);
+  if (observer_) observer_->FrameEnds(current_->packets.BlockId());
   KeepCurrent(gone);
 }
 

@@ -103,6 +103,7 @@ class StreamTransmitter {
   StreamSocket socket_;
   const std::size_t interface_mtu_;
   std::atomic<StreamDriver> driver_;
+  const std::shared_ptr<FrameObserver> observer_;  // may be null
   bool train_refused_ = false;  // in the last group; the next is a packet alone and decides
 
   StreamConfig config_{};
@@ -112,6 +113,7 @@ class StreamTransmitter {
 
   std::optional<CutBlock> current_;
   std::uint32_t next_packet_ = 0;   // of the current block
+  bool start_told_ = false;         // its start, to the observer
   std::uint64_t newest_block_ = 0;  // id of the block begun last
   std::optional<Resend> serving_;
   bool resend_turn_ = true;

@@ -296,6 +296,8 @@ void ControlChannel::Close() {
   privilege_.Release();
   answered_.Clear();
   ShowPrivilege();
+  tree_.Memory().Store32(Bootstrap::kMessagePort, 0);
+  tree_.NoteStore(Bootstrap::kMessagePort);
   if (!registers_.Profile().has_stream) return;
   tree_.Memory().Store32(Bootstrap::kStreamPort, 0);
   tree_.NoteStore(Bootstrap::kStreamPort);
