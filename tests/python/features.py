@@ -29,7 +29,8 @@ class Features:
     def __init__(self, client: ControlClient) -> None:
         self._client = client
         self.xml = ElementTree.fromstring(description(client))
-        self._nodes = {node.get("Name"): node for node in self.xml.iter() if node.get("Name")}
+        # Variables of formulas have names, too, often those of other nodes.
+        self._nodes = {node.get("Name"): node for node in self.xml}
 
     def register(self, name: str) -> tuple[int, int]:
         """Address and length of the register at the end of the feature's value chain."""
