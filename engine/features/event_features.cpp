@@ -20,7 +20,8 @@ using enum AccessMode;
 
 // Places of fields in an event message's standard form, from the event's beginning. In the extended form the
 // timestamp lies behind a block id of eight bytes.
-constexpr std::uint32_t kBlockIdAt = 6;
+constexpr std::uint32_t kBlockWordAt = 4;  // the channel, then the block id
+constexpr BitRange kBlockId{16, 31};
 constexpr std::uint32_t kLongBlockIdAt = 8;
 constexpr std::uint32_t kTimestampAt = 8;
 
@@ -59,7 +60,8 @@ class EventData {
 
  private:
   void AddBlock() {
-    const NodePtr standard = Tag(OnEventPort(add_.Value(name_ + "BlockId16", kBlockIdAt, 2, ReadOnly)));
+    const NodePtr standard =
+        Tag(OnEventPort(add_.Value(name_ + "BlockId16", kBlockWordAt, 4, ReadOnly, kBlockId)));
     const NodePtr extended = Tag(OnEventPort(add_.Value(name_ + "BlockId64", kLongBlockIdAt, 8, ReadOnly)));
     const NodePtr choice =
         Tag(add_.Formula(name_ + "BlockId", {extended_, extended, standard},
