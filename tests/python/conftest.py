@@ -32,6 +32,8 @@ _passed = pytest.StashKey[bool]()
 
 def pytest_addoption(parser: pytest.Parser) -> None:
     parser.addoption("--random-trees", type=int, default=25, help="random feature trees to check")
+    parser.addoption("--lossy-frames", type=int, default=200, help="frames through each lossy network")
+    parser.addoption("--visits", type=int, default=100, help="clients that come, stream and go")
     parser.addoption("--stress", type=float, default=3.0, help="seconds to read and write under stress")
 
 
@@ -81,6 +83,16 @@ def open_stream(client: ControlClient, receiver: StreamReceiver, packet_size: in
     client.write_register(SCPS, packet_size)
     client.write_register(SCDA, address_word(receiver.endpoint[0]))
     client.write_register(SCP, receiver.port)
+
+
+@pytest.fixture(scope="session")
+def aravis_binding() -> None:
+    """Skip tests whose client programs need the Aravis library's Python binding when it is not there."""
+    gi = pytest.importorskip("gi", reason="the Aravis binding (gir1.2-aravis-0.8) is not installed")
+    try:
+        gi.require_version("Aravis", "0.8")
+    except ValueError as error:
+        pytest.skip(str(error))
 
 
 @dataclasses.dataclass

@@ -5,63 +5,19 @@ import os
 import pathlib
 import subprocess
 import sys
-import threading
 
-import numpy as np
 import pytest
 
 import tarn
 from aravis_tools import camera_test_counts, tool
 from conftest import Camera, free_address
+from feeding import Feeder, noise
 from tarn import PfncFormat
 from tarn.gevserver import State
 
 GRAB = pathlib.Path(__file__).with_name("aravis_grab.py")
 
-
-@pytest.fixture(scope="module", autouse=True)
-def _binding():
-    pytest.importorskip("gi", reason="the Aravis binding (gir1.2-aravis-0.8) is not installed")
-    import gi
-
-    try:
-        gi.require_version("Aravis", "0.8")
-    except ValueError as error:
-        pytest.skip(str(error))
-
-
-class Feeder:
-    """Sends pictures in turn, at a steady rate, while a client streams."""
-
-    def __init__(self, camera: Camera, pictures: list[np.ndarray], rate: float = 50) -> None:
-        self._camera = camera
-        self._pictures = pictures
-        self._rate = rate
-        self._ending = threading.Event()
-        self._thread = threading.Thread(target=self._run)
-
-    def __enter__(self) -> "Feeder":
-        self._thread.start()
-        return self
-
-    def __exit__(self, *exception: object) -> None:
-        self._ending.set()
-        self._thread.join()
-
-    def _run(self) -> None:
-        stream = self._camera.server.stream
-        number = 0
-        while not self._ending.wait(1 / self._rate):
-            if stream.is_running:
-                image = tarn.WrappedImage.from_buffer(self._pictures[number % len(self._pictures)])
-                number += stream.try_send(image, lambda image: None)
-
-
-def noise(size: tuple[int, int], pixel_format: int, seed: int) -> np.ndarray:
-    random = np.random.default_rng(seed)
-    shape = (size[1], size[0], 3) if pixel_format == PfncFormat.RGB8 else (size[1], size[0])
-    depth = {PfncFormat.Mono12: 12, PfncFormat.Mono16: 16}.get(pixel_format, 8)
-    return random.integers(0, 1 << depth, shape, np.uint16 if depth > 8 else np.uint8)
+pytestmark = pytest.mark.usefixtures("aravis_binding")
 
 
 @pytest.mark.parametrize("way", ["packet-socket", "udp-socket"])
