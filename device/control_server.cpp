@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t kReceiveBuffer =
     2048;  // larger than any command, so that longer ones are recognised as such
 constexpr std::size_t kMostWaiting = 64;  // commands; clients have one under way each
+constexpr std::size_t kMostDelayed = 64;  // discoveries
 constexpr int kMostInOneGo = 64;          // datagrams of one socket before the clock is looked at again
 constexpr std::chrono::seconds kStopPatience{5};
 
@@ -30,7 +31,19 @@ struct Job {
   Instant arrival;
   Instant next_notice;  ///< when its client is told next that it takes longer
 
+  Job(const ControlRequest& request, Instant notice)
+      : bytes(request.bytes.begin(), request.bytes.end()),
+        source(request.source),
+        broadcast(request.broadcast),
+        arrival(request.arrival),
+        next_notice(notice) {}
   ControlRequest Request() const { return {bytes, source, broadcast, arrival}; }
+};
+
+/// A command that is answered later on purpose.
+struct Delayed {
+  Instant due;
+  Job job;
 };
 
 /// The request to wait: | reserved 16 | milliseconds 16 | behind an answer's header.
@@ -120,21 +133,26 @@ class ControlServer::Threads {
   void Answer(const ControlRequest& request);
   void Send(ByteView answer, Endpoint client);
   void Enqueue(const ControlRequest& request);
+  Instant NextDelayed() const;
+  void AnswerDelayed(Instant now);
+  void AskForCall();
   void ExecuteJobs();
   Instant NextNotice();
   void SendNotices(Instant now);
-  Endpoint Waiting();
+  std::vector<Endpoint> Waiting();
 
   ControlSockets sockets_;
   Wakeup wakeup_;
   ControlService* service_ = nullptr;  ///< alive while a thread runs
+  std::vector<Delayed> delayed_;       ///< of the thread that hears
 
   Mutex mutex_;
   std::thread hearing_ TARN_GUARDED_BY(mutex_);
   std::thread executing_ TARN_GUARDED_BY(mutex_);
   std::condition_variable_any job_came_;
   std::condition_variable_any ended_;
-  std::deque<Job> jobs_ TARN_GUARDED_BY(mutex_);  ///< the first one is being executed
+  std::deque<Job> jobs_ TARN_GUARDED_BY(mutex_);     ///< the first one is being executed
+  bool call_asked_ TARN_GUARDED_BY(mutex_) = false;  ///< for the service's Call
   int running_ TARN_GUARDED_BY(mutex_) = 0;
   bool ending_ TARN_GUARDED_BY(mutex_) = false;
 };
@@ -149,7 +167,7 @@ void ControlServer::Threads::Hear(SideChannel* side) {
   poller.Add(side_fds[1]);
   while (!Ending()) {
     const Instant side_deadline = side ? side->Deadline() : Instant::max();
-    const Instant deadline = std::min({service_->Deadline(), NextNotice(), side_deadline});
+    const Instant deadline = std::min({service_->Deadline(), NextNotice(), NextDelayed(), side_deadline});
     poller.Wait(deadline == Instant::max() ? std::nullopt : std::optional(deadline));
     if (poller.Ready(0)) wakeup_.Clear();
     for (std::size_t i = 0; i < fds.size(); ++i) {
@@ -158,7 +176,8 @@ void ControlServer::Threads::Hear(SideChannel* side) {
     const Instant now = Now();
     if (poller.Ready(first_side) || poller.Ready(first_side + 1) || now >= side_deadline) side->Serve();
     SendNotices(now);
-    service_->Tick(now, Waiting());
+    AnswerDelayed(now);
+    if (service_->Tick(now, Waiting())) AskForCall();
   }
   NoteEnd();
 }
@@ -169,12 +188,34 @@ void ControlServer::Threads::Receive(int fd) {
     const auto received = sockets_.Receive(fd, buffer);
     if (!received) return;
     const ControlRequest request{received->bytes, received->source, received->broadcast, received->arrival};
-    if (service_->Arrived(request)) {
-      Enqueue(request);
-    } else {
-      Answer(request);
+    const Reception reception = service_->Arrived(request);
+    switch (reception.turn) {
+      case Reception::Turn::Now:
+        Answer(request);
+        break;
+      case Reception::Turn::Listeners:
+        Enqueue(request);
+        break;
+      case Reception::Turn::Later:
+        if (delayed_.size() < kMostDelayed) delayed_.push_back({reception.due, {request, Instant::max()}});
+        break;
+      case Reception::Turn::Never:
+        break;
     }
   }
+}
+
+Instant ControlServer::Threads::NextDelayed() const {
+  Instant next = Instant::max();
+  for (const Delayed& delayed : delayed_) next = std::min(next, delayed.due);
+  return next;
+}
+
+void ControlServer::Threads::AnswerDelayed(Instant now) {
+  for (const Delayed& delayed : delayed_) {
+    if (now >= delayed.due) Answer(delayed.job.Request());
+  }
+  std::erase_if(delayed_, [now](const Delayed& delayed) { return now >= delayed.due; });
 }
 
 void ControlServer::Threads::Answer(const ControlRequest& request) {
@@ -196,11 +237,7 @@ void ControlServer::Threads::Enqueue(const ControlRequest& request) {
     return job.source == request.source && std::ranges::equal(job.bytes, request.bytes);
   });
   if (repeated || jobs_.size() >= kMostWaiting) return;
-  jobs_.push_back({{request.bytes.begin(), request.bytes.end()},
-                   request.source,
-                   request.broadcast,
-                   request.arrival,
-                   patience ? request.arrival + *patience : Instant::max()});
+  jobs_.emplace_back(request, patience ? request.arrival + *patience : Instant::max());
   job_came_.notify_all();
 }
 
@@ -208,6 +245,12 @@ void ControlServer::Threads::ExecuteJobs() {
   {
     MutexLock lock(mutex_);
     while (!ending_) {
+      if (std::exchange(call_asked_, false)) {  // first, since actions are to happen at once
+        lock.unlock();
+        service_->Call();
+        lock.lock();
+        continue;
+      }
       if (jobs_.empty()) {
         job_came_.wait(lock);
         continue;
@@ -250,9 +293,17 @@ void ControlServer::Threads::SendNotices(Instant now) {
   }
 }
 
-Endpoint ControlServer::Threads::Waiting() {
+std::vector<Endpoint> ControlServer::Threads::Waiting() {
   const MutexLock lock(mutex_);
-  return jobs_.empty() ? Endpoint{} : jobs_.front().source;
+  std::vector<Endpoint> clients;
+  for (const Job& job : jobs_) clients.push_back(job.source);
+  return clients;
+}
+
+void ControlServer::Threads::AskForCall() {
+  const MutexLock lock(mutex_);
+  call_asked_ = true;
+  job_came_.notify_all();
 }
 
 ControlServer::ControlServer(std::uint32_t address, std::uint16_t port)

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "base/clock.h"
 #include "base/endpoint.h"
@@ -20,18 +21,21 @@ class ControlService {
  public:
   virtual ~ControlService() = default;
 
-  /// A datagram came in. \return true when executing it means calling listeners
-  virtual bool Arrived(const ControlRequest& request) = 0;
-  /// Executes it. \return bytes written to `answer` (kMaxControlDatagram bytes); 0 for silence
+  /// A datagram came in: decides when and where it is executed.
+  virtual Reception Arrived(const ControlRequest& request) = 0;
+  /// Executes it, on either thread. \return bytes written to `answer` (kMaxControlDatagram bytes); 0 for
+  /// silence
   virtual std::size_t Execute(const ControlRequest& request, MutableByteView answer) = 0;
   /// What had to wait until the answer was sent.
   virtual void Answered() = 0;
 
   /// When Tick must be called next; the end of time for never.
   virtual Instant Deadline() = 0;
-  /// \param waiting  a client whose command is being executed: its silence is our doing; none when the port
-  /// is 0
-  virtual void Tick(Instant now, Endpoint waiting) = 0;
+  /// \param waiting  clients whose commands wait or are being executed: their silence is our doing
+  /// \return whether Call has something to do
+  virtual bool Tick(Instant now, const std::vector<Endpoint>& waiting) = 0;
+  /// Calls the listeners of what happened without a command. Only where listeners may be called.
+  virtual void Call() = 0;
 
   /// How long a command may take before its client is asked for patience; nothing when the client forbids
   /// that.

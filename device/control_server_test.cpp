@@ -25,13 +25,19 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kLoopback = 0x7F000001;
 
-/// Commands with an odd request id call a listener, which lasts until it is let go.
+/// Commands with an odd request id call a listener, which lasts until it is let go. Those with an id from
+/// 0x80 on are answered a little later, those from 0xC0 on never.
 class FakeService final : public ControlService {
  public:
-  bool Arrived(const ControlRequest& request) override { return (request.bytes.back() & 1) != 0; }
+  Reception Arrived(const ControlRequest& request) override {
+    const std::uint8_t id = request.bytes.back();
+    if (id >= 0xC0) return {Reception::Turn::Never, {}};
+    if (id >= 0x80) return {Reception::Turn::Later, request.arrival + milliseconds(id - 0x80)};
+    return {(id & 1) != 0 ? Reception::Turn::Listeners : Reception::Turn::Now, {}};
+  }
 
   std::size_t Execute(const ControlRequest& request, MutableByteView answer) override {
-    if ((request.bytes.back() & 1) != 0) {
+    if (request.bytes.back() < 0x80 && (request.bytes.back() & 1) != 0) {
       ++begun;
       if (in_listener) in_listener();
       let_go.get_future().wait_for(seconds(20));
@@ -42,7 +48,14 @@ class FakeService final : public ControlService {
 
   void Answered() override { ++answered; }
   Instant Deadline() override { return Now() + milliseconds(20); }
-  void Tick(Instant, Endpoint waiting) override { waiting_port = waiting.port; }
+  bool Tick(Instant, const std::vector<Endpoint>& waiting) override {
+    waiting_clients = waiting.size();
+    return calls_wanted > calls;
+  }
+  void Call() override {
+    caller = std::this_thread::get_id();
+    ++calls;
+  }
   std::optional<milliseconds> PendingAfter() override { return patience; }
 
   std::promise<void> let_go;
@@ -50,7 +63,10 @@ class FakeService final : public ControlService {
   std::optional<milliseconds> patience;
   std::atomic<int> begun = 0;
   std::atomic<int> answered = 0;
-  std::atomic<std::uint16_t> waiting_port = 0;
+  std::atomic<std::size_t> waiting_clients = 0;
+  std::atomic<int> calls_wanted = 0;
+  std::atomic<int> calls = 0;
+  std::atomic<std::thread::id> caller;
 };
 
 /// A client's socket.
@@ -101,7 +117,7 @@ bool Eventually(const std::function<bool()>& condition) {
 TEST(ControlServer, KeepsNobodyWaitingForASlowListener) {
   const auto service = std::make_shared<FakeService>();
   ControlServer server(kLoopback, 0);
-  server.Start(service);
+  server.Start(service, nullptr);
   Client slow(server.Local());
   Client quick(server.Local());
   slow.Say(1);
@@ -111,10 +127,10 @@ TEST(ControlServer, KeepsNobodyWaitingForASlowListener) {
     quick.Say(2);
     EXPECT_EQ(quick.Hear(), Bytes{2});
   }
-  EXPECT_TRUE(Eventually([&] { return service->waiting_port != 0; }));
+  EXPECT_TRUE(Eventually([&] { return service->waiting_clients == 1; }));
   service->let_go.set_value();
   EXPECT_EQ(slow.Hear(), Bytes{1});
-  EXPECT_TRUE(Eventually([&] { return service->waiting_port == 0; }));
+  EXPECT_TRUE(Eventually([&] { return service->waiting_clients == 0; }));
   EXPECT_EQ(service->begun, 1);
   EXPECT_EQ(slow.Hear(milliseconds(50)), Bytes());  // and nobody was asked for patience
   server.Stop();
@@ -125,7 +141,7 @@ TEST(ControlServer, AsksForPatienceWhereTheClientAllowsIt) {
   const auto service = std::make_shared<FakeService>();
   service->patience = milliseconds(50);
   ControlServer server(kLoopback, 0);
-  server.Start(service);
+  server.Start(service, nullptr);
   Client client(server.Local());
   const Instant sent = Now();
   client.Say(1);
@@ -140,10 +156,54 @@ TEST(ControlServer, AsksForPatienceWhereTheClientAllowsIt) {
   server.Stop();
 }
 
+TEST(ControlServer, CountsEveryClientWhoseCommandWaits) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service, nullptr);
+  Client first(server.Local());
+  Client second(server.Local());
+  first.Say(1);
+  second.Say(3);
+  EXPECT_TRUE(Eventually([&] { return service->waiting_clients == 2; }));
+  service->let_go.set_value();
+  EXPECT_EQ(first.Hear(), Bytes{1});
+  EXPECT_EQ(second.Hear(), Bytes{3});
+  server.Stop();
+}
+
+TEST(ControlServer, DelaysAnswersWithoutDelayingOthers) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service, nullptr);
+  Client client(server.Local());
+  for (const int id : {0xC0, 0xBF, 0xA0, 0x02}) client.Say(static_cast<std::uint8_t>(id));
+  EXPECT_EQ(client.Hear(), Bytes{0x02});
+  EXPECT_EQ(client.Hear(), Bytes{0xA0});  // by when they are due, not by when they came
+  EXPECT_EQ(client.Hear(), Bytes{0xBF});
+  EXPECT_EQ(client.Hear(milliseconds(50)), Bytes());
+  server.Stop();
+}
+
+TEST(ControlServer, CallsListenersWhereCommandsWithListenersRun) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service, nullptr);
+  service->calls_wanted = 3;
+  EXPECT_TRUE(Eventually([&] { return service->calls == 3; }));
+  std::atomic<std::thread::id> listener;
+  service->in_listener = [&] { listener = std::this_thread::get_id(); };
+  service->let_go.set_value();
+  Client client(server.Local());
+  client.Say(1);
+  EXPECT_EQ(client.Hear(), Bytes{1});
+  EXPECT_EQ(service->caller.load(), listener.load());
+  server.Stop();
+}
+
 TEST(ControlServer, CanBeStoppedByAListener) {
   const auto service = std::make_shared<FakeService>();
   ControlServer server(kLoopback, 0);
-  server.Start(service);
+  server.Start(service, nullptr);
   const Endpoint local = server.Local();
   std::promise<void> stopped;
   service->in_listener = [&] {
@@ -161,7 +221,7 @@ TEST(ControlServer, CanBeStoppedByAListener) {
 TEST(ControlServer, LetsGoOfItsThreadsWhenAbandoned) {
   const auto service = std::make_shared<FakeService>();
   std::optional<ControlServer> server(std::in_place, kLoopback, std::uint16_t{0});
-  server->Start(service);
+  server->Start(service, nullptr);
   const Endpoint local = server->Local();
   Client client(local);
   client.Say(1);

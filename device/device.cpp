@@ -124,7 +124,8 @@ std::shared_ptr<StreamChannel> Device::TakeDown(std::unique_ptr<ControlServer>& 
 }
 
 void Device::Thaw() {
-  channel_.Close();
+  channel_.Reset();
+  fired_.clear();
   LockParameters(false);
   ForgetEventSources();
   messages_ = nullptr;

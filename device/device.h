@@ -4,9 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "base/endpoint.h"
 #include "device/action_queue.h"
@@ -90,11 +93,12 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void Settle() override;
 
   // ControlService
-  bool Arrived(const ControlRequest& request) override;
+  Reception Arrived(const ControlRequest& request) override;
   std::size_t Execute(const ControlRequest& request, MutableByteView answer) override;
   void Answered() override;
   Instant Deadline() override;
-  void Tick(Instant now, Endpoint waiting) override;
+  bool Tick(Instant now, const std::vector<Endpoint>& waiting) override;
+  void Call() override;
   std::optional<std::chrono::milliseconds> PendingAfter() override;
 
  private:
@@ -118,6 +122,8 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void FollowPrivilege();
   void FollowStreamPort();
   void FollowTimestampControl();
+  void FallSilent(Instant now, const std::vector<Endpoint>& waiting);
+  void FireSignals(SignalSet signals);
   void OpenMessages(std::uint32_t address);
   void FollowMessageChannel();
   void FollowNotification();
@@ -151,9 +157,10 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   // Guarded by the tree lock.
   FeatureTree tree_;
   RegisterFile registers_{tree_};
-  ControlChannel channel_{tree_, registers_};
+  ControlChannel channel_{tree_, registers_, std::random_device()()};
   UserSets user_sets_{tree_, registers_};
   std::vector<PlacedRegister> loaded_;  ///< by a command whose listeners have not heard of it yet
+  std::deque<std::uint32_t> fired_;     ///< registers of signals whose listeners have not heard yet
   std::unique_ptr<ControlServer> server_;
   std::shared_ptr<StreamChannel> stream_;
   std::shared_ptr<MessageChannel> messages_;

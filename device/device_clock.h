@@ -15,10 +15,16 @@ class DeviceClock {
   std::uint64_t Ticks() const noexcept {
     return static_cast<std::uint64_t>(Now().time_since_epoch().count() - zero_.load());
   }
+  /// When the clock shows, or showed, `ticks` as long as nobody resets it; the end of time for never.
+  Instant At(std::uint64_t ticks) const noexcept {
+    const std::int64_t zero = zero_;
+    if (ticks > static_cast<std::uint64_t>(INT64_MAX - zero)) return Instant::max();
+    return Instant(Nanoseconds(zero + static_cast<std::int64_t>(ticks)));
+  }
   void Reset() noexcept { zero_ = Now().time_since_epoch().count(); }
 
  private:
-  std::atomic<std::int64_t> zero_ = Now().time_since_epoch().count();  // written by Reset, read by Ticks
+  std::atomic<std::int64_t> zero_ = Now().time_since_epoch().count();  // written by Reset, read by others
 };
 
 }  // namespace Tarn

@@ -14,22 +14,8 @@ namespace {
 
 using Listeners = std::vector<std::shared_ptr<const NodeListener>>;
 
-/// The listeners of the nodes in order; shared, so that each lives through its call.
-Listeners ListenersOf(const std::vector<NodePtr>& nodes, NodeEvent event) {
-  Listeners found;
-  for (const NodePtr& node : nodes) {
-    for (const auto& listener : node->listeners) {
-      if (listener->event == event) found.push_back(listener);
-    }
-  }
-  return found;
-}
-
-/// Loading or saving a user set reaches far more nodes than the command's own.
-bool IsUserSetCommand(const Node& node) {
-  return node.is_register() &&
-         (node.reg->address == OwnRegisters::kUserSetLoad || node.reg->address == OwnRegisters::kUserSetSave);
-}
+// More actions than this are counted, but their listeners are called no more often: they read the count.
+constexpr std::size_t kMostUnheard = 64;
 
 }  // namespace
 
@@ -39,7 +25,7 @@ class Device::Actions final : public ControlActions {
   Actions(Device& device, MutexLock& lock, Endpoint client) : device_(device), lock_(lock), client_(client) {}
 
   void BeforeRead(std::uint32_t address, std::uint32_t length) override {
-    Tell(ListenersOf(device_.registers_.Concerned(address, length), NodeEvent::Read));
+    Tell(device_.registers_.Listeners(address, length, NodeEvent::Read));
   }
 
   void AfterWrite(std::uint32_t address, std::uint32_t length) override {
@@ -62,11 +48,14 @@ class Device::Actions final : public ControlActions {
         {requester, command.block_id, command.first_packet, command.last_packet, command.extended});
   }
 
+  Instant AtTicks(std::uint64_t ticks) const override { return device_.clock_->At(ticks); }
+  void Fire(SignalSet signals) override { device_.FireSignals(signals); }
+  void Report(std::uint16_t number) override { device_.TellEvent(number); }
+
  private:
   void TellWritten(std::uint32_t address, std::uint32_t length) {
-    const std::vector<NodePtr> nodes = device_.registers_.Concerned(address, length);
-    Tell(ListenersOf(nodes, NodeEvent::Write));
-    for (const NodePtr& node : nodes) Finish(*node);
+    Tell(device_.registers_.Listeners(address, length, NodeEvent::Write));
+    for (const NodePtr& node : device_.registers_.Concerned(address, length)) Finish(*node);
   }
 
   /// Saves once more, after all whose values are brought up to date by read listeners were.
@@ -89,13 +78,13 @@ class Device::Actions final : public ControlActions {
 
   // The lock is the caller's, held again on return; the analysis does not follow it through the reference.
   void Tell(const Listeners& listeners) TARN_NO_THREAD_SAFETY_ANALYSIS {
+    if (listeners.empty()) return;
     lock_.unlock();
     device_.actions_.Drain();
     for (const auto& listener : listeners) listener->call(listener->context);
     lock_.lock();
     // Its silence was ours as long as the listeners ran.
-    if (!listeners.empty() && device_.channel_.Privilege().IsHolder(client_))
-      device_.channel_.KeepAlive(Now());
+    if (device_.channel_.Privilege().IsHolder(client_)) device_.channel_.KeepAlive(Now());
   }
 
   Device& device_;
@@ -103,12 +92,9 @@ class Device::Actions final : public ControlActions {
   const Endpoint client_;
 };
 
-bool Device::Arrived(const ControlRequest& request) {
+Reception Device::Arrived(const ControlRequest& request) {
   const MutexLock lock(TreeLock());
-  channel_.Heard(request);
-  const std::vector<NodePtr> nodes = channel_.Concerned(request.bytes);
-  return std::ranges::any_of(
-      nodes, [](const NodePtr& node) { return !node->listeners.empty() || IsUserSetCommand(*node); });
+  return channel_.Arrived(request);
 }
 
 std::size_t Device::Execute(const ControlRequest& request, MutableByteView answer) {
@@ -133,22 +119,51 @@ void Device::Answered() {
 
 Instant Device::Deadline() {
   const MutexLock lock(TreeLock());
-  return channel_.HeartbeatDeadline();
+  return std::min(channel_.HeartbeatDeadline(), channel_.NextAction());
 }
 
-void Device::Tick(Instant now, Endpoint waiting) {
-  {
-    const MutexLock lock(TreeLock());
-    if (now < channel_.HeartbeatDeadline()) return;
-    if (waiting.port != 0 && channel_.Privilege().IsHolder(waiting)) {
-      channel_.KeepAlive(now);
-      return;
-    }
-    channel_.Expire(now);
-    ++heartbeat_timeouts_;
-    FollowStores();
+bool Device::Tick(Instant now, const std::vector<Endpoint>& waiting) {
+  MutexLock lock(TreeLock());
+  const bool silent = now >= channel_.HeartbeatDeadline();
+  const bool due = now >= channel_.NextAction();
+  if (due) {
+    Actions actions(*this, lock, {});
+    channel_.FireDue(now, actions);
   }
-  actions_.Drain();
+  if (silent) FallSilent(now, waiting);
+  if (silent || due) FollowStores();
+  const bool unheard = !fired_.empty();
+  lock.unlock();
+  if (silent || due) actions_.Drain();
+  return unheard;
+}
+
+void Device::FallSilent(Instant now, const std::vector<Endpoint>& waiting) {
+  const bool ours =
+      std::ranges::any_of(waiting, [&](Endpoint client) { return channel_.Privilege().IsHolder(client); });
+  if (ours) return channel_.KeepAlive(now);
+  channel_.Expire(now);
+  ++heartbeat_timeouts_;
+}
+
+void Device::FireSignals(SignalSet signals) {
+  for (std::uint32_t signal = 0; signal < kActionSignals; ++signal) {
+    if (!signals[signal]) continue;
+    const std::uint32_t reg = OwnRegisters::kActionCounts + 4 * signal;
+    tree_.Memory().Store32(reg, tree_.Memory().Load32(reg) + 1);
+    tree_.NoteStore(reg);
+    if (fired_.size() < kMostUnheard && registers_.HasListeners(reg, 4)) fired_.push_back(reg);
+  }
+}
+
+void Device::Call() {
+  MutexLock lock(TreeLock());
+  Actions actions(*this, lock, {});
+  while (server_ && !fired_.empty()) {
+    const std::uint32_t reg = fired_.front();
+    fired_.pop_front();
+    actions.AfterWrite(reg, 4);
+  }
 }
 
 std::optional<std::chrono::milliseconds> Device::PendingAfter() {
@@ -203,6 +218,7 @@ void Device::FollowStore(std::uint64_t address) {
       return PostStreamConfig();
     case Bootstrap::kStreamPacketDelay:
     case Bootstrap::kStreamDestination:
+    case Bootstrap::kStreamChannelConfiguration:
     case Bootstrap::kControlConfiguration:
     case OwnRegisters::kThroughputLimitMode:
     case OwnRegisters::kThroughputLimit:
@@ -253,7 +269,7 @@ void Device::FollowTimestampControl() {
 
 void Device::FollowPrivilege() {
   const bool held = channel_.Privilege().Held();
-  if (held == controlled_) return;
+  if (held == controlled_) return PostStreamConfig();  // resends follow control that went from hand to hand
   if (!held) StopAcquisition();
   controlled_ = held;
   Post(held ? ServerEvent::Connected : ServerEvent::Disconnected);

@@ -8,10 +8,10 @@
 
 #include "base/engine_error.h"
 #include "engine/control/control_channel.h"
+#include "engine/features/standard_features.h"
 #include "engine/nodes/node_items.h"
 #include "engine/nodes/node_links.h"
 #include "engine/nodes/node_values.h"
-#include "engine/features/standard_features.h"
 #include "wire/bootstrap.h"
 
 namespace {
@@ -84,6 +84,9 @@ class Actions final : public ControlActions {
     }
   }
   void Resend(const ResendCommand&, Endpoint requester) override { resender_ = requester; }
+  Instant AtTicks(std::uint64_t ticks) const override { return Instant(Nanoseconds(ticks >> 1)); }
+  void Fire(SignalSet signals) override { Require(signals.any()); }
+  void Report(std::uint16_t) override {}
 
   Endpoint resender_;
 
@@ -104,22 +107,25 @@ class Conversation {
   void Pass(std::chrono::milliseconds time) {
     now_ += time;
     channel_.Expire(now_);
-    Require(channel_.HeartbeatDeadline() > now_);
+    channel_.FireDue(now_, actions_);
+    Require(std::min(channel_.HeartbeatDeadline(), channel_.NextAction()) > now_);
   }
 
   void Say(Endpoint client, bool broadcast, ByteView datagram) {
     const ControlRequest request{datagram, client, broadcast, now_};
     const Endpoint holder = channel_.Privilege().Holder();
+    const bool for_takers =
+        ControlPrivilegeBits::SwitchoverEnable::Get(tree_.Memory().Load32(Bootstrap::kControlPrivilege)) != 0;
     const std::vector<std::uint8_t> before = Content();
-    channel_.Heard(request);
-    channel_.Concerned(datagram);
+    if (channel_.Arrived(request).turn == Reception::Turn::Never) return;
     std::array<std::uint8_t, kMaxControlDatagram> answer;
     actions_.resender_ = {};
     const std::size_t size = channel_.Handle(request, actions_, answer);
     CheckAnswer(datagram, ByteView(answer).first(size));
     // Control decides about everything but the wish for it.
     if (client != holder) Require(Content() == before);
-    if (holder != Endpoint{} && client != holder) Require(channel_.Privilege().Holder() == holder);
+    const bool fixed = holder != Endpoint{} && client != holder && !for_takers;
+    if (fixed) Require(channel_.Privilege().Holder() == holder);
     Require(actions_.resender_ == Endpoint{} || actions_.resender_.address == holder.address);
     tree_.TakeStores();
   }
@@ -148,7 +154,7 @@ class Conversation {
 
   FeatureTree tree_;
   RegisterFile registers_{tree_};
-  ControlChannel channel_{tree_, registers_};
+  ControlChannel channel_{tree_, registers_, 1};
   Actions actions_{registers_};
   Instant now_{std::chrono::seconds(1)};
 };

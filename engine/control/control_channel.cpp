@@ -4,11 +4,17 @@
 #include <array>
 
 #include "wire/bootstrap.h"
+#include "wire/event_command.h"
 
 namespace Tarn {
 namespace {
 
 bool IsWrite(Command command) { return command == Command::WriteReg || command == Command::WriteMem; }
+
+/// Commands that may be sent to all devices at once.
+bool IsForAll(Command command) {
+  return command == Command::Discovery || command == Command::ForceIp || command == Command::Action;
+}
 
 /// Commands that show nothing about the holder's wish to keep control.
 bool IsBystander(Command command) {
@@ -28,6 +34,12 @@ std::size_t Answer(MutableByteView buffer, const CommandHeader& command, WireSta
   return AckHeader::kSize + payload;
 }
 
+/// How many bytes a memory read asks for. \param in  behind the header
+std::uint32_t ReadMemoryCount(ByteReader in) {
+  in.Skip(6);  // address, reserved
+  return in.Take<std::uint16_t>();
+}
+
 /// Answers to writes say how far they came: reserved, then the index.
 void PutIndex(ByteWriter& out, std::size_t index) {
   out.Put(std::uint16_t{0});
@@ -43,8 +55,7 @@ std::size_t ControlChannel::Handle(const ControlRequest& request, ControlActions
   if (!header || header->length != in.Rest().size()) return 0;
   const Command command = header->command;
   const bool wants_answer = (header->flags & CommandFlag::kAckRequired) != 0;
-  const bool for_all = command == Command::Discovery || command == Command::ForceIp;
-  if (request.broadcast && !for_all) return 0;
+  if (request.broadcast && !IsForAll(command)) return 0;
   if (!wants_answer && (command == Command::ReadReg || command == Command::ReadMem)) return 0;
   if (IsWrite(command)) {
     const ByteView known = answered_.Find(request.source, request.bytes);
@@ -61,7 +72,7 @@ std::size_t ControlChannel::Handle(const ControlRequest& request, ControlActions
     return 0;
   }
   bool silent = !wants_answer;
-  const WireStatus status = command == Command::ForceIp ? ForceIp(context, silent) : Execute(context);
+  const WireStatus status = Execute(context, silent);
   // Refused reads carry nothing, refused writes the place of the failure.
   const std::size_t payload = status == WireStatus::Success || IsWrite(command) ? out.Size() : 0;
   const std::size_t size = Answer(answer, *header, status, payload);
@@ -71,10 +82,14 @@ std::size_t ControlChannel::Handle(const ControlRequest& request, ControlActions
   return silent ? 0 : size;
 }
 
-WireStatus ControlChannel::Execute(Context& context) {
+WireStatus ControlChannel::Execute(Context& context, bool& silent) {
   switch (context.header.command) {
     case Command::Discovery:
       return Discovery(context);
+    case Command::ForceIp:
+      return ForceIp(context, silent);
+    case Command::Action:
+      return Action(context, silent);
     case Command::ReadReg:
       return ReadRegisters(context);
     case Command::ReadMem:
@@ -211,13 +226,16 @@ WireStatus ControlChannel::WriteUnit(Context& context, std::uint32_t address, By
 
 WireStatus ControlChannel::WritePrivilege(Context& context, std::uint32_t value) {
   const Endpoint before = privilege_.Holder();
-  const WireStatus status = privilege_.Write(context.request.source, value, context.request.arrival);
+  const std::uint32_t key = Switchover::Key::Get(tree_.Memory().Load32(Bootstrap::kSwitchoverKey));
+  const WireStatus status = privilege_.Write(context.request.source, value, key, context.request.arrival);
   if (status != WireStatus::Success) return status;
   if (!privilege_.Held() && before != Endpoint{}) {
     Close();
   } else {
     ShowPrivilege();
   }
+  const bool switched = privilege_.Held() && before != Endpoint{} && !privilege_.IsHolder(before);
+  if (switched) context.actions.Report(EventNumber::kPrimaryApplicationSwitch);
   context.actions.AfterWrite(Bootstrap::kControlPrivilege, 4);
   return status;
 }
@@ -238,46 +256,106 @@ void ControlChannel::RequestResend(const Context& context) {
   if (command && command->channel == 0) context.actions.Resend(*command, context.request.source);
 }
 
-void ControlChannel::Heard(const ControlRequest& request) {
+Reception ControlChannel::Arrived(const ControlRequest& request) {
   ByteReader in(request.bytes);
   const std::optional<CommandHeader> header = CommandHeader::Decode(in);
-  if (header && !IsBystander(header->command)) privilege_.Heard(request.source, request.arrival);
+  if (!header) return {Reception::Turn::Never, {}};
+  if (!IsBystander(header->command)) privilege_.Heard(request.source, request.arrival);
+  const Reception admitted = Admit(request, *header, in);
+  if (admitted.turn != Reception::Turn::Now || !HasListeners(header->command, in)) return admitted;
+  return {Reception::Turn::Listeners, {}};
 }
 
-std::vector<NodePtr> ControlChannel::Concerned(ByteView command) const {
-  ByteReader in(command);
-  const std::optional<CommandHeader> header = CommandHeader::Decode(in);
-  if (!header) return {};
-  std::vector<NodePtr> found;
-  const auto add = [&](std::uint32_t address, std::uint32_t length) {
-    const std::vector<NodePtr> nodes = registers_.Concerned(address, length);
-    found.insert(found.end(), nodes.begin(), nodes.end());
-  };
-  switch (header->command) {
+Reception ControlChannel::Admit(const ControlRequest& request, const CommandHeader& header, ByteReader in) {
+  constexpr Reception kDropped{Reception::Turn::Never, {}};
+  const std::uint32_t source = request.source.address;
+  if (header.command == Command::Discovery) {
+    if (!open_access_.AdmitsDiscovery(source, request.arrival)) return kDropped;
+    const std::uint32_t most =
+        DiscoveryDelay::Milliseconds::Get(tree_.Memory().Load32(Bootstrap::kDiscoveryDelay));
+    if (!request.broadcast || most == 0) return {};
+    return {Reception::Turn::Later, request.arrival + open_access_.Delay(most)};
+  }
+  if (header.command == Command::ReadMem && !privilege_.IsHolder(request.source)) {
+    constexpr std::uint32_t kWithoutExcess = 4;  // the question's own length
+    const std::uint32_t count = ReadMemoryCount(in);
+    const std::uint32_t excess = std::max(count, kWithoutExcess) - kWithoutExcess;
+    if (!open_access_.AdmitsRead(source, excess, request.arrival)) return kDropped;
+  }
+  return {};
+}
+
+bool ControlChannel::HasListeners(Command command, ByteReader in) const {
+  switch (command) {
     case Command::ReadMem: {
       const auto address = in.Take<std::uint32_t>();
       in.Skip(2);
-      add(address, in.Take<std::uint16_t>());
-      break;
+      return registers_.HasListeners(address, in.Take<std::uint16_t>());
     }
     case Command::WriteMem: {
       const auto address = in.Take<std::uint32_t>();
-      add(address, static_cast<std::uint32_t>(in.Rest().size()));
-      break;
+      return registers_.HasListeners(address, static_cast<std::uint32_t>(in.Rest().size()));
     }
     case Command::ReadReg:
     case Command::WriteReg: {
-      const std::size_t step = header->command == Command::ReadReg ? 4 : 8;
-      while (in.Rest().size() >= step) {
-        add(in.Take<std::uint32_t>(), 4);
-        in.Skip(step - 4);
+      const std::size_t step = command == Command::ReadReg ? 4 : 8;
+      for (; in.Rest().size() >= step; in.Skip(step)) {
+        if (registers_.HasListeners(LoadBe<std::uint32_t>(in.Rest().data()), 4)) return true;
       }
-      break;
+      return false;
     }
     default:
-      break;
+      return false;
   }
-  return found;
+}
+
+bool ControlChannel::TakesActions() const {
+  const std::uint32_t configuration = tree_.Memory().Load32(Bootstrap::kControlConfiguration);
+  return privilege_.Held() || ControlConfiguration::UnconditionalAction::Get(configuration) != 0;
+}
+
+WireStatus ControlChannel::Action(Context& context, bool& silent) {
+  const ControlRequest& request = context.request;
+  const bool scheduled = (context.header.flags & CommandFlag::kScheduled) != 0;
+  const std::optional<ActionCommand> action = ActionCommand::Decode(context.in, scheduled);
+  if (!action) {
+    silent = silent || request.broadcast;
+    return WireStatus::InvalidHeader;
+  }
+  const std::uint16_t id = context.header.request_id;
+  if (const auto known = signals_.Answered(request.source, id, request.arrival)) return *known;
+  const SignalSet signals = TakesActions() ? ActionSignals::Meant(*action, tree_.Memory()) : SignalSet();
+  if (signals.none()) {
+    silent = true;  // meant for others: most who hear a broadcast are not addressed
+    return WireStatus::Success;
+  }
+  const WireStatus status = Act(context, *action, signals);
+  signals_.Remember(request.source, id, status, request.arrival);
+  return status;
+}
+
+WireStatus ControlChannel::Act(Context& context, const ActionCommand& action, SignalSet signals) {
+  WireStatus status = WireStatus::Success;
+  if (!action.time) {
+    context.actions.Fire(signals);
+    return status;
+  }
+  const Instant due = context.actions.AtTicks(*action.time);
+  if (due <= context.request.arrival) {
+    status = WireStatus::ActionLate;
+    context.actions.Fire(signals);
+    context.actions.Report(EventNumber::kActionLate);
+  } else if (!signals_.Schedule(signals, due)) {
+    status = WireStatus::Overflow;
+  }
+  // Clients that do not know the newer codes are told that something is wrong, but not what.
+  const std::uint32_t configuration = tree_.Memory().Load32(Bootstrap::kControlConfiguration);
+  const bool extended = ControlConfiguration::ExtendedStatus2::Get(configuration) != 0;
+  return extended || status == WireStatus::Success ? status : WireStatus::Error;
+}
+
+void ControlChannel::FireDue(Instant now, ControlActions& actions) {
+  for (SignalSet due = signals_.TakeDue(now); due.any(); due = signals_.TakeDue(now)) actions.Fire(due);
 }
 
 Instant ControlChannel::HeartbeatDeadline() const {
@@ -292,9 +370,15 @@ void ControlChannel::Expire(Instant now) {
   if (now >= HeartbeatDeadline()) Close();
 }
 
+void ControlChannel::Reset() {
+  Close();
+  signals_.Clear();
+}
+
 void ControlChannel::Close() {
   privilege_.Release();
   answered_.Clear();
+  if (!TakesActions()) signals_.Clear();
   ShowPrivilege();
   tree_.Memory().Store32(Bootstrap::kMessagePort, 0);
   tree_.NoteStore(Bootstrap::kMessagePort);

@@ -8,8 +8,11 @@
 
 #include "base/clock.h"
 #include "base/endpoint.h"
+#include "engine/control/action_signals.h"
 #include "engine/control/answered_write.h"
 #include "engine/control/control_privilege.h"
+#include "engine/control/open_access.h"
+#include "engine/control/reception.h"
 #include "engine/registers/register_file.h"
 #include "wire/gvcp.h"
 
@@ -34,6 +37,13 @@ class ControlActions {
   virtual void Resend(const ResendCommand& command, Endpoint requester) = 0;
   /// Whether acquisition is on; a command may have begun with a write that switched it.
   virtual bool Streaming() const = 0;
+  /// When the device's clock shows `ticks`; may lie in the past.
+  virtual Instant AtTicks(std::uint64_t ticks) const = 0;
+  /// The signals fire. Does not let go of the tree lock.
+  virtual void Fire(SignalSet signals) = 0;
+  /// Something happened that clients may want to hear of. Does not let go of the tree lock.
+  /// \param number  one of EventNumber
+  virtual void Report(std::uint16_t number) = 0;
 
  protected:
   ~ControlActions() = default;
@@ -42,17 +52,17 @@ class ControlActions {
 /// Threads: guarded by the tree lock. No call throws on account of what comes in.
 class ControlChannel {
  public:
-  ControlChannel(FeatureTree& tree, RegisterFile& registers) : tree_(tree), registers_(registers) {}
+  /// \param secret  a random number; see OpenAccess
+  ControlChannel(FeatureTree& tree, RegisterFile& registers, std::uint64_t secret)
+      : tree_(tree), registers_(registers), open_access_(secret) {}
+
+  /// To be called at the arrival of each datagram: notes signs of life, and decides when and where Handle is
+  /// to be called with it.
+  Reception Arrived(const ControlRequest& request);
 
   /// Executes one command and writes the answer, if there is one, into `answer` (kMaxControlDatagram bytes).
   /// \return bytes of the answer; 0 for silence
   std::size_t Handle(const ControlRequest& request, ControlActions& actions, MutableByteView answer);
-
-  /// To be called at the arrival of each datagram, before it waits for its turn.
-  void Heard(const ControlRequest& request);
-
-  /// The nodes that hear of the command's accesses; empty for commands that touch none.
-  std::vector<NodePtr> Concerned(ByteView command) const;
 
   const ControlPrivilege& Privilege() const { return privilege_; }
 
@@ -62,8 +72,14 @@ class ControlChannel {
   void Expire(Instant now);
   /// Counts the holder as heard at `now`.
   void KeepAlive(Instant now) { privilege_.Heard(privilege_.Holder(), now); }
-  /// Takes control away from whoever has it and closes what the client opened.
-  void Close();
+
+  /// When a scheduled action is due; the end of time when none waits.
+  Instant NextAction() const { return signals_.NextDue(); }
+  /// Fires the signals of the scheduled actions that are due, in the order of their times.
+  void FireDue(Instant now, ControlActions& actions);
+
+  /// Takes control away from whoever has it, closes what the client opened, and forgets what was to happen.
+  void Reset();
 
  private:
   struct Context {
@@ -74,7 +90,10 @@ class ControlChannel {
     ByteWriter& out;  ///< behind the answer's header
   };
 
-  WireStatus Execute(Context& context);
+  Reception Admit(const ControlRequest& request, const CommandHeader& header, ByteReader in);
+  /// Whether nodes hear of the command's accesses.
+  bool HasListeners(Command command, ByteReader in) const;
+  WireStatus Execute(Context& context, bool& silent);
   WireStatus Discovery(Context& context);
   WireStatus ForceIp(Context& context, bool& silent);
   WireStatus ReadRegisters(Context& context);
@@ -85,11 +104,17 @@ class ControlChannel {
   WireStatus WritePrivilege(Context& context, std::uint32_t value);
   void ShowPrivilege();
   void RequestResend(const Context& context);
+  WireStatus Action(Context& context, bool& silent);
+  WireStatus Act(Context& context, const ActionCommand& action, SignalSet signals);
+  bool TakesActions() const;
+  void Close();
 
   FeatureTree& tree_;
   RegisterFile& registers_;
   ControlPrivilege privilege_;
   AnsweredWrite answered_;
+  ActionSignals signals_;
+  OpenAccess open_access_;
 };
 
 }  // namespace Tarn

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
+#include <set>
 
 #include "base/engine_error.h"
+#include "engine/features/standard_features.h"
 #include "engine/nodes/make_nodes_test.h"
 #include "engine/nodes/node_values.h"
-#include "engine/features/standard_features.h"
 #include "wire/bootstrap.h"
 #include "wire/hex_bytes_test.h"
 
@@ -48,7 +50,8 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
     streaming_ = streaming;
     const Bytes bytes = Hex(command);
     const ControlRequest request{bytes, who, broadcast, now_};
-    channel_.Heard(request);
+    const Reception reception = channel_.Arrived(request);
+    if (reception.turn == Reception::Turn::Never) return {};
     Bytes answer(kMaxControlDatagram);
     answer.resize(channel_.Handle(request, *this, answer));
     return answer;
@@ -75,13 +78,16 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
     writes_.push_back({address, length});
   }
   void Resend(const ResendCommand& command, Endpoint) override { resent_.push_back(command.block_id); }
+  Instant AtTicks(std::uint64_t ticks) const override { return Instant(milliseconds(ticks)); }
+  void Fire(SignalSet signals) override { fired_ += signals.to_string() + ' '; }
+  void Report(std::uint16_t number) override { reported_.push_back(number); }
 
   using Range = std::pair<std::uint32_t, std::uint32_t>;
 
   bool streaming_ = false;
   FeatureTree tree_;
   RegisterFile registers_{tree_};
-  ControlChannel channel_{tree_, registers_};
+  ControlChannel channel_{tree_, registers_, 1};
   NodePtr number_;
   NodePtr wide_;
   Instant now_{std::chrono::seconds(100)};
@@ -89,6 +95,8 @@ class ControlChannelTest : public testing::Test, protected ControlActions {
   std::vector<Range> reads_;
   std::vector<Range> writes_;
   std::vector<std::uint64_t> resent_;
+  std::string fired_;  ///< sets of signals, the last signal first
+  std::vector<std::uint16_t> reported_;
 };
 
 const char* const kTakeControl = "00000A00 00000002";
@@ -146,7 +154,8 @@ TEST_F(ControlChannelTest, RefusesReadsWithTheirStatusAndNothingElse) {
       {"42 01 0084 0008 0001 0000A000 0000 0008", "8003 0085 0000 0001"},  // half of it is nowhere
       {"42 01 0084 0008 0001 FFFFFFFC 0000 0008", "8003 0085 0000 0001"},
       {"42 01 8000 0000 0001", "8001 8001 0000 0001"},
-      {"42 01 0100 000C 0001 00000001 00000002 FFFFFFFF", "8001 0101 0000 0001"},
+      {"42 01 0100 0008 0001 00000001 00000002", "800E 0101 0000 0001"},
+      {"42 81 0100 000C 0001 00000001 00000002 FFFFFFFF", "800E 0101 0000 0001"},  // without its time
   };
   for (const auto& row : rows) EXPECT_EQ(Say(kA, row.command), Hex(row.answer)) << row.command;
   EXPECT_TRUE(reads_.empty());
@@ -307,16 +316,227 @@ TEST_F(ControlChannelTest, ConfirmsItsAddressButTakesNoOther) {
   EXPECT_EQ(Stored(Bootstrap::kCurrentAddress), 0x7F000001u);
 }
 
-TEST_F(ControlChannelTest, FindsTheNodesOfACommandWithoutExecutingIt) {
-  const auto concerned = [this](const char* command) { return channel_.Concerned(Hex(command)); };
-  EXPECT_EQ(concerned("42 01 0080 0004 0001 0000A000"), std::vector<NodePtr>{number_});
-  EXPECT_EQ(concerned("42 01 0082 0010 0001 0000A00C 00000000 0000A000 00000000"),
-            (std::vector<NodePtr>{wide_, number_}));
-  EXPECT_EQ(concerned("42 01 0084 0008 0001 0000A000 0000 0010").size(), 2u);
-  EXPECT_EQ(concerned("42 01 0086 0008 0001 0000A000 00000000"), std::vector<NodePtr>{number_});
-  EXPECT_TRUE(concerned("42 01 0080 0004 0001").empty());
-  EXPECT_TRUE(concerned("42 11 0002 0000 0001").empty());
+TEST_F(ControlChannelTest, TellsWhetherACommandMeetsListeners) {
+  const auto meets = [this](const char* command) {
+    const Bytes bytes = Hex(command);
+    return channel_.Arrived({bytes, kA, false, now_}).turn == Reception::Turn::Listeners;
+  };
+  const char* const commands[] = {
+      "42 01 0080 0004 0001 0000A000",
+      "42 01 0082 0010 0001 0000A00C 00000000 0000A000 00000000",
+      "42 01 0084 0008 0001 0000A000 0000 0010",
+      "42 01 0086 0008 0001 0000A000 00000000",
+  };
+  for (const char* command : commands) EXPECT_FALSE(meets(command)) << command;
+  number_->listeners.push_back(
+      std::make_shared<const NodeListener>(NodeListener{NodeEvent::Read, {}, {}, 1}));
+  for (const char* command : commands) EXPECT_TRUE(meets(command)) << command;
+  for (const char* command :
+       {"42 01 0080 0004 0001", "42 01 0080 0004 0001 0000A008", "42 11 0002 0000 0001"}) {
+    EXPECT_FALSE(meets(command)) << command;
+  }
   EXPECT_TRUE(reads_.empty() && writes_.empty());
+}
+
+TEST_F(ControlChannelTest, HandsControlOverToWhoKnowsTheKey) {
+  Write(kA, "0000095C 00001234");
+  Write(kA, kTakeControl);
+  Write(kA, "0000095C 00001234");
+  EXPECT_EQ(Read(kA, "0000095C"), Hex("0000 0081 0004 0000 00000000"));
+  EXPECT_EQ(Write(kB, "00000A00 12340002"), kDenied);  // not allowed yet
+  EXPECT_EQ(Write(kA, "00000A00 00000006"), kWritten);
+  EXPECT_EQ(Stored(Bootstrap::kControlPrivilege), 6u);
+  Write(kA, "00000D00 00001234");
+  const std::size_t heard = writes_.size();
+  for (const char* wish : {kTakeControl, kTakeAlone, kLeave, "00000A00 12330002", "00000A00 12340000"}) {
+    EXPECT_EQ(Write(kB, wish), kDenied) << wish;
+  }
+  EXPECT_EQ(writes_.size(), heard);
+  EXPECT_TRUE(reported_.empty());
+  now_ += milliseconds(2000);
+  EXPECT_EQ(Write(kB, "00000A00 12340005"), kWritten);  // alone from now on, and ready to hand it on
+  EXPECT_EQ(reported_, std::vector<std::uint16_t>{0x0007});
+  EXPECT_EQ(Stored(Bootstrap::kControlPrivilege), 7u);
+  EXPECT_EQ(Stored(Bootstrap::kPrimaryAddress), kB.address);
+  EXPECT_EQ(Stored(Bootstrap::kStreamPort), 0x1234u);  // goes on as it was
+  EXPECT_EQ(channel_.HeartbeatDeadline(), now_ + milliseconds(3000));
+  EXPECT_EQ(Write(kA, "0000A000 00000005"), kDenied);
+  EXPECT_EQ(Read(kA, "0000A000"), Hex("8006 0081 0000 0000"));
+  EXPECT_EQ(Write(kB, "0000A000 00000005"), kWritten);
+  EXPECT_EQ(Write(kA, "00000A00 12340002"), kWritten);  // and back, without allowing it again
+  EXPECT_EQ(Write(kB, "00000A00 12340002"), kDenied);
+  EXPECT_EQ(Write(kA, kLeave), kWritten);
+  EXPECT_EQ(Write(kB, kTakeControl), kWritten);  // free: no key is needed
+  EXPECT_EQ(reported_.size(), 2u);
+}
+
+TEST_F(ControlChannelTest, LimitsWhatStrangersCauseToBeSent) {
+  const char* const discovery = "42 11 0002 0000 0001";
+  const auto answered = [&](Endpoint who, int times) {
+    int count = 0;
+    for (int i = 0; i < times; ++i) count += Say(who, discovery, i % 2 == 0).empty() ? 0 : 1;
+    return count;
+  };
+  EXPECT_EQ(answered(kA, 100), 32);
+  EXPECT_EQ(answered(kASecondSocket, 1), 0);  // a port is as easily forged
+  EXPECT_EQ(answered(kB, 32), 32);
+  now_ += milliseconds(500);
+  EXPECT_EQ(answered(kA, 100), 5);
+
+  const auto bytes_read = [&](Endpoint who) {
+    std::size_t count = 0;
+    for (std::size_t size = 1; size > 0; count += size) {
+      size = Fresh(who, "42 01 0084 0008", "0000A010 0000 0010").size();
+      if (count > 20'000'000) break;
+    }
+    return count;
+  };
+  Write(kB, kTakeControl);
+  const std::size_t stranger = bytes_read(kA);
+  EXPECT_GT(stranger, 8'000'000u);  // any description file
+  EXPECT_LT(stranger, 20'000'000u);
+  EXPECT_GT(bytes_read(kB), 20'000'000u);
+  // What gains a forger nothing stays open.
+  EXPECT_EQ(Read(kA, "0000A000").size(), 12u);
+  EXPECT_EQ(Fresh(kA, "42 01 0084 0008", "0000A000 0000 0004").size(), 16u);
+}
+
+TEST_F(ControlChannelTest, DelaysBroadcastDiscoveriesAtRandom) {
+  const Bytes discovery = Hex("42 11 0002 0000 0001");
+  const auto arrive = [&](bool broadcast) { return channel_.Arrived({discovery, kA, broadcast, now_}); };
+  EXPECT_EQ(arrive(true).turn, Reception::Turn::Now);
+  Write(kA, kTakeControl);
+  Write(kA, "00000950 00000064");
+  EXPECT_EQ(arrive(false).turn, Reception::Turn::Now);
+  std::set<Instant> due;
+  for (int i = 0; i < 20; ++i) {
+    const Reception reception = arrive(true);
+    ASSERT_EQ(reception.turn, Reception::Turn::Later);
+    EXPECT_GE(reception.due, now_);
+    EXPECT_LE(reception.due, now_ + milliseconds(100));
+    due.insert(reception.due);
+  }
+  EXPECT_GT(due.size(), 5u);
+}
+
+class ActionTest : public ControlChannelTest {
+ protected:
+  ActionTest() {
+    Write(kA, kTakeControl);
+    SetGroup(0, 2, 0x1);
+    SetGroup(1, 2, 0x6);
+    SetGroup(2, 3, 0xFFFF'FFFF);
+    Store("0000090C", 7);
+    Store("00000954", ControlConfiguration::ExtendedStatus2::kMask);
+  }
+
+  void Store(const std::string& address, std::uint32_t value) {
+    std::array<char, 9> text{};
+    std::snprintf(text.data(), text.size(), "%08X", value);
+    EXPECT_EQ(Write(kA, address + text.data()), kWritten) << address;
+  }
+  void SetGroup(std::uint32_t signal, std::uint32_t key, std::uint32_t mask) {
+    std::array<char, 9> text{};
+    std::snprintf(text.data(), text.size(), "%08X", Bootstrap::kActionGroupKeys + 0x10 * signal);
+    Store(text.data(), key);
+    std::snprintf(text.data(), text.size(), "%08X", Bootstrap::kActionGroupMasks + 0x10 * signal);
+    Store(text.data(), mask);
+  }
+
+  /// What fires at once; "-" when the command was met with silence.
+  std::string Act(Endpoint who, const std::string& keys) {
+    fired_.clear();
+    return Fresh(who, "42 01 0100 000C", keys).empty() ? "-" : fired_;
+  }
+  Bytes Schedule(std::uint64_t at_ms, std::uint32_t mask) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "00000007 00000002 %08X %016llX", mask,
+                  static_cast<unsigned long long>(at_ms));
+    return Fresh(kB, "42 81 0100 0014", text.data());
+  }
+  /// What fires by the time that is then.
+  std::string Pass(Instant now) {
+    fired_.clear();
+    now_ = now;
+    channel_.FireDue(now, *this);
+    return fired_;
+  }
+};
+
+const Bytes kDone = Hex("0000 0101 0000 0000");
+
+TEST_F(ActionTest, FireWhereKeysAndMasksMeet) {
+  const struct {
+    const char* keys;
+    const char* fired;
+  } rows[] = {
+      {"00000007 00000002 00000001", "0001 "}, {"00000007 00000002 00000004", "0010 "},
+      {"00000007 00000002 FFFFFFFF", "0011 "}, {"00000007 00000003 80000000", "0100 "},
+      {"00000007 00000002 00000008", "-"},     {"00000007 00000002 00000000", "-"},
+      {"00000007 00000000 FFFFFFFF", "-"},  // the fourth signal has no mask
+      {"00000006 00000002 FFFFFFFF", "-"},
+  };
+  for (const auto& row : rows) {
+    for (const Endpoint who : {kA, kB}) EXPECT_EQ(Act(who, row.keys), row.fired) << row.keys;
+  }
+  // Asked of everybody, and without a wish for an answer.
+  fired_.clear();
+  EXPECT_EQ(Say(kB, "42 01 0100 000C 0001 00000007 00000003 00000001", true), Hex("0000 0101 0000 0001"));
+  EXPECT_EQ(Say(kB, "42 00 0100 000C 0002 00000007 00000003 00000001", true), Bytes());
+  EXPECT_EQ(Say(kB, "42 01 0100 0008 0003 00000007 00000003", true), Bytes());
+  EXPECT_EQ(fired_, "0100 0100 ");
+}
+
+TEST_F(ActionTest, NeedAClientInControlUnlessTheyAreUnconditional) {
+  const char* const keys = "00000007 00000003 00000001";
+  EXPECT_EQ(Act(kB, keys), "0100 ");
+  Write(kA, kLeave);
+  EXPECT_EQ(Act(kB, keys), "-");
+  Write(kA, kTakeControl);
+  Store("00000954", ControlConfiguration::UnconditionalAction::kMask);
+  Write(kA, kLeave);
+  EXPECT_EQ(Act(kB, keys), "0100 ");
+}
+
+TEST_F(ActionTest, OfOneIdFireOnceForEachSource) {
+  const char* const command = "42 01 0100 000C 0009 00000007 00000002 00000001";
+  const Bytes done = Hex("0000 0101 0000 0009");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Say(kB, command, i == 1), done);
+  EXPECT_EQ(fired_, "0001 ");
+  EXPECT_EQ(Say(kA, command), done);
+  EXPECT_EQ(fired_, "0001 0001 ");
+  now_ += std::chrono::seconds(10);  // nobody repeats a command for so long: it is a new one
+  EXPECT_EQ(Say(kB, command), done);
+  EXPECT_EQ(fired_, "0001 0001 0001 ");
+}
+
+TEST_F(ActionTest, ScheduledFireInTheOrderOfTheirTimes) {
+  EXPECT_EQ(channel_.NextAction(), Instant::max());
+  for (const auto& [at, mask] : {std::pair{100'300, 1}, {100'100, 2}, {100'300, 6}, {100'200, 7}}) {
+    EXPECT_EQ(Schedule(static_cast<std::uint64_t>(at), static_cast<std::uint32_t>(mask)), kDone);
+  }
+  EXPECT_EQ(fired_, "");
+  EXPECT_EQ(channel_.NextAction(), Instant(milliseconds(100'100)));
+  EXPECT_EQ(Pass(Instant(milliseconds(100'099))), "");
+  EXPECT_EQ(Pass(Instant(milliseconds(100'250))), "0010 0011 ");
+  EXPECT_EQ(Pass(Instant(milliseconds(100'300))), "0001 0010 ");
+  EXPECT_EQ(channel_.NextAction(), Instant::max());
+}
+
+TEST_F(ActionTest, ThatCannotBeScheduledSaySo) {
+  const Bytes late = Hex("8016 0101 0000 0000");
+  EXPECT_EQ(Schedule(100'000, 1), late);  // this very moment
+  EXPECT_EQ(Schedule(1, 1), late);
+  EXPECT_EQ(fired_, "0001 0001 ");
+  EXPECT_EQ(reported_, (std::vector<std::uint16_t>{0x0009, 0x0009}));
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(Schedule(200'000, 1), kDone) << i;
+  EXPECT_EQ(Schedule(200'000, 1), Hex("8015 0101 0000 0000"));
+  // Clients that did not ask for the newer codes get one that they know.
+  Store("00000954", 0);
+  EXPECT_EQ(Schedule(200'000, 1), Hex("8FFF 0101 0000 0000"));
+  // Without control nothing is to happen any more.
+  Write(kA, kLeave);
+  EXPECT_EQ(channel_.NextAction(), Instant::max());
 }
 
 }  // namespace

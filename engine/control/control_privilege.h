@@ -11,17 +11,20 @@
 
 namespace Tarn {
 
-///   | state   | A asks  | A writes 0 | A silent too long | B asks or writes 0 |
-///   |---------+---------+------------+-------------------+--------------------|
-///   | Free    | Held(A) | Free       | -                 | Held(B), or Free   |
-///   | Held(A) | Held(A) | Free       | Free              | refused            |
+///   | state   | A asks  | A writes 0 | A silent too long | B asks with the key | B asks without, or writes 0
+///   |
+///   |---------+---------+------------+-------------------+---------------------+-----------------------------|
+///   | Free    | Held(A) | Free       | -                 | Held(B)             | Held(B), or Free | |
+///   Held(A) | Held(A) | Free       | Free              | Held(B) if A allows | refused                     |
 ///
 /// A client is its address and its port. Held has two modes: control, in which others may read, and
-/// exclusive, in which they may not.
+/// exclusive, in which they may not. In both the holder may allow that control is taken over by whoever knows
+/// the switchover key.
 class ControlPrivilege {
  public:
   /// A write of `value` to the privilege register. On any status but Success nothing has changed.
-  WireStatus Write(Endpoint who, std::uint32_t value, Instant now);
+  /// \param switchover_key  what others must know to take over
+  WireStatus Write(Endpoint who, std::uint32_t value, std::uint32_t switchover_key, Instant now);
   void Release();
 
   /// Notes a sign of life of the holder; others' are ignored. \param arrival  when the datagram came in
@@ -40,6 +43,7 @@ class ControlPrivilege {
  private:
   bool held_ = false;
   bool exclusive_ = false;
+  bool switchover_ = false;  ///< the holder allows it
   Endpoint holder_;
   Instant last_heard_;
 };

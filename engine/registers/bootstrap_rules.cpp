@@ -19,6 +19,11 @@ struct Row {
 
 constexpr std::uint32_t kAll = 0xFFFF'FFFF;
 
+/// Key and mask of an action signal.
+constexpr Row ActionGroup(std::uint32_t signal) {
+  return {Bootstrap::kActionGroupKeys + signal * Bootstrap::kActionGroupStep, 8, true, kAll};
+}
+
 constexpr std::array kRows{
     Row{Bootstrap::kVersion, 4},
     Row{Bootstrap::kDeviceMode, 4},
@@ -42,6 +47,8 @@ constexpr std::array kRows{
     Row{Bootstrap::kLinkSpeed, 4},
     Row{Bootstrap::kMessageChannelCount, 4},
     Row{Bootstrap::kStreamChannelCount, 4},
+    Row{Bootstrap::kActionSignalCount, 4},
+    Row{Bootstrap::kActionDeviceKey, 4, true, kAll},
     Row{Bootstrap::kActiveLinks, 4},
     Row{Bootstrap::kStreamCapability, 4},
     Row{Bootstrap::kMessageCapability, 4},
@@ -53,14 +60,17 @@ constexpr std::array kRows{
         TimestampControl::Latch::kMask | TimestampControl::Reset::kMask},
     Row{Bootstrap::kTimestampHigh, 4},
     Row{Bootstrap::kTimestampLow, 4},
-    Row{Bootstrap::kDiscoveryDelay, 4},
+    Row{Bootstrap::kDiscoveryDelay, 4, true, DiscoveryDelay::Milliseconds::kMask},
     Row{Bootstrap::kControlConfiguration, 4, true,
-        ControlConfiguration::ExtendedStatus::kMask | ControlConfiguration::PendingAck::kMask |
+        ControlConfiguration::ExtendedStatus2::kMask | ControlConfiguration::UnconditionalAction::kMask |
+            ControlConfiguration::ExtendedStatus::kMask | ControlConfiguration::PendingAck::kMask |
             ControlConfiguration::HeartbeatDisable::kMask},
     Row{Bootstrap::kPendingTimeout, 4},
+    Row{Bootstrap::kSwitchoverKey, 4, true, Switchover::Key::kMask},
     Row{Bootstrap::kStreamConfiguration, 4, true, StreamConfiguration::ExtendedIds::kMask, true, true},
     Row{Bootstrap::kLinkCapability, 4},
     Row{Bootstrap::kLinkConfiguration, 4, true, 0},  // one link, so there is nothing to choose
+    Row{Bootstrap::kScheduledActionQueueSize, 4},
     Row{Bootstrap::kControlPrivilege, 4, true, kAll},
     Row{Bootstrap::kPrimaryPort, 4},
     Row{Bootstrap::kPrimaryAddress, 4},
@@ -78,9 +88,15 @@ constexpr std::array kRows{
     Row{Bootstrap::kStreamDestination, 4, true, kAll, true, true},
     Row{Bootstrap::kStreamSourcePort, 4, false, 0, true},
     Row{Bootstrap::kStreamChannelCapability, 4, false, 0, true},
-    // None of the optional ways of streaming exists; clients write the register all the same.
-    Row{Bootstrap::kStreamChannelConfiguration, 4, true, 0, true},
+    // The other ways of streaming cannot be chosen; clients write the register all the same.
+    Row{Bootstrap::kStreamChannelConfiguration, 4, true, StreamChannelBits::ResendDestination::kMask, true},
+    ActionGroup(0),
+    ActionGroup(1),
+    ActionGroup(2),
+    ActionGroup(3),
 };
+
+static_assert(kRows.back().address == ActionGroup(kActionSignals - 1).address);
 
 const Row* Find(std::uint32_t address, const BootstrapProfile& profile) {
   const auto after =
@@ -115,6 +131,12 @@ std::uint32_t UsablePacketSize(std::uint32_t size, const BootstrapProfile& profi
   return std::clamp(size / kPacketSizeStep * kPacketSizeStep, kMinPacketSize, highest);
 }
 
+void BlankWriteOnly(std::uint32_t address, MutableByteView bytes) {
+  for (const std::uint32_t reg : {Bootstrap::kActionDeviceKey, Bootstrap::kSwitchoverKey}) {
+    if (reg >= address && reg + 4 <= address + bytes.size()) StoreBe(&bytes[reg - address], std::uint32_t{0});
+  }
+}
+
 BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, std::uint32_t old,
                                     const BootstrapProfile& profile, const WriteContext& context) {
   const Row* row = Find(address, profile);
@@ -125,6 +147,9 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
   switch (address) {
     case Bootstrap::kHeartbeatTimeout:
       stored = std::max(stored, kMinHeartbeatTimeout);
+      break;
+    case Bootstrap::kDiscoveryDelay:
+      stored = std::min(stored, kMostDiscoveryDelay);
       break;
     case Bootstrap::kStreamPacketSize:
       stored = StreamPacketSize::Bytes::With(stored,

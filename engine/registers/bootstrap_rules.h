@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "base/bytes.h"
 #include "base/endpoint.h"
 #include "wire/gvcp.h"
 
@@ -25,6 +26,14 @@ inline constexpr std::uint32_t kPacketSizeStep = 4;
 /// Source: GigE Vision, heartbeat timeout register.
 inline constexpr std::uint32_t kMinHeartbeatTimeout = 500;
 
+/// Longest wait before a discovery is answered, milliseconds; longer ones are stored as this.
+/// Source: GigE Vision, discovery acknowledge delay register.
+inline constexpr std::uint32_t kMostDiscoveryDelay = 1000;
+
+/// How many different actions clients can call for, and how many can wait for their time.
+inline constexpr std::uint32_t kActionSignals = 4;
+inline constexpr std::uint32_t kActionQueueSize = 16;
+
 /// Facts of the moment that decide about a write.
 struct WriteContext {
   Endpoint controller;     ///< who writes; only the client in control gets here
@@ -41,6 +50,9 @@ struct BootstrapWrite {
 bool BootstrapExists(std::uint32_t address, const BootstrapProfile& profile);
 /// As above, for reads of whole memory blocks: the holes inside the discovery block read as zero.
 bool BootstrapReadableInBlock(std::uint32_t address, const BootstrapProfile& profile);
+
+/// Zeroes what clients may write but not read, within bytes that were taken from `address` on.
+void BlankWriteOnly(std::uint32_t address, MutableByteView bytes);
 
 /// Decides about a write of `value` to the word at `address`, which now holds `old`. The privilege register
 /// is not decided here.

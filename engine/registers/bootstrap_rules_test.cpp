@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "wire/bootstrap.h"
 
 namespace Tarn {
@@ -23,8 +25,9 @@ TEST(BootstrapRegisters, ExistAsTheStandardHasThem) {
   for (const std::uint32_t address :
        Addresses{0x0000, 0x0004, 0x0008, 0x000C, 0x0010, 0x0014, 0x0024, 0x0034, 0x0044, 0x0048, 0x0064,
                  0x0068, 0x0088, 0x00A8, 0x00D4, 0x00D8, 0x00E8, 0x00F4, 0x0200, 0x03FC, 0x0400, 0x05FC,
-                 0x0600, 0x0670, 0x0900, 0x0904, 0x0910, 0x092C, 0x0930, 0x0934, 0x0938, 0x093C, 0x0940,
-                 0x0944, 0x0948, 0x094C, 0x0950, 0x0954, 0x0958, 0x0964, 0x0968, 0x0A00, 0x0A04, 0x0A14}) {
+                 0x0600, 0x0670, 0x0900, 0x0904, 0x0908, 0x090C, 0x0910, 0x092C, 0x0930, 0x0934, 0x0938,
+                 0x093C, 0x0940, 0x0944, 0x0948, 0x094C, 0x0950, 0x0954, 0x0958, 0x095C, 0x0964, 0x0968,
+                 0x0970, 0x0A00, 0x0A04, 0x0A14, 0x9800, 0x9804, 0x9830, 0x9834}) {
     EXPECT_TRUE(BootstrapExists(address, kNoStream)) << std::hex << address;
     EXPECT_TRUE(BootstrapExists(address, kCamera)) << std::hex << address;
   }
@@ -33,8 +36,8 @@ TEST(BootstrapRegisters, ExistAsTheStandardHasThem) {
     EXPECT_TRUE(BootstrapExists(address, kCamera)) << std::hex << address;
     EXPECT_FALSE(BootstrapExists(address, kNoStream)) << std::hex << address;
   }
-  for (const std::uint32_t address : Addresses{0x0018, 0x00F8, 0x01FC, 0x0604, 0x064C, 0x090C, 0x095C, 0x0B00,
-                                               0x0D28, 0x0D40, 0x9000, 0x9FFC}) {
+  for (const std::uint32_t address : Addresses{0x0018, 0x00F8, 0x01FC, 0x0604, 0x064C, 0x065C, 0x066C, 0x096C,
+                                               0x0D28, 0x0D40, 0x9000, 0x9808, 0x9840, 0x9FFC}) {
     EXPECT_FALSE(BootstrapExists(address, kCamera)) << std::hex << address;
   }
   EXPECT_TRUE(BootstrapReadableInBlock(0x0018, kCamera));  // a hole of the discovery block
@@ -56,7 +59,12 @@ TEST(BootstrapRegisters, TakeOnlyWhatTheDeviceCanDo) {
       {Bootstrap::kLinkConfiguration, 3, WireStatus::Success, 0},
       {Bootstrap::kHeartbeatTimeout, 0, WireStatus::Success, 500},
       {Bootstrap::kHeartbeatTimeout, 0xFFFFFFFF, WireStatus::Success, 0xFFFFFFFF},
-      {Bootstrap::kControlConfiguration, 0xFFFFFFFF, WireStatus::Success, 7},
+      {Bootstrap::kControlConfiguration, 0xFFFFFFFF, WireStatus::Success, 0x0004'000F},
+      {Bootstrap::kDiscoveryDelay, 0xFFFF'0123, WireStatus::Success, 0x0123},
+      {Bootstrap::kDiscoveryDelay, 1001, WireStatus::Success, 1000},
+      {Bootstrap::kSwitchoverKey, 0xFFFF'1234, WireStatus::Success, 0x1234},
+      {Bootstrap::kActionSignalCount, 1, WireStatus::WriteProtect, 0},
+      {Bootstrap::kActionGroupMasks, 0xFFFFFFFF, WireStatus::Success, 0xFFFFFFFF},
       {Bootstrap::kTimestampControl, 0xFFFFFFFF, WireStatus::Success, 3},
       {Bootstrap::kStreamConfiguration, 0xFFFFFFFF, WireStatus::Success, 0x40000000},
       {Bootstrap::kStreamPort, 0x8000C350, WireStatus::Success, 0xC350},  // the direction is fixed
@@ -74,6 +82,15 @@ TEST(BootstrapRegisters, TakeOnlyWhatTheDeviceCanDo) {
       EXPECT_EQ(write.value, row.stored) << std::hex << row.address;
     }
   }
+}
+
+TEST(BootstrapRegisters, ShowNoKeys) {
+  std::array<std::uint8_t, 12> bytes;
+  bytes.fill(0xAB);
+  BlankWriteOnly(Bootstrap::kActionDeviceKey - 4, bytes);
+  EXPECT_EQ(LoadBe<std::uint32_t>(&bytes[0]), 0xABABABABu);
+  EXPECT_EQ(LoadBe<std::uint32_t>(&bytes[4]), 0u);
+  EXPECT_EQ(LoadBe<std::uint32_t>(&bytes[8]), 0xABABABABu);
 }
 
 TEST(PacketSize, IsRoundedIntoWhatTheInterfaceCarries) {

@@ -23,6 +23,8 @@ inline constexpr std::uint32_t kTimestampLatchValue = kBase + 0x38;  // 8 bytes
 inline constexpr std::uint32_t kTimestampControl = kBase + 0x40;
 inline constexpr std::uint32_t kAcquisitionFrameCount = kBase + 0x44;
 
+inline constexpr std::uint32_t kActionCounts = kBase + 0x200;  ///< 4 bytes for each signal
+
 // What was counted since the start, 8 bytes each.
 inline constexpr std::uint32_t kCounters = kBase + 0x400;
 inline constexpr std::uint32_t kStreamFrames = kCounters + 0x00;

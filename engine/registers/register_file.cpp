@@ -7,6 +7,7 @@
 #include "base/engine_error.h"
 #include "engine/nodes/node_access.h"
 #include "engine/nodes/register_value.h"
+#include "engine/registers/own_registers.h"
 #include "engine/registers/possible_values.h"
 #include "engine/registers/write_check.h"
 #include "wire/bootstrap.h"
@@ -39,6 +40,12 @@ std::vector<NodePtr> AllDependants(const NodePtr& node, const Dependants& direct
   append(node.get());
   for (std::size_t i = 0; i < found.size(); ++i) append(found[i].get());
   return found;
+}
+
+/// Loading or saving a user set reaches far more nodes than the command's own.
+bool IsUserSetCommand(const Node& node) {
+  return node.is_register() &&
+         (node.reg->address == OwnRegisters::kUserSetLoad || node.reg->address == OwnRegisters::kUserSetSave);
 }
 
 bool MayBeRead(const Node& node) {
@@ -120,7 +127,7 @@ void RegisterFile::Read(std::uint32_t address, MutableByteView out) const {
   tree_.Refresh(address, out.size());
   tree_.Memory().Read(address, out);
   const std::uint64_t end = std::uint64_t{address} + out.size();
-  if (address < kBootstrapEnd) return;
+  if (address < kBootstrapEnd) return BlankWriteOnly(address, out);
   ForEachEntry(address, out.size(), [&](const Entry& entry, std::uint64_t at) {
     if (MayBeRead(*entry.node)) return;
     const std::uint64_t first = std::max<std::uint64_t>(at, address);
@@ -179,11 +186,36 @@ WireStatus RegisterFile::WriteNode(std::uint32_t address, ByteView bytes) {
   return result;
 }
 
+template <class Use>
+void RegisterFile::ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const {
+  ForEachEntry(address, length, [&](const Entry& entry, std::uint64_t) {
+    use(entry.node);
+    for (const NodePtr& node : entry.dependants) use(node);
+  });
+}
+
 std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_t length) const {
   std::vector<NodePtr> found;
-  ForEachEntry(address, length, [&](const Entry& entry, std::uint64_t) {
-    found.push_back(entry.node);
-    found.insert(found.end(), entry.dependants.begin(), entry.dependants.end());
+  ForEachConcerned(address, length, [&](const NodePtr& node) { found.push_back(node); });
+  return found;
+}
+
+bool RegisterFile::HasListeners(std::uint32_t address, std::uint32_t length) const {
+  bool found = false;
+  ForEachConcerned(address, length, [&](const NodePtr& node) {
+    found = found || !node->listeners.empty() || IsUserSetCommand(*node);
+  });
+  return found;
+}
+
+std::vector<std::shared_ptr<const NodeListener>> RegisterFile::Listeners(std::uint32_t address,
+                                                                         std::uint32_t length,
+                                                                         NodeEvent event) const {
+  std::vector<std::shared_ptr<const NodeListener>> found;
+  ForEachConcerned(address, length, [&](const NodePtr& node) {
+    for (const auto& listener : node->listeners) {
+      if (listener->event == event) found.push_back(listener);
+    }
   });
   return found;
 }
@@ -191,7 +223,8 @@ std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_
 std::vector<PlacedRegister> RegisterFile::Streamable() const {
   std::vector<PlacedRegister> found;
   for (const Entry& entry : fixed_) {
-    const bool streamable = entry.node->streamable || std::ranges::any_of(entry.dependants, &Node::streamable);
+    const bool streamable =
+        entry.node->streamable || std::ranges::any_of(entry.dependants, &Node::streamable);
     if (streamable && IsWritable(entry.node->reg->access)) found.push_back({entry.address, entry.node});
   }
   return found;

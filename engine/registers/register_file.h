@@ -4,6 +4,7 @@
 /// concerned.
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "engine/nodes/feature_tree.h"
@@ -52,6 +53,13 @@ class RegisterFile {
   /// of adding.
   std::vector<NodePtr> Concerned(std::uint32_t address, std::uint32_t length) const;
 
+  /// Whether executing an access to the bytes can mean calling listeners.
+  bool HasListeners(std::uint32_t address, std::uint32_t length) const;
+
+  /// The listeners of the concerned nodes in order; shared, so that each lives through its call.
+  std::vector<std::shared_ptr<const NodeListener>> Listeners(std::uint32_t address, std::uint32_t length,
+                                                             NodeEvent event) const;
+
   /// The writable registers that belong to a saved configuration, since they or features on them are
   /// streamable; by address. Those that selectors move stand there once for each address, but not the few
   /// whose addresses are too many to be known.
@@ -70,6 +78,8 @@ class RegisterFile {
   /// Calls `use(entry, present address)` for each register that has a byte in the range.
   template <class Use>
   void ForEachEntry(std::uint64_t address, std::uint64_t length, Use&& use) const;
+  template <class Use>
+  void ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const;
   bool Exists(std::uint64_t address) const;
   WireStatus WriteBootstrap(std::uint32_t address, ByteView bytes, const WriteContext& context);
   WireStatus WriteNode(std::uint32_t address, ByteView bytes);

@@ -1,0 +1,21 @@
+#pragma once
+
+/// What is to be done with a datagram that just came in.
+
+#include "base/clock.h"
+
+namespace Tarn {
+
+struct Reception {
+  enum class Turn {
+    Now,        ///< to be executed at once
+    Listeners,  ///< as well, but where listeners may be called
+    Later,      ///< at `due`
+    Never,      ///< to be dropped
+  };
+
+  Turn turn = Turn::Now;
+  Instant due;
+};
+
+}  // namespace Tarn
