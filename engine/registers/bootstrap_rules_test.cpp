@@ -27,7 +27,7 @@ TEST(BootstrapRegisters, ExistAsTheStandardHasThem) {
                  0x0068, 0x0088, 0x00A8, 0x00D4, 0x00D8, 0x00E8, 0x00F4, 0x0200, 0x03FC, 0x0400, 0x05FC,
                  0x0600, 0x0670, 0x0900, 0x0904, 0x0908, 0x090C, 0x0910, 0x092C, 0x0930, 0x0934, 0x0938,
                  0x093C, 0x0940, 0x0944, 0x0948, 0x094C, 0x0950, 0x0954, 0x0958, 0x095C, 0x0964, 0x0968,
-                 0x0970, 0x0A00, 0x0A04, 0x0A14, 0x9800, 0x9804, 0x9830, 0x9834}) {
+                 0x0970, 0x0A00, 0x0A04, 0x0A14, 0x0B00, 0x0B10, 0x0B14, 0x0B18, 0x0B1C, 0x9800, 0x9804, 0x9830, 0x9834}) {
     EXPECT_TRUE(BootstrapExists(address, kNoStream)) << std::hex << address;
     EXPECT_TRUE(BootstrapExists(address, kCamera)) << std::hex << address;
   }
@@ -54,6 +54,12 @@ TEST(BootstrapRegisters, TakeOnlyWhatTheDeviceCanDo) {
       {Bootstrap::kVersion, 1, WireStatus::WriteProtect, 0},
       {Bootstrap::kModelName, 1, WireStatus::WriteProtect, 0},
       {Bootstrap::kStreamSourcePort, 1, WireStatus::WriteProtect, 0},
+      {Bootstrap::kMessageSourcePort, 1, WireStatus::WriteProtect, 0},
+      {Bootstrap::kMessagePort, 5000, WireStatus::Success, 5000},
+      {Bootstrap::kMessagePort, 0x0001'0000 | 5000, WireStatus::InvalidParameter, 0},
+      {Bootstrap::kMessageDestination, kClient.address, WireStatus::Success, kClient.address},
+      {Bootstrap::kMessageDestination, kClient.address + 1, WireStatus::InvalidParameter, 0},
+      {Bootstrap::kMessageDestination, 0xEF00'0001, WireStatus::Success, 0xEF00'0001},
       {0x0018, 1, WireStatus::InvalidAddress, 0},
       {Bootstrap::kInterfaceConfiguration, 0xFFFFFFFF, WireStatus::Success, 0},
       {Bootstrap::kLinkConfiguration, 3, WireStatus::Success, 0},
