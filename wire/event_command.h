@@ -14,6 +14,7 @@ namespace Tarn {
 
 namespace EventNumber {
 inline constexpr std::uint16_t kPrimaryApplicationSwitch = 0x0007;
+inline constexpr std::uint16_t kActionLate = 0x0009;
 inline constexpr std::uint16_t kFirstOfDevice = 0x9000;  ///< from here on each device has its own meanings
 }  // namespace EventNumber
 

@@ -40,6 +40,8 @@ constexpr OwnEvent kOwnEvents[] = {
     {"FrameEnd", EventNumber::kFrameEnd, true, true, "A frame was sent to its end"},
     {"PrimaryApplicationSwitch", EventNumber::kPrimaryApplicationSwitch, false, false,
      "Another client took control over"},
+    {"ActionLate", EventNumber::kActionLate, false, false,
+     "A scheduled action came when its time had passed"},
 };
 
 /// Adds what an event's message carries. \param extended  whether messages have the long form; null: never
@@ -93,7 +95,9 @@ void AddNotification(FeatureBuilder& add, FeatureTree& tree) {
                                                "Whether the client is told when the selected event happens");
   AddRelated(selector, NodeList::Selected, notification, nullptr);
   // Nobody has to ask for what the standard has sent unasked.
-  tree.Memory().Store32(NotificationRegister(EventNumber::kPrimaryApplicationSwitch), 1);
+  for (const std::uint16_t number : {EventNumber::kPrimaryApplicationSwitch, EventNumber::kActionLate}) {
+    tree.Memory().Store32(NotificationRegister(number), 1);
+  }
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ std::string HexNumber(std::int64_t number) {
 
 /// The device's own events; their nodes are the device's own too.
 bool IsOwnEvent(std::int64_t number) {
-  return number == EventNumber::kPrimaryApplicationSwitch ||
+  return number == EventNumber::kPrimaryApplicationSwitch || number == EventNumber::kActionLate ||
          (number >= EventNumber::kAcquisitionStart && number <= EventNumber::kFrameEnd);
 }
 
