@@ -150,6 +150,14 @@ namespace LinkBits {
 using SingleLink = Bits<31>;
 }  // namespace LinkBits
 
+namespace DiscoveryDelay {
+using Milliseconds = Bits<16, 31>;
+}  // namespace DiscoveryDelay
+
+namespace Switchover {
+using Key = Bits<16, 31>;
+}  // namespace Switchover
+
 namespace TimestampControl {
 using Latch = Bits<30>;
 using Reset = Bits<31>;
