@@ -1,7 +1,10 @@
-"""``python -m tarn.gevserver`` runs the demo camera."""
+"""``python -m tarn.gevserver`` runs the program ``tarn-camera``."""
 
 import sys
 
-from tarn.gevserver.demo import main
+try:
+    from tarn.camera.command import main
+except ModuleNotFoundError as error:
+    sys.exit(f"{error.name} is missing, which the camera program needs: pip install click numpy pillow")
 
-sys.exit(main())
+main(prog_name="python -m tarn.gevserver")

@@ -1,0 +1,157 @@
+"""The camera for tests of client programs: feeds images, and knows what clients did."""
+
+import itertools
+import re
+import subprocess
+import sys
+import threading
+
+import numpy as np
+import pytest
+
+import tarn
+from conftest import ROOT, open_stream
+from features import Features
+from gvcp_client import ControlClient
+from gvsp_receiver import Frame, StreamReceiver
+from tarn.gevserver import Server
+from tarn.gevserver.features import Enumeration, FeatureSet, Float, String
+from tarn.gevserver.testing import Write, camera, free_address
+
+PICTURES = [np.full((48, 64), grey, np.uint8) for grey in (10, 20, 30)]
+
+
+def grab(address: str, count: int) -> list[Frame]:
+    """What a client program does: start, take frames, stop."""
+    with StreamReceiver() as receiver, ControlClient(address) as client:
+        client.connect()
+        open_stream(client, receiver)
+        features = Features(client)
+        features.execute("AcquisitionStart")
+        frames = receiver.wait_frames(count)
+        features.execute("AcquisitionStop")
+    return frames
+
+
+def test_a_client_gets_what_was_fed_and_leaves_a_record():
+    with camera() as cam:
+        cam.feed(itertools.cycle(PICTURES))
+        frames = grab(cam.address, 4)
+        assert [frame.image[0] for frame in frames] == [10, 20, 30, 10]
+        assert (cam.acquisitions, cam.written("AcquisitionStop")) == (1, [None])
+        assert cam.written("GevSCPSPacketSize")[-1] == 1500
+        names = [write.feature for write in cam.writes]
+        assert (
+            names.index("GevSCPHostPort") < names.index("AcquisitionStart") < names.index("AcquisitionStop")
+        )
+        cam.wait_frames_sent(4)
+        cam.forget()
+        assert (cam.writes, cam.frames_sent, cam.acquisitions) == ((), 0, 0)
+    with pytest.raises(TimeoutError), ControlClient(cam.address, timeout=0.05) as client:
+        client.read_register(0)
+
+
+def test_send_waits_for_a_client_and_copies():
+    with camera(resend_buffers=3) as cam:
+        grabbed: list[Frame] = []
+        program = threading.Thread(target=lambda: grabbed.extend(grab(cam.address, 2)))
+        program.start()
+        picture = PICTURES[0].copy()
+        cam.send(picture)
+        picture[:] = 99
+        cam.send(tarn.WrappedImage.from_buffer(picture))
+        program.join()
+        assert [frame.image[:1] for frame in grabbed] == [b"\x0a", b"\x63"]
+        assert cam.frames_sent == 2
+
+
+def test_writes_to_features_of_the_program():
+    class Analog(FeatureSet):
+        gain = Float(1.0, min=0, max=4)
+        mode = Enumeration(["Off", "On"])
+        label = String()
+
+    server = Server.create_non_streaming()
+    analog = Analog(server)
+    with camera(server) as cam, ControlClient(cam.address) as client:
+        client.connect()
+        features = Features(client)
+        analog.gain = 3.0
+        features.write("Mode", 1)
+        client.write_memory(features.register("Label")[0], b"bench 3".ljust(64, b"\0"))
+        assert cam.wait_written("Label") == "bench 3"
+        own = [write for write in cam.writes if write.feature in ("Gain", "Mode", "Label")]
+        assert own == [Write("Mode", "On"), Write("Label", "bench 3")]
+
+
+def test_waiting_in_vain_tells_what_happened_instead():
+    with camera() as cam, ControlClient(cam.address) as client:
+        client.connect()
+        Features(client).write("GevSCPSPacketSize", 1400)
+        for wait, what in (
+            (lambda: cam.wait_written("Gain", 0.02), "a client writes Gain"),
+            (lambda: cam.wait_acquisition(0.02), "a client starts acquisition"),
+            (lambda: cam.wait_frames_sent(1, 0.02), "1 frames are sent"),
+            (lambda: cam.send(PICTURES[0], 0.02), "a client takes an image"),
+        ):
+            with pytest.raises(
+                AssertionError, match=rf"not within 0\.02 s: {what}; 0 .*GevSCPSPacketSize=1400"
+            ):
+                wait()
+
+
+def test_what_cannot_be_sent_fails_the_test():
+    large = np.zeros((49, 64), np.uint8)
+    too_large = "an image of 3136 bytes; the camera sends at most 3072"
+    with camera() as cam:
+        with pytest.raises(ValueError, match=too_large):
+            cam.send(large)
+        with pytest.raises(ValueError, match="the rate is 0"):
+            cam.feed([], rate=0)
+        cam.feed([large])
+        with pytest.raises(ValueError, match=too_large):
+            cam.wait_frames_sent(1)
+
+    def broken():
+        raise OSError("no such video")
+        yield
+
+    with pytest.raises(OSError, match="no such video"), camera() as cam:
+        cam.feed(broken())
+
+
+def test_addresses_are_free():
+    with camera() as first, camera() as second:
+        addresses = {first.address, second.address, *(free_address() for _ in range(50))}
+        assert len(addresses) == 52
+        assert all(re.fullmatch(r"127\.\d+\.\d+\.\d+", address) for address in addresses)
+    with camera(address=first.address) as again:
+        assert again.server.local_endpoint.address == first.address
+
+
+def test_the_documented_test_runs_with_the_fixtures(tmp_path):
+    """As in another project: its program, the test from the documentation, and pytest."""
+    text = (ROOT / "docs" / "testing.md").read_text()
+    (example,) = [
+        block for block in re.findall(r"```python\n(.*?)```", text, re.S) if "make_gev_camera" in block
+    ]
+    (tmp_path / "test_grabber.py").write_text(
+        example + "\n\ndef test_ready_made(gev_camera):\n    assert gev_camera.writes == ()\n"
+    )
+    (tmp_path / "grabber.py").write_text(
+        "from test_testing_aid import grab\n\n"
+        "def mean_of(address, frames):\n"
+        "    return sum(sum(each.image) / len(each.image) for each in grab(address, frames)) / frames\n"
+    )
+    here = str(ROOT / "tests" / "python")
+    options = ["-c", "/dev/null", "--rootdir", str(tmp_path), "-o", f"pythonpath={here}"]
+    plugins = ["-p", "tarn.gevserver.pytest_plugin", "-p", "no:cacheprovider"]
+    ran = subprocess.run(
+        [sys.executable, "-m", "pytest", "-q", *options, *plugins, str(tmp_path)],
+        cwd=tmp_path,
+        capture_output=True,
+        text=True,
+        timeout=60,
+    )
+    assert ran.returncode == 0, ran.stdout + ran.stderr
+    assert "2 passed" in ran.stdout
