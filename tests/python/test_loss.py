@@ -19,9 +19,9 @@ pytestmark = pytest.mark.usefixtures("aravis_binding")
 
 COUNT = pathlib.Path(__file__).with_name("aravis_count.py")
 SIZE = (640, 480)
-# The client looks for what is still missing when packets arrive, once 20 ms have passed since it last asked, and
-# gives a frame up 100 ms after the last packet. At this rate it gets its five tries; the camera has to keep
-# what it may still ask for.
+# The client looks for what is still missing when packets arrive, once 20 ms have passed since it last asked,
+# and gives a frame up 100 ms after the last packet. At this rate it gets its five tries; the camera has to
+# keep what it may still ask for.
 RATE = 100
 KEPT = 32
 
