@@ -63,9 +63,9 @@ def capturing(address: str, path: pathlib.Path) -> Iterator[None]:
         tshark.stderr.close()
 
 
-def show(path: pathlib.Path, condition: str, *fields: str, stream_port: int = 0) -> list[str]:
+def show(path: pathlib.Path, condition: str, *fields: str, decode_as: str = "") -> list[str]:
     """Packets of a capture that meet a display condition, one line of fields each."""
-    decode = ["-d", f"udp.port=={stream_port},gvsp"] if stream_port else []
+    decode = ["-d", decode_as] if decode_as else []
     wanted = [part for field in ("frame.number", *fields) for part in ("-e", field)]
     command = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "fields", *wanted]
     return subprocess.run(command, capture_output=True, text=True, check=False).stdout.splitlines()
@@ -80,8 +80,9 @@ def flattened(layer: object) -> Iterator[tuple[str, str]]:
             yield from flattened(value)
 
 
-def dissected(path: pathlib.Path, protocol: str, condition: str, *decode: str) -> list[Fields]:
+def dissected(path: pathlib.Path, protocol: str, condition: str, decode_as: str = "") -> list[Fields]:
     """What a protocol's dissector says of each packet that meets the condition."""
+    decode = ["-d", decode_as] if decode_as else []
     command_line = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "json"]
     done = subprocess.run(command_line, capture_output=True, text=True, check=True)
     packets = json.loads(done.stdout, object_pairs_hook=list)
@@ -89,10 +90,10 @@ def dissected(path: pathlib.Path, protocol: str, condition: str, *decode: str) -
     return [list(flattened(dict(layer)[protocol])) for layer in layers]
 
 
-def faults(path: pathlib.Path, stream_port: int = 0) -> list[str]:
+def faults(path: pathlib.Path, decode_as: str = "") -> list[str]:
     """Packets that tshark calls malformed or warns about."""
     condition = "_ws.malformed || _ws.expert.severity >= 0x600000"  # warnings and errors
-    return show(path, condition, "frame.protocols", "_ws.expert.message", stream_port=stream_port)
+    return show(path, condition, "frame.protocols", "_ws.expert.message", decode_as=decode_as)
 
 
 def numbers(packet: Fields, name: str) -> list[int]:
@@ -267,7 +268,7 @@ def judge_stream(
         ("gvsp.blockid64", "gvsp.packetid32") if extended else ("gvsp.blockid16", "gvsp.packetid24")
     )
     long_form = 0x80 if extended else 0  # the format field is shown with the bit that marks 64-bit ids
-    packets = dissected(path, "gvsp", f"gvsp && udp.dstport == {port}", "-d", f"udp.port=={port},gvsp")
+    packets = dissected(path, "gvsp", f"gvsp && udp.dstport == {port}", f"udp.port=={port},gvsp")
     by_place: dict[tuple[int, int], Fields] = {}
     for packet in packets:
         (block,), (number,) = numbers(packet, block_id), numbers(packet, packet_id)
@@ -330,7 +331,7 @@ def test_a_session_has_no_malformed_packet_and_no_warning(make_camera, tmp_path,
             features.execute("AcquisitionStop")
         assert all(frame.is_whole for frame in frames)
 
-    found = faults(path, port)
+    found = faults(path, f"udp.port=={port},gvsp")
     assert not found, "\n".join(found[:20])
     judge_stream(path, port, frames, picture, extended)
     codes = collections.Counter(

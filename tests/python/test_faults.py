@@ -157,9 +157,12 @@ def test_nobody_listens_at_the_destination(make_camera):
         client.connect()
         with StreamReceiver() as receiver:
             open_stream(client, receiver)
-        Features(client).execute("AcquisitionStart")
+        features = Features(client)
+        features.execute("AcquisitionStart")
         with Feeder(camera, PICTURES):
             wait_counted(camera, "DeviceStreamUnreachable")
+        seen_by_client = client.read_memory(*features.register("DeviceStreamUnreachable"))
+        assert int.from_bytes(seen_by_client, "big") == counted(camera, "DeviceStreamUnreachable")
         with StreamReceiver() as receiver, Feeder(camera, PICTURES):
             client.write_register(SCP, receiver.port)
             assert receiver.wait_frames(1)[0].is_whole
