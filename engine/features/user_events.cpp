@@ -64,11 +64,26 @@ NodePtr DefinitionFor(const Node& node, const std::vector<NodePtr>& definitions)
   return longest;
 }
 
+/// Clients keep what a register held until it is invalidated itself, so what supplies a node's value has to
+/// belong to the node's event too.
+template <class May>
+void TagChain(const Node& node, const May& may) {
+  for (NodePtr next = NodeOf(node.value); next; next = NodeOf(next->value)) {
+    if (may(*next)) next->event_id = node.event_id;
+  }
+}
+
 void TagNodes(const FeatureTree& tree, const std::vector<NodePtr>& definitions) {
   if (definitions.empty()) return;
+  const auto not_by_name = [&](const Node& node) {
+    return !IsOwnEvent(node.event_id) && !DefinitionFor(node, definitions);
+  };
   for (const NodePtr& node : tree.Nodes()) {
     if (IsOwnEvent(node->event_id) || node->kind == NodeKind::EnumEntry) continue;
-    if (const NodePtr definition = DefinitionFor(*node, definitions)) node->event_id = NumberOf(*definition);
+    const NodePtr definition = DefinitionFor(*node, definitions);
+    if (!definition) continue;
+    node->event_id = NumberOf(*definition);
+    TagChain(*node, not_by_name);
   }
 }
 
@@ -114,8 +129,9 @@ void DefineUserEvents(FeatureTree& tree) {
   }
   TagNodes(tree, definitions);
   for (const NodePtr& node : std::vector<NodePtr>(tree.Nodes())) {
-    const bool told = node->event_id != 0 && !IsOwnEvent(node->event_id);
-    if (told && !HasEntry(*selector, node->event_id)) AddEntry(selector, node->name, node->event_id);
+    if (node->event_id == 0 || IsOwnEvent(node->event_id)) continue;
+    TagChain(*node, [](const Node& supplier) { return supplier.event_id == 0; });
+    if (!HasEntry(*selector, node->event_id)) AddEntry(selector, node->name, node->event_id);
   }
 }
 

@@ -10,9 +10,11 @@
 ///   [2] A node that carries an event id of its own, which the C line can set, defines an event named like
 ///       itself; other nodes with the same id belong to it.
 ///
-/// It is told whenever the program stores into a register that belongs to it, or that supplies the value of a
-/// node that does, and carries the register's bytes. What a client stores is told when the program stores it
-/// once more.
+/// What supplies the value of such a node gets the id too, unless it has one.
+///
+/// The event is told whenever the program stores into a register that belongs to it, or that supplies the
+/// value of a node that does, and carries the register's bytes. What a client stores is told when the program
+/// stores it once more.
 
 #include <cstdint>
 #include <unordered_map>
