@@ -1,0 +1,146 @@
+"""One camera: a server, and the thread that takes its frames."""
+
+import dataclasses
+import logging
+import threading
+
+import numpy as np
+
+import tarn
+from tarn.camera.controls import Controls
+from tarn.camera.faults import Faults
+from tarn.camera.pictures import SourceError
+from tarn.camera.scene import Scene
+from tarn.camera.settings import Settings
+from tarn.camera.shutter import Shutter, Wake
+from tarn.gevserver import Server
+
+log = logging.getLogger("tarn-camera")
+
+_TEXT_NODES = {
+    "vendor": "DeviceVendorName",
+    "model": "DeviceModelName",
+    "serial": "DeviceSerialNumber",
+    "user_id": "DeviceUserID",
+}
+
+
+@dataclasses.dataclass
+class Counters:
+    """What became of the frames; written by the camera's thread alone."""
+
+    taken: int = 0
+    sent: int = 0
+    refused: int = 0  # taken while nobody could receive them
+    bytes: int = 0  # of the images that were sent
+
+
+class Camera:
+    """A camera in software.
+
+    Parameters
+    ----------
+    settings : Settings
+        What it is and shows.
+    """
+
+    def __init__(self, settings: Settings) -> None:
+        self.settings = settings
+        self.counters = Counters()
+        self.error: Exception | None = None  # why the camera ended by itself; None when it did all its frames
+        self.server = Server.create_with_variable_size_pfnc(
+            tarn.Size2D(*settings.size), settings.pixel_format.value, settings.driver
+        )
+        self.server.stream.resend_buffers_count = settings.resend
+        self.controls = Controls(self.server.node_map, settings.defaults)
+        self.shutter = Shutter(self.controls)
+        self._faults = Faults(self.controls)
+        self._scenes: dict[str, Scene] = {}
+        self._name_it()
+        self._thread = threading.Thread(target=self._run, name=f"camera {settings.address}")
+
+    def start(self) -> None:
+        """Publish the camera on its address and begin to take frames.
+
+        Raises
+        ------
+        RuntimeError
+            The address is not of this machine, or taken.
+        """
+        self.server.start(self.settings.address)
+        self._thread.start()
+
+    def stop(self) -> None:
+        """End the camera; clients are told. May be called twice, and without a start."""
+        self.shutter.end()
+        if self._thread.is_alive():
+            self._thread.join()
+        self.server.stop()
+
+    @property
+    def is_running(self) -> bool:
+        """False before the start, and once all frames were taken or `error` happened."""
+        return self._thread.is_alive()
+
+    def _name_it(self) -> None:
+        identity = self.settings.identity
+        for field, node in _TEXT_NODES.items():
+            if (text := getattr(identity, field)) is not None:
+                self.server.node_map[node].value = text
+        if identity.user_version is not None:
+            self.server.user_version = identity.user_version
+
+    def _run(self) -> None:
+        try:
+            self._take_frames()
+        except (SourceError, RuntimeError, ValueError) as error:
+            self.error = error
+
+    def _take_frames(self) -> None:
+        limit = self.settings.frames
+        while limit is None or self.counters.taken < limit or self._faults.next_due:
+            wake = self.shutter.wait(self._faults.next_due)
+            if wake is Wake.End:
+                return
+            if wake is Wake.Frame and (limit is None or self.counters.taken < limit):
+                self._take()
+            for frame in self._faults.due():
+                self._send(frame)
+
+    def _take(self) -> None:
+        """Take one frame; the picture is made when somebody can receive it."""
+        number = self.counters.taken
+        self.counters.taken += 1
+        # A triggered frame is tried in any case: the trigger may come at the moment of the start.
+        if not self.server.stream.is_running and not self.controls.is_triggered:
+            self.counters.refused += 1
+            return
+        if self._faults.drops():
+            log.debug("%s: frame %d dropped on purpose", self.settings.address, number)
+            return
+        frame = self._faults.shown(self._scene().frame(number, self.controls.view))
+        self._faults.hold(self._faults.damaged(frame))
+
+    def _scene(self) -> Scene:
+        name = self.controls.pattern_name
+        if name not in self._scenes:
+            self._scenes = {name: Scene(self.settings.source(name), self.settings.pixel_format)}
+        return self._scenes[name]
+
+    def _send(self, frame: np.ndarray) -> None:
+        image = tarn.WrappedImage.from_buffer(frame[None])
+        try:
+            sent = self.server.stream.try_send(image, _released)
+        except (ValueError, RuntimeError) as error:
+            # A client stopped, chose another region and started while this frame was on its way.
+            log.debug("%s: frame refused: %s", self.settings.address, error)
+            sent = False
+        if sent:
+            self.counters.sent += 1
+            self.counters.bytes += frame.nbytes
+        else:
+            self.counters.refused += 1
+
+
+def _released(image: tarn.Image) -> None:
+    """Nothing to do: what was encoded is never written again, and its memory goes with its last image."""

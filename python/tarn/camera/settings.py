@@ -1,0 +1,48 @@
+"""What one camera is made from."""
+
+import dataclasses
+
+from tarn.camera.clock import Clock
+from tarn.camera.controls import Defaults
+from tarn.camera.patterns import SCROLLS, Scroll
+from tarn.camera.pictures import Pictures
+from tarn.camera.pixels import PixelFormat
+from tarn.camera.scene import Film
+from tarn.camera.video import Video
+from tarn.gevserver import DriverType
+
+
+@dataclasses.dataclass(frozen=True)
+class Identity:
+    """Names that clients see; None leaves the library's own."""
+
+    vendor: str | None = None
+    model: str | None = None
+    serial: str | None = None
+    user_id: str | None = None
+    user_version: str | None = None
+
+
+@dataclasses.dataclass(frozen=True)
+class Settings:
+    """One camera."""
+
+    address: str
+    size: tuple[int, int]  # width and height in pixels
+    pixel_format: PixelFormat
+    film: Pictures | Video | None = None  # None: only test patterns
+    resend: int = 4  # frames kept for packet resend
+    driver: int = DriverType.Auto
+    identity: Identity = dataclasses.field(default_factory=Identity)
+    defaults: Defaults = dataclasses.field(default_factory=Defaults)
+    frames: int | None = None  # to take, then the camera ends; None for no end
+
+    def source(self, name: str) -> Scroll | Film:
+        """What is behind a name of TestPattern, as the command line has it."""
+        if name == "clock":
+            return Clock(*self.size)
+        if name in SCROLLS:
+            return SCROLLS[name](*self.size)
+        if self.film is None:
+            raise ValueError(f"no pattern has the name {name}")
+        return self.film

@@ -1,0 +1,177 @@
+"""What clients set on the camera program, and what that does to its frames."""
+
+import subprocess
+
+import numpy as np
+import pytest
+
+from aravis_tools import tool
+from camera_program import Viewer, running, viewing
+from conftest import need_tool
+from namespaces import two_hosts
+from tarn.camera.clock import MARKS
+
+
+def frame_numbers(pictures: list[np.ndarray]) -> list[int]:
+    """The numbers that the clock burnt into Mono8 pictures."""
+    numbers = []
+    for picture in pictures:
+        step = picture.shape[1] // MARKS
+        squares = picture[1, step // 2 :: step][:MARKS] > 127
+        numbers.append(int("".join(str(int(square)) for square in squares), 2))
+    return numbers
+
+
+def settled(viewer: Viewer) -> np.ndarray:
+    """A picture that was taken after all that was set before: those on their way may be older."""
+    return viewer.next_pictures(3)[-1]
+
+
+def test_exposure_and_gain_change_the_picture():
+    with running("--pattern", "white", "--exposure", "2ms") as program, viewing(program.address) as viewer:
+        viewer.start()
+        assert np.all(settled(viewer) == 51)
+        viewer.set_float("ExposureTime", 4000.0)
+        assert np.all(settled(viewer) == 102)
+        viewer.set_float("Gain", 20.0)
+        assert np.all(settled(viewer) == 255)
+        viewer.set_float("ExposureTime", 100.0)
+        assert np.all(settled(viewer) == round(255 * 0.1))
+
+
+def test_client_chooses_pattern_and_region():
+    with running("--pattern", "black") as program, viewing(program.address) as viewer:
+        viewer.start()
+        assert not settled(viewer).any()
+        tool("-a", program.address, "control", "TestPattern")  # a second client may read
+        viewer.features.write("TestPattern", 1)  # White
+        assert np.all(settled(viewer) == 255)
+        viewer.features.execute("AcquisitionStop")
+        viewer.features.write("Width", 100)
+        viewer.features.write("Height", 31)
+        viewer.features.write("OffsetX", 11)
+        viewer.features.write("TestPattern", 6)  # FrameCounter
+        viewer.features.execute("AcquisitionStart")
+        assert settled(viewer).shape == (31, 100)
+
+
+def test_takes_a_frame_for_each_software_trigger():
+    with running("--trigger", "--pattern", "clock") as program, viewing(program.address) as viewer:
+        viewer.start()
+        for _ in range(3):
+            viewer.features.execute("TriggerSoftware")
+        first = frame_numbers(viewer.next_pictures(3))
+        assert first == [0, 1, 2], "no frame without a trigger, none lost right after the start"
+        viewer.features.write("TriggerMode", 0)
+        frame_numbers(viewer.next_pictures(5))
+
+
+def test_frame_rate_holds_from_the_next_frame_on():
+    """Also when the camera is waiting for one that would come much later."""
+    with running("--fps", "0.1", "--pattern", "clock") as program, viewing(program.address) as viewer:
+        viewer.start()
+        viewer.set_float("AcquisitionFrameRate", 100.0)
+        viewer.next_frames(20)
+        viewer.set_float("AcquisitionFrameRate", 0.1)
+        viewer.features.write("AcquisitionFrameRateEnable", 0)  # the exposure of 10 ms alone
+        viewer.next_frames(20)
+
+
+def test_drops_frames_on_purpose_and_counts_them():
+    with running("--pattern", "clock", "--fps", "200", "--drop", "50%", "--size", "64x64") as program:
+        with viewing(program.address) as viewer:
+            viewer.start()
+            frames = viewer.next_frames(60)
+            counted = viewer.read_count("FaultDroppedFrames")
+        blocks = [frame.block for frame in frames]
+        pictures = [np.frombuffer(frame.image, np.uint8).reshape(64, 64) for frame in frames]
+        numbers = frame_numbers(pictures)
+        assert blocks == list(range(1, 61)), "the stream itself has no gap"
+        lost = numbers[-1] - numbers[0] + 1 - len(numbers)
+        assert 20 < lost <= counted, "about as many were left out as were sent"
+
+
+@pytest.mark.parametrize("way", ["option", "feature"])
+@pytest.mark.parametrize("fault", ["corrupt", "freeze", "drop"])
+def test_each_fault_can_be_set_both_ways(fault, way):
+    value = {"corrupt": ["--corrupt", "100%"], "freeze": ["--freeze"], "drop": ["--drop", "100%"]}[fault]
+    pattern = "white" if fault == "corrupt" else "clock"
+    options = ["--pattern", pattern, "--fps", "100", *(value if way == "option" else [])]
+    with running(*options) as program, viewing(program.address) as viewer:
+        viewer.start()
+        if way == "feature":
+            viewer.next_frames(1)
+            if fault == "freeze":
+                viewer.features.write("FaultFreeze", 1)
+            else:
+                viewer.set_float(f"Fault{fault.capitalize()}", 100.0)
+        if fault == "drop":
+            program.wait_log("no frames: all dropped on purpose (FaultDrop)")
+            return
+        pictures = viewer.next_pictures(9)[3:]
+        if fault == "freeze":
+            assert all(np.array_equal(picture, pictures[0]) for picture in pictures)
+        else:
+            for picture in pictures:
+                damaged = np.flatnonzero(picture.reshape(-1) != 255)
+                assert len(damaged) == picture.size // 8
+                assert damaged[-1] - damaged[0] == len(damaged) - 1, "in one run"
+
+
+def test_delay_makes_frames_late_but_not_fewer():
+    """In a second at 100 frames/s a camera that waited after each would make ten."""
+    with running("--delay", "100ms", "--fps", "100", "--pattern", "clock") as program:
+        with viewing(program.address) as viewer:
+            viewer.start()
+            numbers = frame_numbers(viewer.next_pictures(60))
+            viewer.features.execute("AcquisitionStop")
+        assert numbers == list(range(numbers[0], numbers[0] + 60)), "in their order, none left out"
+
+
+def test_says_why_no_frames_flow():
+    with running("--fps", "50") as program:
+        program.wait_log("no frames: no client")
+        with viewing(program.address) as viewer:
+            program.wait_log("no frames: acquisition stopped")
+            viewer.features.execute("AcquisitionStart")
+            program.wait_log("no frames: client has no stream destination")
+            viewer.features.execute("AcquisitionStop")
+            viewer.start()
+            program.wait_log("streaming to 127.0.0.1")
+            viewer.features.write("TriggerMode", 1)
+            program.wait_log("no frames: waiting for trigger")
+            viewer.features.write("TriggerMode", 0)
+            program.wait_log("streaming to 127.0.0.1")
+        program.wait_log("no frames: no client")
+
+
+def test_says_that_packets_are_too_large_for_the_path():
+    with two_hosts() as (camera, client):
+        prefix = tuple(camera.command())
+        with (
+            running(prefix=prefix, address=camera.address) as program,
+            client.inside(),
+            viewing(program.address, client.address) as viewer,
+        ):
+            viewer.open_stream()
+            viewer.features.write("GevSCPSDoNotFragment", 1)
+            viewer.features.execute("AcquisitionStart")
+            program.wait_log(f"streaming to {client.address}")
+            camera.ip("link", "set", "wire", "mtu", "1000")
+            program.wait_log("no frames: packets too large for the path: 1500 bytes, 1000 pass")
+
+
+def test_passes_the_device_test_of_an_independent_client():
+    """Every check, with its stock configuration; a busy machine gets further chances with frame rates."""
+    need_tool("arv-test-0.8")
+    with running("--serial", "under-test") as program:
+        for _ in range(3):
+            done = subprocess.run(
+                ["arv-test-0.8", "-n", "*under-test*"], capture_output=True, text=True, timeout=120
+            )
+            checks = [line for line in done.stdout.splitlines() if ":" in line and "Testing" not in line]
+            failures = [line for line in checks if "FAILURE" in line]
+            if not any("FrameRate" in line for line in failures):
+                break
+    assert len(checks) >= 15, done.stdout + done.stderr
+    assert not failures, f"{program.address}: {failures}"
