@@ -12,7 +12,8 @@ import socket
 import subprocess
 import sys
 import time
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Generator, Iterator
+from typing import Any
 
 import pytest
 
@@ -53,12 +54,13 @@ def need_tool(name: str) -> None:
         pytest.skip(f"{name} is not installed")
 
 
-def run_python(script: str, *arguments: str, **options: object) -> subprocess.Popen:
+def run_python(script: str, *arguments: str, **options: Any) -> subprocess.Popen[str]:
     """Start `script` in an interpreter of its own that finds the package; streams are pipes of text."""
     environment = os.environ | {"PYTHONPATH": str(PACKAGE.parent)}
     pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
     command = [sys.executable, "-c", script, *arguments]
-    return subprocess.Popen(command, env=environment, text=True, **(pipes | options))
+    settings: dict[str, Any] = pipes | options
+    return subprocess.Popen(command, env=environment, text=True, **settings)
 
 
 def address_word(address: str) -> int:
@@ -100,10 +102,10 @@ def aravis_binding() -> None:
 class Camera:
     """A server with the address that it is started on."""
 
-    server: Server | None
+    server: Server | Any  # None after the end
     address: str
 
-    def client(self, **options: object) -> ControlClient:
+    def client(self, **options: Any) -> ControlClient:
         return ControlClient(self.address, **options)
 
     def wait_state(self, state: int, timeout: float = 10.0) -> None:
@@ -119,8 +121,11 @@ class Camera:
             self.server = None
 
 
+MakeCamera = Callable[..., Camera]
+
+
 @pytest.fixture
-def make_camera() -> Iterator[Callable[..., Camera]]:
+def make_camera() -> Iterator[MakeCamera]:
     """Factory of cameras; ``make(size, pixel_format, resend=, start=)``. All are stopped after the test."""
     made: list[Camera] = []
 
@@ -145,14 +150,14 @@ def make_camera() -> Iterator[Callable[..., Camera]]:
 
 
 @pytest.fixture
-def camera(make_camera: Callable[..., Camera]) -> Camera:
+def camera(make_camera: MakeCamera) -> Camera:
     """A started camera of 64x48 Mono8 without resend."""
     return make_camera()
 
 
 def live_handles() -> int:
     """Objects of the libraries that are alive in this process."""
-    return _core.TRCLiveHandleCount()
+    return int(_core.TRCLiveHandleCount())
 
 
 def _belongings() -> dict[str, int]:
@@ -182,7 +187,7 @@ def nothing_left_behind(request: pytest.FixtureRequest) -> Iterator[None]:
 
 
 @pytest.hookimpl(wrapper=True)
-def pytest_runtest_makereport(item: pytest.Item, call: pytest.CallInfo) -> Iterator[None]:
+def pytest_runtest_makereport(item: pytest.Item, call: pytest.CallInfo[Any]) -> Generator[None, Any, Any]:
     report = yield
     if call.when == "call":
         item.stash[_passed] = report.passed

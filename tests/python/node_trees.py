@@ -2,13 +2,14 @@
 
 import re
 from collections.abc import Callable
+from typing import Any
 
 import pytest
 
 from tarn.gevserver import IntegerNode, Node, NodeList, NodeMap
 
 
-def put(node_map: NodeMap, *nodes: Node) -> tuple[Node, ...]:
+def put(node_map: NodeMap, *nodes: Node) -> tuple[Any, ...]:
     """Add nodes to a map; return them."""
     for node in nodes:
         node_map.add_node(node)

@@ -10,7 +10,7 @@ import pytest
 
 import tarn
 from aravis_tools import camera_test_counts, tool
-from conftest import Camera, free_address
+from conftest import Camera, MakeCamera, free_address
 from feeding import Feeder, noise
 from tarn import PfncFormat
 from tarn.gevserver import State
@@ -32,7 +32,14 @@ pytestmark = pytest.mark.usefixtures("aravis_binding")
         ("RGB8", (301, 200)),
     ],
 )
-def test_frames_are_byte_for_byte_what_was_sent(make_camera, tmp_path, name, size, packet_size, way):
+def test_frames_are_byte_for_byte_what_was_sent(
+    make_camera: MakeCamera,
+    tmp_path: pathlib.Path,
+    name: str,
+    size: tuple[int, int],
+    packet_size: int,
+    way: str,
+) -> None:
     if way == "packet-socket" and os.geteuid() != 0:
         pytest.skip("packet sockets need root")
     pixel_format = getattr(PfncFormat, name)
@@ -58,7 +65,7 @@ def test_frames_are_byte_for_byte_what_was_sent(make_camera, tmp_path, name, siz
     camera.wait_state(State.Disconnected)
 
 
-def test_tool_lists_reads_and_writes(make_camera):
+def test_tool_lists_reads_and_writes(make_camera: MakeCamera) -> None:
     camera = make_camera((640, 480))
     map_ = camera.server.node_map
     assert camera.address in tool()
@@ -78,7 +85,7 @@ def test_tool_lists_reads_and_writes(make_camera):
     assert "7000" in tool("-a", camera.address, "control", "GevHeartbeatTimeout")
 
 
-def test_client_sets_the_size_of_a_variable_camera(tmp_path):
+def test_client_sets_the_size_of_a_variable_camera(tmp_path: pathlib.Path) -> None:
     server = tarn.gevserver.Server.create_with_variable_size_pfnc(tarn.Size2D(640, 480), PfncFormat.Mono8)
     camera = Camera(server, free_address())
     server.start(camera.address)
@@ -105,7 +112,7 @@ def test_client_sets_the_size_of_a_variable_camera(tmp_path):
 
 
 @pytest.mark.parametrize("way", ["packet-socket", "udp-socket"])
-def test_camera_test_program_receives_without_failures(make_camera, way):
+def test_camera_test_program_receives_without_failures(make_camera: MakeCamera, way: str) -> None:
     if way == "packet-socket" and os.geteuid() != 0:
         pytest.skip("packet sockets need root")
     camera = make_camera((640, 480), resend=4)

@@ -1,5 +1,7 @@
 """Buffer descriptions and network interfaces."""
 
+from typing import Any
+
 import pytest
 
 import tarn
@@ -10,7 +12,7 @@ from tarn.gevserver import LogicalNetworkInterface
 UNSIGNED8 = tarn.DataType.Int8BppUnsigned
 
 
-def test_a_new_description_and_its_changes():
+def test_a_new_description_and_its_changes() -> None:
     size = tarn.Size2D(0.5, 10)
     for made, size_told in (
         (Image.create_image_buffer_description(size, 1, UNSIGNED8), (1, 10)),
@@ -30,7 +32,7 @@ def test_a_new_description_and_its_changes():
             assert (made.total_payload_size, made.layout_id) == (17, 5)
 
 
-def test_refused_descriptions():
+def test_refused_descriptions() -> None:
     size, good = (
         tarn.Size2D(4, 4),
         Chunk.create_chunk_image_buffer_description(tarn.Size2D(4, 4), 1, UNSIGNED8, 9),
@@ -38,7 +40,7 @@ def test_refused_descriptions():
     small = "Total payload size must at least be large enough to hold a chunk"
     of_image, of_chunk = Image.create_image_buffer_description, Chunk.create_chunk_image_buffer_description
 
-    def change(name, value):
+    def change(name: str, value: Any) -> Any:
         return lambda: setattr(good, name, value)
 
     for call, text in (
@@ -64,7 +66,7 @@ def test_refused_descriptions():
     assert (tuple(good.size), tuple(good.offset), good.total_payload_size) == ((4, 4), (0, 0), 9)
 
 
-def test_an_interface_is_one_address_in_two_views():
+def test_an_interface_is_one_address_in_two_views() -> None:
     interface = LogicalNetworkInterface("192.168.0.1", ipv4_mask="255.255.255.0")
     assert (interface.ip_address_uint, interface.ipv4_mask) == (0xC0A80001, "255.255.255.0")
     interface.ip_address_uint = 0x7F000001
@@ -86,7 +88,7 @@ def test_an_interface_is_one_address_in_two_views():
         LogicalNetworkInterface("10.0.0.1", 24)
 
 
-def test_interfaces_of_this_machine():
+def test_interfaces_of_this_machine() -> None:
     available = LogicalNetworkInterface.get_all_available()
     assert all(type(interface) is LogicalNetworkInterface for interface in available)
     loopback = [interface for interface in available if interface.ip_address == "127.0.0.1"]

@@ -5,6 +5,7 @@ import io
 import sys
 import threading
 import zlib
+from typing import Any
 
 import numpy as np
 import pytest
@@ -14,7 +15,7 @@ import tarn
 MODEL = tarn.ColorModel
 
 
-def test_new_images_are_zero_and_shared_with_numpy():
+def test_new_images_are_zero_and_shared_with_numpy() -> None:
     for size, planes, data_type, shape, dtype, model in (
         ((5, 4), 1, tarn.DataType.Int8BppUnsigned, (4, 5), np.uint8, MODEL.Mono),
         (tarn.Size2D(4.5, 3), 3, tarn.DataType.Int12BppUnsigned, (3, 5, 3), np.uint16, MODEL.RGB),
@@ -33,7 +34,7 @@ def test_new_images_are_zero_and_shared_with_numpy():
     assert tarn.Image((1, 1), color_model=MODEL.HSV).color_model == MODEL.HSV
 
 
-def test_a_view_keeps_its_image_alive():
+def test_a_view_keeps_its_image_alive() -> None:
     view = np.asarray(tarn.Image((64, 64)))
     gc.collect()
     view[:] = 9
@@ -52,7 +53,7 @@ LAYOUTS = {
 @pytest.mark.parametrize("layout", LAYOUTS)
 @pytest.mark.parametrize("planes", [None, 1, 3])
 @pytest.mark.parametrize("dtype", ["u1", "i1", "<u2", "<i2", "<u4", "<i4", "<f4", "<f8"])
-def test_wrapped_images_are_their_source(layout, planes, dtype):
+def test_wrapped_images_are_their_source(layout: Any, planes: Any, dtype: Any) -> None:
     shape = (6, 8) if planes is None else (6, 8, planes)
     source = LAYOUTS[layout](np.arange(np.prod(shape)).reshape(shape).astype(dtype))
     image = tarn.WrappedImage.from_buffer(source)
@@ -67,7 +68,7 @@ def test_wrapped_images_are_their_source(layout, planes, dtype):
     assert type(copy) is tarn.Image and np.asarray(copy).sum() != np.asarray(image).sum()
 
 
-def test_what_was_asked_of_a_buffer_is_what_it_gives():
+def test_what_was_asked_of_a_buffer_is_what_it_gives() -> None:
     strided = tarn.WrappedImage.from_buffer(np.zeros((4, 4), np.uint8)[:, ::2])
     with pytest.raises(BufferError, match="not contiguous"):
         zlib.crc32(strided)
@@ -84,7 +85,7 @@ def test_what_was_asked_of_a_buffer_is_what_it_gives():
         memoryview(tarn.Image((2, 2), 1, tarn.DataType(24)))
 
 
-def test_the_buffer_stays_exported_until_the_image_is_gone():
+def test_the_buffer_stays_exported_until_the_image_is_gone() -> None:
     memory = bytearray(64)
     image = tarn.WrappedImage.from_buffer(memoryview(memory).cast("B", (8, 8)))
     with pytest.raises(BufferError):
@@ -97,7 +98,7 @@ def test_the_buffer_stays_exported_until_the_image_is_gone():
     memory.append(0)
 
 
-def test_wrapping_leaves_no_reference_behind():
+def test_wrapping_leaves_no_reference_behind() -> None:
     source = np.zeros((8, 8), np.uint8)
     before = sys.getrefcount(source)
     for bad in (source[0], source.astype(complex)):
@@ -111,7 +112,7 @@ def test_wrapping_leaves_no_reference_behind():
     assert sys.getrefcount(source) == before
 
 
-def test_refused_images():
+def test_refused_images() -> None:
     from_buffer = tarn.WrappedImage.from_buffer
     for make, error, text in (
         (lambda: tarn.Image((0, 4)), ValueError, "Width must be larger or equal to 1"),

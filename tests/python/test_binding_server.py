@@ -3,6 +3,7 @@
 import gc
 import sys
 import weakref
+from typing import Any
 
 import pytest
 
@@ -20,13 +21,13 @@ def new_server() -> Server:
     return Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), MONO8)
 
 
-def refused(call, error: type[Exception], text: str) -> None:
+def refused(call: Any, error: type[Exception], text: str) -> None:
     with pytest.raises(error) as caught:
         call()
     assert str(caught.value) == text
 
 
-def test_factories_make_the_camera_that_was_asked_for():
+def test_factories_make_the_camera_that_was_asked_for() -> None:
     for server, size, pixel_format in (
         (Server.create_with_const_size(tarn.Size2D(639.5, 479.4), 1, UNSIGNED8), (640, 479), MONO8),
         (Server.create_with_const_size(tarn.Size2D(8, 4), -1), (8, 4), tarn.PfncFormat.Mono8s),
@@ -52,7 +53,7 @@ def test_factories_make_the_camera_that_was_asked_for():
     assert Server.create_non_streaming().stream is None
 
 
-def test_factories_refuse_what_is_no_camera():
+def test_factories_refuse_what_is_no_camera() -> None:
     size = tarn.Size2D(8, 4)
     constant, variable = Server.create_with_const_size, Server.create_with_variable_size_pfnc
     for call, error, text in (
@@ -88,7 +89,7 @@ def test_factories_refuse_what_is_no_camera():
         refused(call, error, text)
 
 
-def test_start_takes_text_or_number_by_exact_type():
+def test_start_takes_text_or_number_by_exact_type() -> None:
     server = new_server()
     address = free_address()
     server.start(1.5)  # neither: starts nothing
@@ -106,7 +107,7 @@ def test_start_takes_text_or_number_by_exact_type():
     refused(lambda: server.start(2**80), OverflowError, "int too big to convert")
 
 
-def test_user_version_is_text_of_anything():
+def test_user_version_is_text_of_anything() -> None:
     server = new_server()
     for given, kept in ((7, "7"), ("x" * 40, "x" * 31), ("ä" * 20, "ä" * 15), (None, "None")):
         server.user_version = given
@@ -115,7 +116,7 @@ def test_user_version_is_text_of_anything():
         del server.user_version
 
 
-def test_node_map_identity_and_attributes():
+def test_node_map_identity_and_attributes() -> None:
     server = new_server()
     features = server.node_map
     assert features is server.node_map and server.stream is server.stream
@@ -140,7 +141,7 @@ def test_node_map_identity_and_attributes():
     assert features.try_get_node("NoSuchNode") is None and features.try_get_node("") is None
 
 
-def test_nodes_dictionary_lives_while_somebody_holds_it():
+def test_nodes_dictionary_lives_while_somebody_holds_it() -> None:
     server = new_server()
     features = server.node_map
     first = features.nodes
@@ -155,7 +156,7 @@ def test_nodes_dictionary_lives_while_somebody_holds_it():
     assert weak() is None
 
 
-def test_adding_and_removing_nodes():
+def test_adding_and_removing_nodes() -> None:
     server = new_server()
     features, node = server.node_map, IntegerNode.create("Gain")
     for call, text in (
@@ -193,7 +194,7 @@ def test_adding_and_removing_nodes():
     assert features.Gain is node
 
 
-def test_children_are_cut_off_with_their_server():
+def test_children_are_cut_off_with_their_server() -> None:
     server = new_server()
     features, stream, width = server.node_map, server.stream, server.node_map.Width
     inside, free = IntegerNode.create("Inside"), IntegerNode.create("Free")
@@ -217,12 +218,12 @@ def test_children_are_cut_off_with_their_server():
     assert free.name == "Cust::Free" and free.node_map is None
 
 
-def test_listeners_live_with_their_node_in_the_map():
+def test_listeners_live_with_their_node_in_the_map() -> None:
     """A node with a listener stays; its callable goes with the registration, the node, or the server."""
     server = new_server()
     features = server.node_map
 
-    def listener(node):
+    def listener(node: Any) -> None:
         pass
 
     before = sys.getrefcount(listener)
@@ -253,8 +254,8 @@ def test_listeners_live_with_their_node_in_the_map():
     refused(lambda: features.Width.register_event_updated(callback=listener), ValueError, NO_MATCH)
 
 
-def test_a_dropped_server_drops_its_listeners():
-    def listener(node):
+def test_a_dropped_server_drops_its_listeners() -> None:
+    def listener(node: Any) -> None:
         pass
 
     before = sys.getrefcount(listener)
@@ -265,7 +266,7 @@ def test_a_dropped_server_drops_its_listeners():
     assert sys.getrefcount(listener) == before
 
 
-def test_sending_without_a_client():
+def test_sending_without_a_client() -> None:
     server = new_server()
     stream, image = server.stream, tarn.Image((64, 48))
     for call, error, text in (
@@ -303,7 +304,7 @@ def test_sending_without_a_client():
     assert stream.resend_buffers_count == 2 and not stream.is_running
 
 
-def test_everything_is_refused_once_started():
+def test_everything_is_refused_once_started() -> None:
     server = new_server()
     server.start(free_address())
     try:

@@ -63,7 +63,7 @@ def members(code_type: type) -> dict[str, int]:
     return {name: getattr(code_type, name) for name in vars(code_type) if not name.startswith("_")}
 
 
-def test_the_module_holds_its_types_and_the_build_id():
+def test_the_module_holds_its_types_and_the_build_id() -> None:
     public = {name for name in dir(module) if not name.startswith("__")}
     assert public == {*BASES, *CODES, "NodeType", "Info", "NodeInfo", "_mbi_id"}
     assert len(public) == 40 and module.__doc__ is None
@@ -72,7 +72,7 @@ def test_the_module_holds_its_types_and_the_build_id():
     assert set(gevserver.__all__) == public - {"_mbi_id"}
 
 
-def test_types_have_their_names_and_bases():
+def test_types_have_their_names_and_bases() -> None:
     for name, base in BASES.items():
         kind = getattr(module, name)
         assert (kind.__name__, kind.__module__) == (name, "tarn.gevserver")
@@ -81,7 +81,7 @@ def test_types_have_their_names_and_bases():
 
 
 @pytest.mark.parametrize("name", [*BASES, *CODES])
-def test_every_type_can_be_derived_from_and_weakly_referenced(name):
+def test_every_type_can_be_derived_from_and_weakly_referenced(name: str) -> None:
     derived = type("Derived", (getattr(module, name),), {})
     for kind in (getattr(module, name), derived):
         if name == "LogicalNetworkInterface":
@@ -95,7 +95,7 @@ def test_every_type_can_be_derived_from_and_weakly_referenced(name):
         assert weak() is None
 
 
-def test_an_object_that_was_never_bound_is_empty_and_says_so():
+def test_an_object_that_was_never_bound_is_empty_and_says_so() -> None:
     for use, text in (
         (lambda: module.Server().state, "failed to extract type -  resource might be gone"),
         (lambda: module.Server().stop(), "failed to extract type -  resource might be gone"),
@@ -114,7 +114,7 @@ def test_an_object_that_was_never_bound_is_empty_and_says_so():
         assert str(caught.value) == text
 
 
-def test_codes():
+def test_codes() -> None:
     for name, expected in CODES.items():
         assert members(getattr(module, name)) == expected, name
     assert members(module.NodeType) == {
@@ -154,7 +154,7 @@ def test_codes():
     )
 
 
-def test_docstrings_of_the_three_kinds():
+def test_docstrings_of_the_three_kinds() -> None:
     server = module.Server
     assert server.__doc__ == (
         "@sec@cls tarn.gevserver.Server\n\n"
@@ -190,7 +190,7 @@ _NODE = "\nnode : tarn.gevserver.Node\n    Node to add.\n"
 _KIND = "\nkind : int\n    Kind of node to add.\n"
 
 
-def test_docstring_of_a_factory_and_of_a_constructor():
+def test_docstring_of_a_factory_and_of_a_constructor() -> None:
     doc = module.Server.create_with_const_size_pfnc.__doc__
     assert doc.startswith(
         "@sec@call def create_with_const_size_pfnc(size: tarn.Size2D, pixel_format: int, "

@@ -3,6 +3,7 @@
 import csv
 import gc
 import weakref
+from typing import Any
 
 import pytest
 
@@ -12,7 +13,7 @@ from conftest import ROOT
 NO_MATCH = "the arguments do not match any of the expected signatures of the function"
 
 
-def test_values_compare_hash_iterate_and_print():
+def test_values_compare_hash_iterate_and_print() -> None:
     assert tarn.Size2D(3, 4) == tarn.Size2D(width=3.0, height=4) != tarn.Size2D(4, 3)
     assert tarn.Size2D() != (0, 0) and tarn.Size2D(1, 2) != tarn.Point2D(1, 2)
     assert list(tarn.Size2D(3, 4)) == [3, 4] and list(tarn.Point2D(y=5)) == [0, 5]
@@ -40,7 +41,7 @@ def test_values_compare_hash_iterate_and_print():
     assert repr(tarn.DataType(0x320)) == "DataType(0x320)"
 
 
-def test_data_types():
+def test_data_types() -> None:
     ready_made = {
         "Int8BppUnsigned": (0x008, 8, 1, False, False),
         "Int8BppSigned": (0x108, 8, 1, True, False),
@@ -60,7 +61,7 @@ def test_data_types():
         assert told == expected, name
 
 
-def test_mutable_and_immutable_members():
+def test_mutable_and_immutable_members() -> None:
     size = tarn.Size2D(1, 2)
     size.width = 7
     assert list(size) == [7, 2]
@@ -77,7 +78,7 @@ def test_mutable_and_immutable_members():
         assert immutable == type(immutable)(*([8] if name == "descriptor" else []))
 
 
-def test_refused_arguments():
+def test_refused_arguments() -> None:
     for construct, error, text in (
         (lambda: tarn.Size2D(1, 2, 3), ValueError, NO_MATCH),
         (lambda: tarn.Size2D(depth=1), ValueError, NO_MATCH),
@@ -99,12 +100,12 @@ def test_refused_arguments():
         tarn.Size2D([])
 
 
-def test_numbers_are_converted_as_promised():
+def test_numbers_are_converted_as_promised() -> None:
     version = tarn.GenApiVersion
     assert [version(n).major for n in (2.5, -2.5, 2.4, "7", True, -(2**63))] == [3, -3, 2, 7, 1, -(2**63)]
 
     class Index:
-        def __int__(self):
+        def __int__(self) -> Any:
             return 12
 
     assert version(Index()).major == 12
@@ -117,7 +118,7 @@ def test_numbers_are_converted_as_promised():
         tarn.NetworkConnection(Text("10.0.0.1"))
 
 
-def test_codes_are_plain_ints_that_stay():
+def test_codes_are_plain_ints_that_stay() -> None:
     assert tarn.AccessMode.ReadWrite == 4 and tarn.ColorModel.RGBGuess == -2
     for holder in (tarn.ColorModel, tarn.ColorModel()):
         assert type(holder.YCbCr) is int
@@ -136,14 +137,14 @@ def test_codes_are_plain_ints_that_stay():
     assert (Mine.Mono, Mine().Mono, Mine.extra) == (1, 1, 2)
 
 
-def test_pixel_formats_are_those_of_the_list():
+def test_pixel_formats_are_those_of_the_list() -> None:
     with open(ROOT / "wire" / "pfnc.csv", newline="") as file:
         listed = {row["name"]: int(row["value"], 16) for row in csv.DictReader(file)}
     names = [name for name in dir(tarn.PfncFormat) if not name.startswith("_")]
     assert {name: getattr(tarn.PfncFormat, name) for name in names} == listed
 
 
-def test_weak_references_and_subclasses_of_every_type():
+def test_weak_references_and_subclasses_of_every_type() -> None:
     class Mine(tarn.Size2D):
         pass
 

@@ -6,11 +6,12 @@ import re
 import socket
 import struct
 import threading
+from typing import Any
 
 import pytest
 
 import tarn
-from conftest import address_word, open_stream, wait_until
+from conftest import Camera, MakeCamera, address_word, open_stream, wait_until
 from features import Features, description
 from gvcp_client import (
     ACCESS_DENIED,
@@ -58,7 +59,7 @@ def words(*values: int) -> bytes:
     return struct.pack(f">{len(values)}I", *values)
 
 
-def test_discovery_finds_the_camera_by_unicast_and_broadcast(make_camera):
+def test_discovery_finds_the_camera_by_unicast_and_broadcast(make_camera: MakeCamera) -> None:
     first, second = make_camera(), make_camera()
     for target in (first.address, "127.255.255.255", "255.255.255.255"):
         found = {device.address: device for device in discover(target)}
@@ -80,13 +81,13 @@ def test_discovery_finds_the_camera_by_unicast_and_broadcast(make_camera):
     assert len({device.serial for device in devices}) == len({device.mac for device in devices}) == 2
 
 
-def test_discovery_acknowledge_equals_the_registers(camera):
+def test_discovery_acknowledge_equals_the_registers(camera: Camera) -> None:
     with camera.client() as client:
         (device,) = discover(camera.address)
         assert client.read_memory(0, 248) == device.payload
 
 
-def test_both_ways_of_reading_agree_on_every_standard_register(camera):
+def test_both_ways_of_reading_agree_on_every_standard_register(camera: Camera) -> None:
     mandatory = [0x0, 0x4, 0x8, 0xC, 0x10, 0x14, 0x24, 0x34, 0x44, 0x600, 0x900, 0x904, 0x92C, 0x930]
     mandatory += [
         GVCP_CAPABILITY,
@@ -113,7 +114,7 @@ def test_both_ways_of_reading_agree_on_every_standard_register(camera):
         assert len(client.read_memory(SECOND_URL, 512)) == 512
 
 
-def test_description_is_served_exactly(camera):
+def test_description_is_served_exactly(camera: Camera) -> None:
     with camera.client() as client:
         name, data = client.description()
         assert name.lower().endswith((".zip", ".xml"))
@@ -141,7 +142,7 @@ def test_description_is_served_exactly(camera):
         }
 
 
-def test_who_may_do_what(camera):
+def test_who_may_do_what(camera: Camera) -> None:
     """One row per state of the control channel; the asker is a second client."""
     read, write, claim = (READREG, words(SCPS)), (WRITEREG, words(SCPD, 0)), (WRITEREG, words(CCP, CONTROL))
     with camera.client() as primary, camera.client() as other:
@@ -168,7 +169,7 @@ def test_who_may_do_what(camera):
         other.write_register(CCP, 0)
 
 
-def test_primary_is_known_by_address_and_port(camera):
+def test_primary_is_known_by_address_and_port(camera: Camera) -> None:
     with camera.client() as primary, camera.client(local="127.0.0.2") as other:
         assert other.read_registers(PRIMARY_ADDRESS, PRIMARY_PORT) == (0, 0)
         primary.connect()
@@ -179,7 +180,7 @@ def test_primary_is_known_by_address_and_port(camera):
 
 
 @pytest.mark.parametrize("how", ["released", "silent"])
-def test_end_of_control_closes_the_channels_and_frees_the_device(camera, how):
+def test_end_of_control_closes_the_channels_and_frees_the_device(camera: Camera, how: Any) -> None:
     with StreamReceiver() as receiver, camera.client() as first, camera.client() as second:
         first.connect(beat=0.1)
         first.write_register(HEARTBEAT_TIMEOUT, 100)
@@ -201,7 +202,7 @@ def test_end_of_control_closes_the_channels_and_frees_the_device(camera, how):
         camera.wait_state(State.Connected)
 
 
-def test_silence_within_the_timeout_is_forgiven(camera):
+def test_silence_within_the_timeout_is_forgiven(camera: Camera) -> None:
     with camera.client() as primary, camera.client() as other:
         primary.connect(beat=None)
         primary.write_register(HEARTBEAT_TIMEOUT, 3000)
@@ -211,7 +212,7 @@ def test_silence_within_the_timeout_is_forgiven(camera):
         assert primary.read_register(CCP) & CONTROL
 
 
-def test_refusals_have_their_status(camera):
+def test_refusals_have_their_status(camera: Camera) -> None:
     too_many_reads = words(*([SCPS] * 136))
     rows = [
         ("unknown command", 0x0077, b"", NOT_IMPLEMENTED),
@@ -253,7 +254,7 @@ def test_refusals_have_their_status(camera):
         assert (client.read_memory(0, 248), client.read_registers(SCP, SCPS, SCPD, SCDA)) == before
 
 
-def test_writes_stop_at_the_first_failure(camera):
+def test_writes_stop_at_the_first_failure(camera: Camera) -> None:
     with camera.client() as client:
         client.connect()
         ack = client.request(WRITEREG, words(SCPD, 11, 0, 1, SCPD, 22))
@@ -265,7 +266,7 @@ def test_writes_stop_at_the_first_failure(camera):
         assert client.read_register(SCPD) == 44
 
 
-def test_texts_written_as_memory_are_kept_over_the_connection(make_camera):
+def test_texts_written_as_memory_are_kept_over_the_connection(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     note = tarn.gevserver.StringRegNode.create("Note", length=16)
     camera.server.node_map.add_node(note)
@@ -283,7 +284,7 @@ def test_texts_written_as_memory_are_kept_over_the_connection(make_camera):
     assert discover(camera.address)[0].user_name == "Käfer"
 
 
-def test_a_repeated_command_is_answered_again_but_runs_once(camera):
+def test_a_repeated_command_is_answered_again_but_runs_once(camera: Camera) -> None:
     calls = []
     node = camera.server.node_map.AcquisitionStop
     node.register_event_written_updated(calls.append)
@@ -305,12 +306,12 @@ def test_a_repeated_command_is_answered_again_but_runs_once(camera):
 
 
 @pytest.mark.parametrize("pending", [False, True])
-def test_a_slow_listener_costs_nobody_the_connection(camera, pending):
+def test_a_slow_listener_costs_nobody_the_connection(camera: Camera, pending: Any) -> None:
     """A listener outlasts the heartbeat timeout; others are served meanwhile, repeats run it once."""
     calls = []
     gate = threading.Event()
 
-    def slow(node):
+    def slow(node: Any) -> None:
         calls.append(node.name_only)
         gate.wait(10)
 
@@ -345,7 +346,7 @@ def test_a_slow_listener_costs_nobody_the_connection(camera, pending):
         assert calls == ["AcquisitionStop"] * 2
 
 
-def test_what_is_no_command_is_not_answered(camera):
+def test_what_is_no_command_is_not_answered(camera: Camera) -> None:
     read = command(READREG, words(CCP))
     other_mac = struct.pack(">2x6s12x4s12x4s12x4s", bytes(6), *[bytes(4)] * 3)
     silent = [
@@ -376,7 +377,7 @@ def test_what_is_no_command_is_not_answered(camera):
         assert client.read_register(SCPD) == 77
 
 
-def test_forced_address_does_not_touch_the_machine(camera):
+def test_forced_address_does_not_touch_the_machine(camera: Camera) -> None:
     (device,) = discover(camera.address)
     payload = struct.pack(">2x6s12x4s12x4s12x4s", device.mac, b"\x7f\x4e\x00\x01", b"\xff\0\0\0", bytes(4))
     with camera.client() as client:
@@ -385,7 +386,7 @@ def test_forced_address_does_not_touch_the_machine(camera):
         assert discover(camera.address)[0].address == camera.address
 
 
-def test_any_bytes_get_at_most_one_fitting_answer(camera):
+def test_any_bytes_get_at_most_one_fitting_answer(camera: Camera) -> None:
     """Mutated commands from a primary; each is followed by a read whose answer marks the end of the wait."""
     random_ = random.Random(7)
     good = [
@@ -427,7 +428,7 @@ def test_any_bytes_get_at_most_one_fitting_answer(camera):
     assert camera.server.state in (State.Connected, State.Disconnected)
 
 
-def test_start_reports_what_the_machine_refuses(make_camera):
+def test_start_reports_what_the_machine_refuses(make_camera: MakeCamera) -> None:
     camera = make_camera()
     twin = make_camera(start=False)
     with pytest.raises(RuntimeError, match=rf"{re.escape(camera.address)} port {PORT}.*in use"):

@@ -6,6 +6,7 @@ import pathlib
 import signal
 import subprocess
 import sys
+from typing import Any
 
 import numpy as np
 import pytest
@@ -38,7 +39,7 @@ def python(script: str, **more: str) -> subprocess.CompletedProcess:
     return subprocess.run(command, env=environment(**more), capture_output=True, text=True, timeout=60)
 
 
-def test_ends_after_its_frames_whether_anybody_sees_them():
+def test_ends_after_its_frames_whether_anybody_sees_them() -> None:
     address = free_address()
     code, out, error = outcome("--address", address, "--frames", "3", "--size", "301x100", "--fps", "60")
     assert (code, error) == (0, f"{address}  no frames: no client\n")
@@ -46,7 +47,7 @@ def test_ends_after_its_frames_whether_anybody_sees_them():
 
 
 @pytest.mark.parametrize("sign", [signal.SIGINT, signal.SIGTERM])
-def test_ends_cleanly_when_told_and_tells_the_client(sign):
+def test_ends_cleanly_when_told_and_tells_the_client(sign: Any) -> None:
     with running() as program, viewing(program.address) as viewer:
         viewer.start()
         viewer.next_frames(1)
@@ -78,14 +79,14 @@ def test_ends_cleanly_when_told_and_tells_the_client(sign):
     ],
     ids=lambda value: " ".join(value) if isinstance(value, list) else None,
 )
-def test_says_what_is_wrong_and_what_to_do(options, code, texts):
+def test_says_what_is_wrong_and_what_to_do(options: Any, code: Any, texts: Any) -> None:
     got, _, error = outcome("--frames", "1", *options)
     assert got == code, error
     for text in texts:
         assert text in error.replace("\n", " ")
 
 
-def test_says_that_an_address_is_taken():
+def test_says_that_an_address_is_taken() -> None:
     with running() as program:
         code, _, error = outcome("--address", program.address, "--frames", "1")
     assert code == 1
@@ -93,7 +94,7 @@ def test_says_that_an_address_is_taken():
     assert "another" in error.lower()
 
 
-def test_lists_addresses_and_formats_and_completes():
+def test_lists_addresses_and_formats_and_completes() -> None:
     code, out, _ = outcome("list-interfaces")
     assert code == 0
     assert "127.0.0.1        network 127.0.0.0/8" in out
@@ -106,7 +107,7 @@ def test_lists_addresses_and_formats_and_completes():
     assert "_TARN_CAMERA_COMPLETE" in out
 
 
-def test_completion_offers_values():
+def test_completion_offers_values() -> None:
     script = "from tarn.camera.command import main; main(prog_name='tarn-camera')"
     done = python(
         script,
@@ -117,7 +118,7 @@ def test_completion_offers_values():
     assert done.stdout.split() == ["plain,BayerRG12", "plain,BayerRG12Packed", "plain,BayerRG12p"]
 
 
-def test_serves_several_cameras_with_names_of_their_own():
+def test_serves_several_cameras_with_names_of_their_own() -> None:
     first = "127.78.0.1"
     with running(
         "--count",
@@ -165,7 +166,7 @@ def colours(pictures: list[np.ndarray]) -> list[tuple[int, ...]]:
     return [tuple(one[0].tolist()) for one in found]
 
 
-def test_shows_the_pictures_of_a_folder_in_turn(folder):
+def test_shows_the_pictures_of_a_folder_in_turn(folder: pathlib.Path) -> None:
     with (
         running("--pictures", str(folder), "--format", "RGB8") as program,
         viewing(program.address) as viewer,
@@ -178,7 +179,7 @@ def test_shows_the_pictures_of_a_folder_in_turn(folder):
     assert seen == list(itertools.islice(itertools.cycle(cycle), start, start + 7))
 
 
-def test_a_picture_that_cannot_be_read_ends_the_program_with_its_name(folder):
+def test_a_picture_that_cannot_be_read_ends_the_program_with_its_name(folder: pathlib.Path) -> None:
     (folder / "b.bmp").write_bytes(b"broken")
     command = camera_command("--address", address := free_address(), "--pictures", str(folder))
     pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
@@ -192,7 +193,7 @@ def test_a_picture_that_cannot_be_read_ends_the_program_with_its_name(folder):
     assert "Traceback" not in error
 
 
-def test_shows_a_video_from_the_beginning_again(tmp_path):
+def test_shows_a_video_from_the_beginning_again(tmp_path: pathlib.Path) -> None:
     av = pytest.importorskip("av", reason="videos are an extra")
     file = tmp_path / "film.avi"
     with av.open(str(file), "w") as container:
@@ -213,7 +214,7 @@ def test_shows_a_video_from_the_beginning_again(tmp_path):
 
 
 @pytest.mark.parametrize("name", ["Mono12", "BayerGR8", "BGR8", "Mono10p", "BayerRG12Packed", "RGBa16"])
-def test_sends_each_kind_of_format_as_it_is_defined(name):
+def test_sends_each_kind_of_format_as_it_is_defined(name: str) -> None:
     size = (102, 60)
     options = ["--format", name, "--size", "102x60", "--pattern", "bars"]
     with running(*options) as program, viewing(program.address) as viewer:
@@ -228,7 +229,7 @@ def test_sends_each_kind_of_format_as_it_is_defined(name):
     assert frame.image in possible
 
 
-def test_module_says_what_is_missing():
+def test_module_says_what_is_missing() -> None:
     """Without the libraries of the program, as in an environment that has the package alone."""
     run = "runpy.run_module('tarn.gevserver', None, '__main__')"
     done = python(f"import sys, runpy; sys.modules['click'] = None; {run}")
@@ -236,7 +237,7 @@ def test_module_says_what_is_missing():
     assert "pip install click numpy pillow" in done.stderr
 
 
-def test_package_imports_nothing_of_the_program():
+def test_package_imports_nothing_of_the_program() -> None:
     done = python(
         "import sys, tarn, tarn.gevserver;print({'click', 'numpy', 'PIL', 'tarn.camera'} & set(sys.modules))"
     )

@@ -1,5 +1,7 @@
 """Pictures as bytes of pixel formats, and moving patterns as parts of one memory."""
 
+from typing import Any
+
 import numpy as np
 import pytest
 
@@ -38,12 +40,12 @@ GOLDEN = [
 
 
 @pytest.mark.parametrize(("picture", "name", "expected"), GOLDEN, ids=[row[1] for row in GOLDEN])
-def test_encodes_as_the_naming_convention_says(picture, name, expected):
+def test_encodes_as_the_naming_convention_says(picture: Any, name: str, expected: Any) -> None:
     assert encode(picture, FORMATS[name]).tobytes() == bytes.fromhex(expected)
 
 
 @pytest.mark.parametrize("name", FORMATS)
-def test_every_format_takes_odd_sizes_grey_and_colour_and_has_its_number_of_bytes(name):
+def test_every_format_takes_odd_sizes_grey_and_colour_and_has_its_number_of_bytes(name: str) -> None:
     described = FORMATS[name]
     for shape in ((5, 7), (5, 7, 3)):
         for dtype in (np.uint8, np.uint16):
@@ -54,7 +56,7 @@ def test_every_format_takes_odd_sizes_grey_and_colour_and_has_its_number_of_byte
             assert not encode(white, described, 0.0).any() or "a" in described.components
 
 
-def test_brightness_is_a_factor():
+def test_brightness_is_a_factor() -> None:
     ramp = np.arange(256, dtype=np.uint8).reshape(16, 16)
     doubled = encode(ramp, FORMATS["Mono8"], 2.0)
     assert np.array_equal(doubled, np.minimum(np.arange(256) * 2, 255))
@@ -64,7 +66,7 @@ def test_brightness_is_a_factor():
     "name", ["Mono8", "Mono10p", "Mono12Packed", "BayerGB12p", "RGB8", "BGRa10p", "Mono1p"]
 )
 @pytest.mark.parametrize("pattern", SCROLLS)
-def test_parts_of_a_scrolling_pattern_are_what_one_picture_gives(name, pattern):
+def test_parts_of_a_scrolling_pattern_are_what_one_picture_gives(name: str, pattern: Any) -> None:
     """Also of a region that begins and ends anywhere, where lines end inside bytes."""
     described = FORMATS[name]
     source = SCROLLS[pattern](61, 43)
@@ -81,7 +83,7 @@ def test_parts_of_a_scrolling_pattern_are_what_one_picture_gives(name, pattern):
             assert len(part) == len(whole)
 
 
-def test_patterns_move_and_a_still_one_does_not():
+def test_patterns_move_and_a_still_one_does_not() -> None:
     for pattern in SCROLLS:
         settings = Settings("", (64, 48), FORMATS["Mono8"])
         scene = Scene(settings.source(pattern), settings.pixel_format)
@@ -91,7 +93,7 @@ def test_patterns_move_and_a_still_one_does_not():
 
 
 @pytest.mark.parametrize("size", [(32, 32), (640, 480), (1001, 333)])
-def test_clock_shows_the_number_of_its_frame(size):
+def test_clock_shows_the_number_of_its_frame(size: tuple[int, int]) -> None:
     clock = Settings("", size, FORMATS["Mono8"]).source("clock")
     for number in (0, 1, 0xDEADBEEF):
         picture = clock.frame(number)

@@ -4,7 +4,7 @@ import subprocess
 
 import pytest
 
-from conftest import need_tool, open_stream
+from conftest import MakeCamera, need_tool, open_stream
 from features import Features
 from gvcp_client import HEARTBEAT_TIMEOUT, PORT
 from gvsp_receiver import StreamReceiver
@@ -18,7 +18,7 @@ def udp_sockets() -> set[tuple[str, int]]:
     return {(address.split("%")[0], int(port)) for address, _, port in ends if port.isdigit()}
 
 
-def test_state_follows_the_client(make_camera):
+def test_state_follows_the_client(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     server = camera.server
     for _ in range(2):  # a stopped server starts again
@@ -54,7 +54,7 @@ def test_state_follows_the_client(make_camera):
         server.stop()
 
 
-def test_stop_walks_back_from_every_state_and_may_be_repeated(make_camera):
+def test_stop_walks_back_from_every_state_and_may_be_repeated(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     server = camera.server
     server.stop()
@@ -74,7 +74,7 @@ def test_stop_walks_back_from_every_state_and_may_be_repeated(make_camera):
             client.close()
 
 
-def test_endpoints_agree_with_the_system(make_camera):
+def test_endpoints_agree_with_the_system(make_camera: MakeCamera) -> None:
     need_tool("ss")
     camera = make_camera(start=False)
     server = camera.server

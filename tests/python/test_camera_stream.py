@@ -7,12 +7,14 @@ import socket
 import struct
 import threading
 import weakref
+from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
 
 import tarn
-from conftest import address_word, open_stream, wait_until
+from conftest import Camera, MakeCamera, address_word, open_stream, wait_until
 from features import Features
 from gvcp_client import (
     BUSY,
@@ -32,7 +34,7 @@ PACKET_RESEND = 0x4  # in the capability register
 FIRE, DO_NOT_FRAGMENT = 0x8000_0000, 0x4000_0000
 
 
-def picture(width, height, pixel_format=PfncFormat.Mono8, seed=0):
+def picture(width: int, height: int, pixel_format: int = PfncFormat.Mono8, seed: int = 0) -> Any:
     """Noise of the shape and depth that the format needs."""
     random = np.random.default_rng(seed)
     shape = (height, width, 3) if pixel_format == PfncFormat.RGB8 else (height, width)
@@ -40,12 +42,14 @@ def picture(width, height, pixel_format=PfncFormat.Mono8, seed=0):
     return random.integers(0, 1 << depth, shape, np.uint16 if depth > 8 else np.uint8)
 
 
-def wrap(array):
+def wrap(array: Any) -> Any:
     return tarn.WrappedImage.from_buffer(array)
 
 
 @contextlib.contextmanager
-def streaming(camera, *, packet_size=1500, extended=False, **receiver_options):
+def streaming(
+    camera: Camera, *, packet_size: int = 1500, extended: bool = False, **receiver_options: Any
+) -> Iterator[Any]:
     """A connected client that acquires: yields (client, receiver, features)."""
     with StreamReceiver(**receiver_options) as receiver, camera.client() as client:
         client.connect()
@@ -71,7 +75,7 @@ FORMATS = [
 
 @pytest.mark.parametrize("extended", [False, True])
 @pytest.mark.parametrize("packet_size", [576, 1500, 9000])
-def test_frames_arrive_byte_for_byte(make_camera, packet_size, extended):
+def test_frames_arrive_byte_for_byte(make_camera: MakeCamera, packet_size: int, extended: bool) -> None:
     for pixel_format, size in FORMATS:
         camera = make_camera(size, pixel_format)
         sent = [picture(*size, pixel_format, seed) for seed in range(3)]
@@ -109,7 +113,7 @@ def test_frames_arrive_byte_for_byte(make_camera, packet_size, extended):
         pytest.param(lambda whole: np.asfortranarray(whole[:, :64]), id="column by column"),
     ],
 )
-def test_any_memory_layout_is_sent_in_picture_order(make_camera, view):
+def test_any_memory_layout_is_sent_in_picture_order(make_camera: MakeCamera, view: Any) -> None:
     array = view(picture(200, 96))[:48]
     camera = make_camera((64, 48), resend=1)
     with streaming(camera) as (_, receiver, _):
@@ -117,7 +121,7 @@ def test_any_memory_layout_is_sent_in_picture_order(make_camera, view):
         assert receiver.wait_frames(1)[0].image == array.tobytes()
 
 
-def test_planes_of_an_owning_image_arrive_interleaved(make_camera):
+def test_planes_of_an_owning_image_arrive_interleaved(make_camera: MakeCamera) -> None:
     camera = make_camera((31, 17), PfncFormat.RGB8)
     image = tarn.Image((31, 17), 3)
     array = picture(31, 17, PfncFormat.RGB8)
@@ -127,14 +131,14 @@ def test_planes_of_an_owning_image_arrive_interleaved(make_camera):
         assert receiver.wait_frames(1)[0].image == array.tobytes()
 
 
-def test_every_frame_is_whole_in_spite_of_lost_packets(make_camera):
+def test_every_frame_is_whole_in_spite_of_lost_packets(make_camera: MakeCamera) -> None:
     """First copies of some packets get lost, leaders and trailers among them; resends fill the gaps."""
     size, count = (320, 240), 20
     for extended in (False, True):
         camera = make_camera(size, resend=count)
         sent = [picture(*size, seed=seed) for seed in range(count)]
 
-        def lost(block, number, copies):
+        def lost(block: int, number: int, copies: int) -> Any:
             return copies == 0 and (7 * block + number) % 9 == 0
 
         losing = {"drop": lost, "resend_from": camera.address}
@@ -151,7 +155,7 @@ def test_every_frame_is_whole_in_spite_of_lost_packets(make_camera):
             assert bool(resent) == extended
 
 
-def test_resend_refusals_are_answered_on_the_stream_and_strangers_are_not(make_camera):
+def test_resend_refusals_are_answered_on_the_stream_and_strangers_are_not(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=1)
     with streaming(camera) as (client, receiver, _):
         for _ in range(3):
@@ -185,7 +189,9 @@ def test_resend_refusals_are_answered_on_the_stream_and_strangers_are_not(make_c
 
 
 @pytest.mark.parametrize("resend", [0, 1, 3])
-def test_release_callbacks_run_once_in_order_with_the_very_object(make_camera, resend):
+def test_release_callbacks_run_once_in_order_with_the_very_object(
+    make_camera: MakeCamera, resend: int
+) -> None:
     camera = make_camera(resend=resend)
     stream = camera.server.stream
     images = [wrap(picture(64, 48, seed=seed)) for seed in range(8)]
@@ -202,7 +208,7 @@ def test_release_callbacks_run_once_in_order_with_the_very_object(make_camera, r
     assert all(back is image for back, image in zip(released, images, strict=True))
 
 
-def test_a_released_image_is_let_go(make_camera):
+def test_a_released_image_is_let_go(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=1)
     with streaming(camera) as (_, receiver, _):
         array = picture(64, 48)
@@ -216,7 +222,7 @@ def test_a_released_image_is_let_go(make_camera):
         wait_until(lambda: gc.collect() is None or alive() is None, "the first picture is freed")
 
 
-def test_limited_acquisitions_end_by_themselves(camera):
+def test_limited_acquisitions_end_by_themselves(camera: Camera) -> None:
     image = wrap(picture(64, 48))
     with streaming(camera) as (_, receiver, features):
         features.execute("AcquisitionStop")
@@ -235,7 +241,7 @@ def test_limited_acquisitions_end_by_themselves(camera):
             assert all(frame.is_whole for frame in receiver.wait_frames(received))
 
 
-def test_failing_sends_release_nothing(make_camera):
+def test_failing_sends_release_nothing(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=2)
     stream = camera.server.stream
     calls = []
@@ -254,7 +260,9 @@ def test_failing_sends_release_nothing(make_camera):
     assert not calls
 
 
-def test_an_image_that_the_sender_changes_after_release_does_not_change_on_the_wire(make_camera):
+def test_an_image_that_the_sender_changes_after_release_does_not_change_on_the_wire(
+    make_camera: MakeCamera,
+) -> None:
     camera = make_camera((320, 240))
     array = picture(320, 240)
     expected = array.tobytes()
@@ -264,7 +272,7 @@ def test_an_image_that_the_sender_changes_after_release_does_not_change_on_the_w
         assert receiver.wait_frames(1)[0].image == expected
 
 
-def test_block_ids_go_on_over_acquisitions_and_restart_with_the_channel(make_camera):
+def test_block_ids_go_on_over_acquisitions_and_restart_with_the_channel(make_camera: MakeCamera) -> None:
     camera = make_camera()
     send = camera.server.stream.send
     with streaming(camera) as (client, receiver, features):
@@ -284,7 +292,7 @@ def test_block_ids_go_on_over_acquisitions_and_restart_with_the_channel(make_cam
             assert len(receiver.frames) == 2
 
 
-def test_channel_may_be_opened_in_either_order_and_closed_while_acquiring(camera):
+def test_channel_may_be_opened_in_either_order_and_closed_while_acquiring(camera: Camera) -> None:
     send = camera.server.stream.try_send
     with StreamReceiver() as receiver, camera.client() as client:
         client.connect()
@@ -312,7 +320,7 @@ def test_channel_may_be_opened_in_either_order_and_closed_while_acquiring(camera
         assert client.read_register(SCSP) == 0
 
 
-def test_packet_size_is_rounded_not_refused(camera):
+def test_packet_size_is_rounded_not_refused(camera: Camera) -> None:
     with camera.client() as client:
         client.connect()
         features = Features(client)
@@ -329,7 +337,7 @@ def test_packet_size_is_rounded_not_refused(camera):
         assert client.read_register(SCPS) == DO_NOT_FRAGMENT | 1400
 
 
-def test_test_packets_come_each_time_with_the_exact_size(camera):
+def test_test_packets_come_each_time_with_the_exact_size(camera: Camera) -> None:
     with StreamReceiver() as receiver, camera.client() as client:
         client.connect()
         client.write_register(SCPS, FIRE | 1500)  # closed channel: nothing, but no failure
@@ -345,7 +353,7 @@ def test_test_packets_come_each_time_with_the_exact_size(camera):
         assert receiver.sources == {(camera.address, client.read_register(SCSP))}
 
 
-def test_a_client_that_is_gone_does_not_end_the_camera(make_camera):
+def test_a_client_that_is_gone_does_not_end_the_camera(make_camera: MakeCamera) -> None:
     """The stream goes to a port where nobody listens: unreachable errors come back and are ignored."""
     camera = make_camera((320, 240))
     with camera.client() as client:
@@ -364,7 +372,7 @@ def test_a_client_that_is_gone_does_not_end_the_camera(make_camera):
             receiver.wait_frames(1)
 
 
-def test_stop_ends_a_stream_that_another_thread_feeds(make_camera):
+def test_stop_ends_a_stream_that_another_thread_feeds(make_camera: MakeCamera) -> None:
     """Start, stream, stop, again: with sends under way at every stop; every image is released."""
     camera = make_camera((320, 240), resend=2, start=False)
     server = camera.server
@@ -378,7 +386,7 @@ def test_stop_ends_a_stream_that_another_thread_feeds(make_camera):
             camera.wait_running()
             ending = threading.Event()
 
-            def feed(sent=sent, released=released, ending=ending):
+            def feed(sent: Any = sent, released: Any = released, ending: Any = ending) -> None:
                 while not ending.is_set():
                     if server.stream.try_send(wrap(picture(320, 240)), released.append):
                         next(sent)

@@ -9,11 +9,12 @@ import sys
 import threading
 import time
 from collections.abc import Iterator
+from typing import Any
 
 import pytest
 
 import tarn
-from conftest import PACKAGE, Camera, live_handles, open_stream, wait_until
+from conftest import PACKAGE, Camera, MakeCamera, live_handles, open_stream, wait_until
 from features import Features
 from feeding import Feeder, noise
 from gvcp_client import ACCESS_DENIED, CCP, CONTROL, HEARTBEAT_TIMEOUT, SCP, SCPS, ControlClient, GvcpError
@@ -75,7 +76,7 @@ def remote_camera(resend: int = 0) -> Iterator[tuple[Camera, Host, Host]]:
             camera.end()
 
 
-def test_client_killed_in_mid_frame(make_camera):
+def test_client_killed_in_mid_frame(make_camera: MakeCamera) -> None:
     camera = make_camera(SIZE, resend=1)
     # A frame takes three seconds.
     camera.server.node_map.DeviceLinkThroughputLimit.value = 100_000
@@ -119,7 +120,7 @@ def mend_link(camera_host: Host, client_host: Host) -> None:
         pytest.param(break_link, mend_link, id="link down"),
     ],
 )
-def test_network_breaks_and_comes_back(break_network, mend_network):
+def test_network_breaks_and_comes_back(break_network: Any, mend_network: Any) -> None:
     """The stream goes on for the client that stayed; and after a longer break for the next."""
     with remote_camera() as (camera, camera_host, client_host):
         with streaming(camera, client_host) as (client, receiver), Feeder(camera, PICTURES):
@@ -139,7 +140,7 @@ def test_network_breaks_and_comes_back(break_network, mend_network):
         serve_next_client(camera, client_host)
 
 
-def test_full_socket_loses_packets_and_recovers():
+def test_full_socket_loses_packets_and_recovers() -> None:
     """The interface takes a thousandth of what the camera sends."""
     with remote_camera() as (camera, camera_host, client_host):
         camera.server.node_map.DeviceLinkThroughputLimitMode.value = "Off"
@@ -151,7 +152,7 @@ def test_full_socket_loses_packets_and_recovers():
         serve_next_client(camera, client_host)
 
 
-def test_nobody_listens_at_the_destination(make_camera):
+def test_nobody_listens_at_the_destination(make_camera: MakeCamera) -> None:
     camera = make_camera(SIZE)
     with camera.client() as client:
         client.connect()
@@ -169,7 +170,7 @@ def test_nobody_listens_at_the_destination(make_camera):
     serve_next_client(camera)
 
 
-def test_wall_clock_is_not_asked():
+def test_wall_clock_is_not_asked() -> None:
     """Steps of the wall clock cannot matter: the engine asks for the monotonic clock only, and waits by it.
 
     The wall clock cannot be stepped for one process alone, so this looks at what the library could call.
@@ -184,7 +185,7 @@ def test_wall_clock_is_not_asked():
     assert not {name for name in called if any(word in name for word in wall)}
 
 
-def test_many_clients_come_and_go(request, camera):
+def test_many_clients_come_and_go(request: pytest.FixtureRequest, camera: Camera) -> None:
     """Clients release control in the middle of acquisition, and nothing is left of them."""
     picture = noise((64, 48), PfncFormat.Mono8, 0)
     image = tarn.WrappedImage.from_buffer(picture)
@@ -219,7 +220,7 @@ def test_many_clients_come_and_go(request, camera):
     assert counted(camera, "DeviceHeartbeatTimeouts") == 0
 
 
-def test_two_clients_fight_for_control(make_camera):
+def test_two_clients_fight_for_control(make_camera: MakeCamera) -> None:
     """Never both have it, both get it at times, and neither disturbs what the other does meanwhile."""
     camera = make_camera(SIZE)
     ending = time.monotonic() + 2

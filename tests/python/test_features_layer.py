@@ -2,15 +2,18 @@
 
 import gc
 import importlib.util
+import pathlib
 import re
 import struct
 import weakref
+from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
 
 import tarn
-from conftest import ROOT, Camera, free_address, live_handles, wait_until
+from conftest import ROOT, Camera, MakeCamera, free_address, live_handles, wait_until
 from features import Features
 from gvcp_client import WRITEREG, command
 from tarn.gevserver import CategoryNode, IntegerNode, Server
@@ -53,7 +56,7 @@ class Lights(FeatureSet):
 
 
 @pytest.fixture
-def lights(make_camera):
+def lights(make_camera: MakeCamera) -> Iterator[Any]:
     camera = make_camera(start=False)
     lights = Lights(camera.server)
     camera.server.start(camera.address)
@@ -64,7 +67,7 @@ def lights(make_camera):
 
 
 @pytest.fixture
-def peer(lights):
+def peer(lights: Any) -> Iterator[Any]:
     """The reference library in control of the lights."""
     genapi_peer = pytest.importorskip("genapi_peer")
     with lights.camera.client() as client:
@@ -74,7 +77,7 @@ def peer(lights):
         del nodes, port
 
 
-def test_clients_see_what_was_declared(lights, peer, tmp_path):
+def test_clients_see_what_was_declared(lights: Any, peer: Any, tmp_path: pathlib.Path) -> None:
     import genapi_peer
 
     genapi_peer.check_agreement(peer, lights.server.node_map)
@@ -91,7 +94,7 @@ def test_clients_see_what_was_declared(lights, peer, tmp_path):
     assert "Owner" in [feature.node.name for feature in peer.DeviceControl.features]
 
 
-def test_everything_stays_reachable_as_nodes(lights):
+def test_everything_stays_reachable_as_nodes(lights: Any) -> None:
     tree = lights.server.node_map
     assert tree.Level is lights.nodes["level"]
     assert lights.fire is tree.Fire
@@ -104,7 +107,7 @@ def test_everything_stays_reachable_as_nodes(lights):
     assert lights.level == 75
 
 
-def test_values_move_both_ways_and_hooks_hear_clients_only(lights, peer):
+def test_values_move_both_ways_and_hooks_hear_clients_only(lights: Any, peer: Any) -> None:
     lights.level, lights.mode, lights.pulse_length = 30, "Steady", 4.5
     assert (peer.Level.value, peer.Mode.value, peer.PulseLength.value) == (30, "Steady", 4.5)
     assert lights.heard == []
@@ -118,7 +121,7 @@ def test_values_move_both_ways_and_hooks_hear_clients_only(lights, peer):
     assert peer.Fire.is_done()
 
 
-def test_a_selector_gives_each_of_its_values_its_own(lights, peer):
+def test_a_selector_gives_each_of_its_values_its_own(lights: Any, peer: Any) -> None:
     defaults = set()
     for lamp in range(4):
         peer.Lamp.value = lamp
@@ -137,7 +140,7 @@ def test_a_selector_gives_each_of_its_values_its_own(lights, peer):
     assert (peer.Owner.value, lights.owner) == ("owner of Steady",) * 2
 
 
-def test_registers_of_selected_features_meet_no_others(lights):
+def test_registers_of_selected_features_meet_no_others(lights: Any) -> None:
     """Where a selector leads is found by moving it: no two registers may share a byte."""
     used: dict[int, str] = {}
     registers = [node for node in lights.server.node_map.nodes.values() if hasattr(node, "address_nodes")]
@@ -155,7 +158,7 @@ def test_registers_of_selected_features_meet_no_others(lights):
             assert used.setdefault(byte, name) == name
 
 
-def test_close_ends_the_hooks_and_nothing_else(lights, peer):
+def test_close_ends_the_hooks_and_nothing_else(lights: Any, peer: Any) -> None:
     peer.Level.value = 40
     lights.close()
     lights.close()
@@ -164,7 +167,7 @@ def test_close_ends_the_hooks_and_nothing_else(lights, peer):
     assert (lights.level, peer.Level.value) == (45, 45)
 
 
-def test_neither_set_nor_server_outlives_its_last_reference():
+def test_neither_set_nor_server_outlives_its_last_reference() -> None:
     """Not even when it is dropped by a hook, on the server's own thread."""
 
     class Shy(FeatureSet):
@@ -191,7 +194,7 @@ def test_neither_set_nor_server_outlives_its_last_reference():
 
 
 @pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
-def test_a_failing_hook_harms_nobody(make_camera):
+def test_a_failing_hook_harms_nobody(make_camera: MakeCamera) -> None:
     class Broken(FeatureSet):
         sound = Integer(7, min=0, max=9)
 
@@ -214,7 +217,7 @@ def test_a_failing_hook_harms_nobody(make_camera):
         assert broken.sound == 3
 
 
-def test_features_of_bases_come_first_and_can_be_replaced():
+def test_features_of_bases_come_first_and_can_be_replaced() -> None:
     class Base(FeatureSet, category="Common"):
         first = Integer(1)
         second = Integer(2)
@@ -231,7 +234,7 @@ def test_features_of_bases_come_first_and_can_be_replaced():
     assert [node.name_only for node in server.node_map.Derived.nodes] == ["SecondText", "Third"]
 
 
-def test_integers_take_the_shortest_register_that_holds_their_limits():
+def test_integers_take_the_shortest_register_that_holds_their_limits() -> None:
     class Numbers(FeatureSet):
         byte = Integer(0, min=0, max=255)
         unsigned = Integer(2**32 - 1, min=0, max=2**32 - 1)
@@ -244,7 +247,7 @@ def test_integers_take_the_shortest_register_that_holds_their_limits():
     assert (features.unsigned, features.signed, features.widest) == (2**32 - 1, -(2**31), -(2**63))
 
 
-def test_declarations_that_cannot_be():
+def test_declarations_that_cannot_be() -> None:
     for declare, text in (
         (lambda: Integer(5, min=0, max=4), "5 is not within 0 to 4 in steps of 1"),
         (lambda: Integer(3, min=0, max=4, step=2), "3 is not within 0 to 4 in steps of 2"),
@@ -272,7 +275,7 @@ def test_declarations_that_cannot_be():
         feature.on_read(lambda _: 2)
 
 
-def test_what_a_camera_cannot_take_leaves_it_as_it_was():
+def test_what_a_camera_cannot_take_leaves_it_as_it_was() -> None:
     server = Server.create_non_streaming()
     server.node_map.add_node(IntegerNode.create("Taken"))
     before = set(server.node_map.nodes)
@@ -293,7 +296,7 @@ def test_what_a_camera_cannot_take_leaves_it_as_it_was():
         assert set(server.node_map.nodes) == before
 
 
-def test_the_example_does_what_it_says():
+def test_the_example_does_what_it_says() -> None:
     path = ROOT / "examples" / "own_features.py"
     spec = importlib.util.spec_from_file_location("own_features", path)
     example = importlib.util.module_from_spec(spec)

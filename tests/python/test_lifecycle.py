@@ -7,12 +7,14 @@ import sys
 import threading
 import time
 import weakref
+from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
 
 import tarn
-from conftest import Camera, free_address, open_stream, run_python, wait_until
+from conftest import Camera, MakeCamera, free_address, open_stream, run_python, wait_until
 from features import Features
 from gvcp_client import CCP, CONTROL, ControlClient, GvcpError, discover
 from gvsp_receiver import StreamReceiver
@@ -106,7 +108,7 @@ def _visit(address: str, ending: str, receiver: StreamReceiver) -> ControlClient
 
 
 @pytest.mark.parametrize("ending", ENDINGS)
-def test_a_program_may_end_in_every_state(ending):
+def test_a_program_may_end_in_every_state(ending: Any) -> None:
     """Exit code 0, nothing printed, soon; the client's requests meanwhile meet no crash."""
     address = free_address()
     script = PRELUDE + ENDINGS[ending]
@@ -126,7 +128,7 @@ def test_a_program_may_end_in_every_state(ending):
 
 
 @pytest.fixture
-def connected(make_camera):
+def connected(make_camera: MakeCamera) -> Iterator[Any]:
     """A camera with resend, a client that controls it, and the client's features."""
     camera = make_camera(resend=2)
     with camera.client(timeout=5) as client:
@@ -134,10 +136,10 @@ def connected(make_camera):
         yield camera, client, Features(client)
 
 
-def in_background(function, *arguments) -> threading.Thread:
+def in_background(function: Any, *arguments: Any) -> threading.Thread:
     """Run in a thread; what the client meets when the camera goes away under it is no fault."""
 
-    def run():
+    def run() -> None:
         with contextlib.suppress(GvcpError, OSError):
             function(*arguments)
 
@@ -146,7 +148,7 @@ def in_background(function, *arguments) -> threading.Thread:
     return thread
 
 
-def test_dropping_a_running_server_while_its_callback_runs():
+def test_dropping_a_running_server_while_its_callback_runs() -> None:
     """The last reference goes with the interpreter lock held; the loop is inside, waiting for that lock."""
     for _ in range(5):
         camera = Camera(
@@ -155,7 +157,7 @@ def test_dropping_a_running_server_while_its_callback_runs():
         gone = weakref.ref(camera.server)
         inside, out = threading.Event(), threading.Event()
 
-        def listen(node, inside=inside, out=out):
+        def listen(node: Any, inside: Any = inside, out: Any = out) -> None:
             inside.set()
             time.sleep(0.05)
             out.set()
@@ -177,7 +179,7 @@ def test_dropping_a_running_server_while_its_callback_runs():
         )
 
 
-def test_unregistering_while_the_listener_runs(connected):
+def test_unregistering_while_the_listener_runs(connected: Any) -> None:
     """From another thread and from inside; afterwards no call starts, and the running one ends in peace."""
     camera, _, features = connected
     node = camera.server.node_map.AcquisitionStop
@@ -185,7 +187,14 @@ def test_unregistering_while_the_listener_runs(connected):
         calls, inside, go_on = [], threading.Event(), threading.Event()
         cookies = []
 
-        def listen(node, calls=calls, inside=inside, go_on=go_on, cookies=cookies, from_inside=from_inside):
+        def listen(
+            node: Any,
+            calls: Any = calls,
+            inside: Any = inside,
+            go_on: Any = go_on,
+            cookies: Any = cookies,
+            from_inside: Any = from_inside,
+        ) -> None:
             calls.append(node)
             if from_inside:
                 node.unregister_event_written_updated(cookies[0])
@@ -206,13 +215,13 @@ def test_unregistering_while_the_listener_runs(connected):
         wait_until(lambda alive=alive: gc.collect() is None or alive() is None, "the listener is let go")
 
 
-def test_a_listener_may_do_anything(connected):
+def test_a_listener_may_do_anything(connected: Any) -> None:
     """Read its own node, write another, add a listener, send, in the middle of a client's command."""
     camera, client, features = connected
     map_ = camera.server.node_map
     seen = []
 
-    def listen(node):
+    def listen(node: Any) -> None:
         seen.append((node.name_only, node.is_done, map_.Width.value, camera.server.state))
         node.register_event_written_updated(seen.append)
         seen.append(camera.server.stream.try_send(tarn.Image((64, 48)), lambda image: None))
@@ -227,14 +236,16 @@ def test_a_listener_may_do_anything(connected):
         features.execute("AcquisitionStop")
 
 
-def test_listener_errors_stay_in_the_listener_and_are_shown(connected, monkeypatch):
+def test_listener_errors_stay_in_the_listener_and_are_shown(
+    connected: Any, monkeypatch: pytest.MonkeyPatch
+) -> None:
     camera, client, features = connected
     calls, shown = [], []
     monkeypatch.setattr(
         sys, "unraisablehook", lambda error: shown.append((error.object, str(error.exc_value)))
     )
 
-    def fail(node):
+    def fail(node: Any) -> None:
         calls.append(node.name_only)
         raise LookupError("not today")
 
@@ -248,12 +259,12 @@ def test_listener_errors_stay_in_the_listener_and_are_shown(connected, monkeypat
 
 
 @pytest.mark.parametrize("kind", ["node", "release"])
-def test_stop_from_a_callback(connected, kind):
+def test_stop_from_a_callback(connected: Any, kind: Any) -> None:
     camera, client, features = connected
     server = camera.server
     stopped = threading.Event()
 
-    def stop(_):
+    def stop(_: Any) -> None:
         server.stop()
         stopped.set()
 
@@ -280,12 +291,12 @@ def test_stop_from_a_callback(connected, kind):
     assert discover(camera.address)
 
 
-def test_stop_waits_for_the_callback_that_runs(connected):
+def test_stop_waits_for_the_callback_that_runs(connected: Any) -> None:
     """`stop` lets go of the interpreter lock, so the callback can finish; it has when `stop` returns."""
     camera, client, features = connected
     inside, done = threading.Event(), []
 
-    def listen(node):
+    def listen(node: Any) -> None:
         inside.set()
         time.sleep(0.1)
         done.append(node.name_only)
@@ -299,12 +310,12 @@ def test_stop_waits_for_the_callback_that_runs(connected):
     asking.join()
 
 
-def test_many_starts_and_stops_under_traffic(make_camera):
+def test_many_starts_and_stops_under_traffic(make_camera: MakeCamera) -> None:
     """Clients ask all the time while the server comes and goes."""
     camera = make_camera(start=False)
     ending = threading.Event()
 
-    def ask():
+    def ask() -> None:
         while not ending.is_set():
             discover(camera.address, wait=0.005)
 
@@ -322,7 +333,7 @@ def test_many_starts_and_stops_under_traffic(make_camera):
     assert camera.server.state == State.Configuration
 
 
-def test_children_do_not_outlive_their_server():
+def test_children_do_not_outlive_their_server() -> None:
     server = Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), tarn.PfncFormat.Mono8)
     map_, stream = server.node_map, server.stream
     node = map_.Width

@@ -8,9 +8,11 @@ import pathlib
 import subprocess
 import sys
 import zlib
+from typing import Any
 
 import pytest
 
+from conftest import MakeCamera
 from feeding import Feeder, noise
 from namespaces import routed_hosts
 from tarn import PfncFormat
@@ -27,7 +29,9 @@ KEPT = 32
 
 
 @pytest.mark.parametrize(("percent", "whole_share"), [(1, 1.0), (5, 0.999)])
-def test_frames_are_whole_in_spite_of_loss(request, make_camera, percent, whole_share):
+def test_frames_are_whole_in_spite_of_loss(
+    request: pytest.FixtureRequest, make_camera: MakeCamera, percent: Any, whole_share: Any
+) -> None:
     count = request.config.getoption("--lossy-frames")
     pictures = [noise(SIZE, PfncFormat.Mono8, seed) for seed in range(4)]
     with routed_hosts() as (camera_host, router, client_host):

@@ -32,7 +32,7 @@ def come_and_go(server: Server) -> None:
         assert node_map.remove_node(f"R{number}")
 
 
-def test_a_hundred_thousand_nodes_leave_nothing_behind():
+def test_a_hundred_thousand_nodes_leave_nothing_behind() -> None:
     server = Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), tarn.PfncFormat.Mono8)
     for _ in range(3):  # the allocator's first growth, and what is made once
         come_and_go(server)

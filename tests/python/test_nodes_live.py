@@ -2,10 +2,12 @@
 
 import gc
 from collections.abc import Callable
+from typing import Any
 
 import pytest
 
 import tarn
+from conftest import MakeCamera
 from features import Features
 from gvcp_client import GvcpError
 from node_trees import constant, publish, put
@@ -20,12 +22,13 @@ from tarn.gevserver import (
     IntSwissKnifeNode,
     Node,
     NodeList,
+    NodeMap,
     StringRegNode,
 )
 
 
 @pytest.fixture
-def power(make_camera):
+def power(make_camera: MakeCamera) -> Any:
     """A camera with a feature over a register, started."""
     camera = make_camera(start=False)
     node_map = camera.server.node_map
@@ -47,7 +50,7 @@ class Heard:
         return lambda node: self.calls.append((name, node))
 
 
-def test_listeners_hear_clients(power):
+def test_listeners_hear_clients(power: Any) -> None:
     heard = Heard()
     for node in (power.feature, power.register):
         node.register_event_written_updated(heard("written"))
@@ -70,10 +73,10 @@ def test_listeners_hear_clients(power):
     assert len(read) == 2
 
 
-def test_a_read_sees_what_its_listener_sets(power):
+def test_a_read_sees_what_its_listener_sets(power: Any) -> None:
     counter = iter(range(100, 200))
 
-    def refresh(node):
+    def refresh(node: Any) -> None:
         node.value = next(counter)
 
     power.feature.register_event_on_read_updated(refresh)
@@ -82,7 +85,7 @@ def test_a_read_sees_what_its_listener_sets(power):
         assert [features.read("Power") for _ in range(3)] == [100, 101, 102]
 
 
-def test_unregistering(power):
+def test_unregistering(power: Any) -> None:
     heard = Heard()
     node = power.feature
     cookies = [node.register_event_written_updated(heard(str(number))) for number in range(3)]
@@ -91,7 +94,7 @@ def test_unregistering(power):
     assert cookies[0] == cookies[0] != cookies[1]
     node.unregister_event_written_updated(cookies[1])
 
-    def only_once(_node):
+    def only_once(_node: Any) -> None:
         heard.calls.append(("once", _node))
         node.unregister_event_written_updated(event_cookie=own)
 
@@ -114,7 +117,7 @@ def test_unregistering(power):
         node.unregister_event_updated(5)
 
 
-def test_listeners_of_dropped_wrappers_go_on(make_camera):
+def test_listeners_of_dropped_wrappers_go_on(make_camera: MakeCamera) -> None:
     """A wrapper with listeners that nobody else holds is kept by its map, from when it is in one."""
     camera = make_camera(start=False)
     node_map = camera.server.node_map
@@ -137,10 +140,10 @@ def test_listeners_of_dropped_wrappers_go_on(make_camera):
 
 
 @pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
-def test_a_failing_listener_harms_nobody(power):
+def test_a_failing_listener_harms_nobody(power: Any) -> None:
     heard = Heard()
 
-    def fail(node):
+    def fail(node: Any) -> None:
         raise ValueError("not today")
 
     for listener in (fail, heard("after")):
@@ -154,7 +157,7 @@ def test_a_failing_listener_harms_nobody(power):
     assert [name for name, _ in heard.calls] == ["after", "after"]
 
 
-def test_python_values_reach_clients(make_camera):
+def test_python_values_reach_clients(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     node_map = camera.server.node_map
     gain, gain_value = put(node_map, IntegerNode.create("Level"), Int32RegNode.create("LevelValue"))
@@ -173,7 +176,7 @@ def test_python_values_reach_clients(make_camera):
         assert data in (bytes.fromhex("3fe0000000000000"), bytes.fromhex("000000000000e03f"))
 
 
-def test_clients_are_refused_as_configured(make_camera):
+def test_clients_are_refused_as_configured(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     node_map = camera.server.node_map
     lock = constant(node_map, "Lock", 1)
@@ -193,7 +196,7 @@ def test_clients_are_refused_as_configured(make_camera):
     assert (read_only.value, locked.value) == (0, 6)
 
 
-def test_commands_and_enumerations_of_clients(make_camera):
+def test_commands_and_enumerations_of_clients(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     node_map = camera.server.node_map
     fire, fire_value = put(node_map, CommandNode.create("Fire"), Int32RegNode.create("FireValue"))
@@ -218,7 +221,7 @@ def test_commands_and_enumerations_of_clients(make_camera):
     assert (mode.value, mode.numeric_value) == ("Bright", 1)
 
 
-def descriptions(node_map):
+def descriptions(node_map: NodeMap) -> Any:
     """Calls that change the description of a node."""
     integer, boolean, knife, register = node_map.Number, node_map.Switch, node_map.Knife, node_map.Reg
     entry, command, text = node_map.Entry, node_map.Fire, node_map.Text
@@ -253,7 +256,7 @@ def descriptions(node_map):
     return calls
 
 
-def test_descriptions_are_fixed_while_started(make_camera):
+def test_descriptions_are_fixed_while_started(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     server = camera.server
     node_map = server.node_map

@@ -1,9 +1,11 @@
 """Nodes that belong together: categories, entries, selectors, variables, and the map they are in."""
 
 import gc
+from typing import Any
 
 import pytest
 
+from conftest import MakeCamera
 from node_trees import constant, publish, put, refused, refused_set
 from tarn.gevserver import (
     CategoryNode,
@@ -13,16 +15,17 @@ from tarn.gevserver import (
     IntegerNode,
     NameSpace,
     NodeList,
+    NodeMap,
     StringNode,
 )
 
 
 @pytest.fixture
-def node_map(make_camera):
+def node_map(make_camera: MakeCamera) -> Any:
     return make_camera(start=False).server.node_map
 
 
-def test_add_links_and_lists(node_map):
+def test_add_links_and_lists(node_map: NodeMap) -> None:
     (group,) = put(node_map, CategoryNode.create("Lamps"))
     held = node_map.nodes
     lamp = IntegerNode.create("Lamp")
@@ -43,7 +46,7 @@ def test_add_links_and_lists(node_map):
     assert node_map.Lamp is lamp
 
 
-def test_add_refuses_and_changes_nothing(node_map, make_camera):
+def test_add_refuses_and_changes_nothing(node_map: NodeMap, make_camera: MakeCamera) -> None:
     (group,) = put(node_map, CategoryNode.create("Lamps"))
     (other,) = put(make_camera(start=False).server.node_map, IntegerNode.create("Elsewhere"))
     refused(RuntimeError, "Added Node must not be nullptr", group.add, None, NodeList.Child)
@@ -71,7 +74,7 @@ def test_add_refuses_and_changes_nothing(node_map, make_camera):
         leaf.add(group, NodeList.Child)
 
 
-def test_entries_join_with_their_enumeration(node_map):
+def test_entries_join_with_their_enumeration(node_map: NodeMap) -> None:
     color, mood = put(node_map, EnumerationNode.create("Color"), EnumerationNode.create("Mood"))
     entries = [EnumEntryNode.create(name) for name in ("Red", "Green", "Blue")]
     for number, entry in enumerate(entries):
@@ -102,7 +105,7 @@ def test_entries_join_with_their_enumeration(node_map):
     assert color.value == "Crimson"
 
 
-def test_entry_wrappers_stay_apart(node_map):
+def test_entry_wrappers_stay_apart(node_map: NodeMap) -> None:
     """Wrappers are found by their node, so two entries of one name are never mixed up."""
     for name in ("First", "Second"):
         (enumeration,) = put(node_map, EnumerationNode.create(name))
@@ -116,7 +119,7 @@ def test_entry_wrappers_stay_apart(node_map):
     assert node_map.Same is first
 
 
-def test_removed_enumeration_takes_its_entries(node_map):
+def test_removed_enumeration_takes_its_entries(node_map: NodeMap) -> None:
     (enumeration,) = put(node_map, EnumerationNode.create("Color"))
     entry = EnumEntryNode.create("Red")
     enumeration.add(entry, NodeList.Child)
@@ -127,7 +130,7 @@ def test_removed_enumeration_takes_its_entries(node_map):
     assert entry.node_map is None
 
 
-def test_selectors(node_map):
+def test_selectors(node_map: NodeMap) -> None:
     selector = constant(node_map, "LampSelector", 0)
     assert not selector.is_selector
     assert selector.selected_nodes == []
@@ -141,7 +144,7 @@ def test_selectors(node_map):
     assert selector.selected_nodes == [label]
 
 
-def test_invalidators_and_addresses(node_map):
+def test_invalidators_and_addresses(node_map: NodeMap) -> None:
     (register,) = put(node_map, Int32RegNode.create("Reg", address=0x30000))
     offset = constant(node_map, "Offset", 0x40)
     register.add(offset, NodeList.Addresses)
@@ -154,7 +157,7 @@ def test_invalidators_and_addresses(node_map):
     assert register.address == 0x30000
 
 
-def test_nodes_outlive_their_server_only_as_shells(make_camera):
+def test_nodes_outlive_their_server_only_as_shells(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     node = camera.server.node_map.Width
     camera.end()

@@ -1,7 +1,10 @@
 """The node types as types: creation, members, docstrings."""
 
+from typing import Any
+
 import pytest
 
+from conftest import MakeCamera
 from node_trees import refused, refused_set
 from tarn import gevserver
 from tarn.gevserver import (
@@ -120,7 +123,7 @@ TYPES = {
 
 
 @pytest.mark.parametrize("name", TYPES)
-def test_members(name):
+def test_members(name: str) -> None:
     base, members = TYPES[name]
     node_type = getattr(gevserver, name)
     assert node_type.__base__.__name__ == base
@@ -133,7 +136,7 @@ def test_members(name):
     assert hasattr(node_type, "create") == (node_type in [*PLAIN, *REGISTERS, StringRegNode])
 
 
-def test_properties_without_a_setter_refuse(make_camera):
+def test_properties_without_a_setter_refuse(make_camera: MakeCamera) -> None:
     width = make_camera(start=False).server.node_map.Width
     for name in ("visibility", "event_id", "name", "unit", "max", "node_map"):
         with pytest.raises(AttributeError):
@@ -141,7 +144,7 @@ def test_properties_without_a_setter_refuse(make_camera):
 
 
 @pytest.mark.parametrize("node_type", PLAIN + REGISTERS)
-def test_creation_by_name_and_namespace(node_type):
+def test_creation_by_name_and_namespace(node_type: Any) -> None:
     node = node_type.create("Std::Gizmo")
     assert type(node) is node_type
     assert (node.name, node.name_only, node.name_space) == ("Std::Gizmo", "Gizmo", NameSpace.Standard)
@@ -160,7 +163,7 @@ def test_creation_by_name_and_namespace(node_type):
     refused(RuntimeError, "failed to extract type -  resource might be gone", lambda: node_type().name)
 
 
-def test_creation_of_registers():
+def test_creation_of_registers() -> None:
     for node_type, length in zip(REGISTERS, (4, 8, 4, 8), strict=True):
         assert node_type.create("R").address == -1
         for register in (
@@ -183,7 +186,7 @@ def test_creation_of_registers():
             StringRegNode.create("T", length)
 
 
-def test_free_nodes():
+def test_free_nodes() -> None:
     node = IntegerNode.create("Free")
     assert node.node_map is None
     assert not node.is_feature
@@ -191,7 +194,7 @@ def test_free_nodes():
     refused(RuntimeError, "Parent python node must have node map", node.add, IntegerNode.create("A"), 0)
 
 
-def test_fixed_answers_and_refusals():
+def test_fixed_answers_and_refusals() -> None:
     for node, kind in (
         (CommandNode.create("A"), "Command"),
         (EnumEntryNode.create("A"), "EnumEntry"),
@@ -213,7 +216,7 @@ def test_fixed_answers_and_refusals():
     refused(RuntimeError, "not implemented", CategoryNode.create("A").from_string, "B")
 
 
-def test_texts_and_node_settings():
+def test_texts_and_node_settings() -> None:
     node = StringNode.create("Label")
     for attribute, text in (
         ("display_name", "Display name must not be empty"),
@@ -239,7 +242,7 @@ def test_texts_and_node_settings():
         assert getattr(node, attribute) is other
 
 
-def test_docstrings():
+def test_docstrings() -> None:
     assert (
         Node.__doc__ == "@sec@cls tarn.gevserver.Node\n\nBasic GevServer node for device feature access.\n\n"
     )

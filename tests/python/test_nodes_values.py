@@ -1,10 +1,12 @@
 """Values of nodes: constants and chains, limits, registers, formulas."""
 
 import itertools
+from typing import Any
 
 import pytest
 
 import tarn
+from conftest import MakeCamera
 from node_trees import constant, put, refused, refused_set
 from tarn.gevserver import (
     BooleanNode,
@@ -18,6 +20,7 @@ from tarn.gevserver import (
     IntegerNode,
     IntSwissKnifeNode,
     NodeList,
+    NodeMap,
     NumberSign,
     StringNode,
     StringRegNode,
@@ -27,11 +30,11 @@ BIG = 2**63 - 1
 
 
 @pytest.fixture
-def node_map(make_camera):
+def node_map(make_camera: MakeCamera) -> Any:
     return make_camera(start=False).server.node_map
 
 
-def chains():
+def chains() -> Any:
     """Pairs of a node that takes its value from another, and a register that can supply it."""
     return [
         (IntegerNode.create("Feature"), Int64RegNode.create("Source")),
@@ -44,7 +47,7 @@ def chains():
 
 
 @pytest.mark.parametrize("which", range(6))
-def test_modes_come_from_the_end_of_the_chain(node_map, which):
+def test_modes_come_from_the_end_of_the_chain(node_map: NodeMap, which: Any) -> None:
     feature, source = put(node_map, *chains()[which])
     assert feature.value_config_as_node is None
     assert (feature.access_mode, feature.cache_mode) == (tarn.AccessMode.ReadWrite, tarn.CacheMode.NoCache)
@@ -59,7 +62,7 @@ def test_modes_come_from_the_end_of_the_chain(node_map, which):
     assert feature.value_config_as_node is source
 
 
-def test_longer_chains(node_map):
+def test_longer_chains(node_map: NodeMap) -> None:
     outer, inner, register = put(
         node_map, IntegerNode.create("Outer"), IntegerNode.create("Inner"), Int32RegNode.create("Reg")
     )
@@ -86,7 +89,9 @@ def test_longer_chains(node_map):
     ("node_type", "supplier", "suffix", "kind"),
     [(IntegerNode, Int64RegNode, "int", int), (FloatNode, Float64RegNode, "float", float)],
 )
-def test_limits_as_constants_and_nodes(node_map, node_type, supplier, suffix, kind):
+def test_limits_as_constants_and_nodes(
+    node_map: NodeMap, node_type: Any, supplier: Any, suffix: Any, kind: Any
+) -> None:
     (node,) = put(node_map, node_type.create("Feature"))
     for setting, value in (("min", -4), ("max", 20), ("increment", 2), ("value", 6)):
         as_node, as_constant = f"{setting}_config_as_node", f"{setting}_config_as_{suffix}"
@@ -116,7 +121,7 @@ def test_limits_as_constants_and_nodes(node_map, node_type, supplier, suffix, ki
         setattr(node, f"increment_config_as_{suffix}", 0)
 
 
-def test_plain_settings(node_map):
+def test_plain_settings(node_map: NodeMap) -> None:
     number, ratio = put(node_map, IntegerNode.create("Number"), FloatNode.create("Ratio"))
     assert (number.min, number.max, number.increment, number.unit) == (-BIG - 1, BIG, 1, "")
     number.representation = tarn.NumberRepresentation.HexNumber
@@ -135,7 +140,7 @@ def test_plain_settings(node_map):
         number.value = BIG + 1
 
 
-def test_conditions(node_map):
+def test_conditions(node_map: NodeMap) -> None:
     (register,) = put(node_map, Int32RegNode.create("Reg"))
     register.imposed_access_mode = tarn.AccessMode.ReadOnly
     assert (register.imposed_access_mode, register.is_writable) == (tarn.AccessMode.ReadOnly, False)
@@ -154,7 +159,7 @@ def test_conditions(node_map):
     assert (register.is_readable, register.is_writable) == (True, False)
 
 
-def test_booleans_and_commands(node_map):
+def test_booleans_and_commands(node_map: NodeMap) -> None:
     switch, register = put(node_map, BooleanNode.create("Switch"), Int32RegNode.create("Reg"))
     switch.value_config_as_node = register
     switch.on_value, switch.off_value = 7, -3
@@ -187,7 +192,7 @@ def test_booleans_and_commands(node_map):
     assert command.is_done is True
 
 
-def test_automatic_addresses(node_map):
+def test_automatic_addresses(node_map: NodeMap) -> None:
     registers = put(
         node_map,
         Int32RegNode.create("A"),
@@ -208,7 +213,7 @@ def test_automatic_addresses(node_map):
     assert filler.address >= chosen.address + 8 or filler.address + 128 <= chosen.address
 
 
-def test_explicit_addresses(node_map):
+def test_explicit_addresses(node_map: NodeMap) -> None:
     (taken,) = put(node_map, Int64RegNode.create("Taken", address=0x30000))
     for register in (
         Int32RegNode.create("Late", address=0x30004),
@@ -231,7 +236,7 @@ def test_explicit_addresses(node_map):
     assert taken.address == 0x30000
 
 
-def test_register_values(node_map):
+def test_register_values(node_map: NodeMap) -> None:
     word, wide, text, single = put(
         node_map,
         Int32RegNode.create("Word"),
@@ -299,7 +304,7 @@ FORMULAS = [
 ]
 
 
-def test_formulas(node_map):
+def test_formulas(node_map: NodeMap) -> None:
     (knife,) = put(node_map, IntSwissKnifeNode.create("Knife"))
     with pytest.raises(RuntimeError, match="Knife has no formula"):
         _ = knife.value
@@ -328,7 +333,7 @@ def test_formulas(node_map):
     assert knife.value == 10
 
 
-def test_formulas_without_a_result(node_map):
+def test_formulas_without_a_result(node_map: NodeMap) -> None:
     (knife,) = put(node_map, IntSwissKnifeNode.create("Knife"))
     knife.add(constant(node_map, "A", 0), NodeList.Child)
     for formula in ("1 / A", "1 % A", "1 << (A - 1)", "1 << (A + 64)"):

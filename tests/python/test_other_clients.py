@@ -11,7 +11,7 @@ import numpy as np
 import pytest
 
 import tarn
-from conftest import ROOT, Camera, need_tool
+from conftest import ROOT, Camera, MakeCamera, need_tool
 from namespaces import Host, two_hosts
 from tarn.gevserver import Server
 from test_aravis import Feeder
@@ -47,7 +47,7 @@ def check_frames(frames: list[dict], sent: list[np.ndarray]) -> None:
     assert {frame["sum"] for frame in frames} <= {zlib.crc32(picture) for picture in sent}
 
 
-def test_viva_genicam_sets_a_size_and_receives():
+def test_viva_genicam_sets_a_size_and_receives() -> None:
     pytest.importorskip("viva_genicam")
     sent = pictures(320, 480)
     with two_hosts() as (camera_host, client_host):
@@ -68,7 +68,7 @@ def test_viva_genicam_sets_a_size_and_receives():
     check_frames(facts["frames"], sent)
 
 
-def test_pygigevision_receives(make_camera):
+def test_pygigevision_receives(make_camera: MakeCamera) -> None:
     pytest.importorskip("pyGigEVision")
     sent = pictures(640, 480)
     with two_hosts() as (camera_host, client_host):
@@ -85,7 +85,7 @@ def test_pygigevision_receives(make_camera):
     check_frames(facts["frames"], sent)
 
 
-def test_gstreamer_plays_the_camera(make_camera, tmp_path):
+def test_gstreamer_plays_the_camera(make_camera: MakeCamera, tmp_path: pathlib.Path) -> None:
     need_tool("gst-launch-1.0")
     camera = make_camera((640, 480), resend=8)
     sink = ["video/x-raw,format=GRAY8,width=640,height=480", "!", "filesink", f"location={tmp_path}/frames"]

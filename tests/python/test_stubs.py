@@ -8,12 +8,13 @@ import subprocess
 import sys
 import types
 import typing
+from typing import Any
 
 import pytest
 
 import tarn
 import tarn.gevserver as gevserver
-from conftest import PACKAGE, ROOT
+from conftest import PACKAGE, ROOT, Camera, MakeCamera
 from tarn._help import help_text
 
 sys.path.insert(0, str(ROOT / "tools"))
@@ -44,12 +45,12 @@ def run_module(*arguments: str, cwd: pathlib.Path) -> None:
     assert ran.returncode == 0, ran.stdout + ran.stderr
 
 
-def test_the_stubs_are_made_from_these_docstrings():
+def test_the_stubs_are_made_from_these_docstrings() -> None:
     for (package, _), file in STUBS.items():
         assert make_stubs.stub(package.__name__) == file.read_text(), f"run tools/make_stubs.py: {file.name}"
 
 
-def test_every_signature_of_a_docstring_is_in_the_stub():
+def test_every_signature_of_a_docstring_is_in_the_stub() -> None:
     """Looked up by other means than those that wrote the stub."""
     for (package, _), file in STUBS.items():
         classes = {
@@ -75,7 +76,7 @@ def test_every_signature_of_a_docstring_is_in_the_stub():
                 assert found, f"{its_type}: {line}"
 
 
-def test_attributes_have_the_types_that_the_stubs_tell(make_camera):
+def test_attributes_have_the_types_that_the_stubs_tell(make_camera: MakeCamera) -> None:
     server = make_camera((64, 48), start=False).server
     of_images = gevserver.ChunkImageBufferDescription.create_chunk_image_buffer_description_pfnc
     created = [
@@ -125,7 +126,7 @@ def fits(value: object, expected: object) -> bool:
     return type(value) is expected or (isinstance(value, expected) and not isinstance(value, bool))
 
 
-def test_the_stubs_hold_what_the_modules_hold(tmp_path):
+def test_the_stubs_hold_what_the_modules_hold(tmp_path: pathlib.Path) -> None:
     """Both ways: nothing is missing and nothing is told of what is not there."""
     need_checker()
     excused = tmp_path / "allowed.txt"
@@ -142,13 +143,13 @@ def test_the_stubs_hold_what_the_modules_hold(tmp_path):
     run_module("mypy.stubtest", *(f"tarn.{module}" for _, module in STUBS), *options, cwd=tmp_path)
 
 
-def test_package_and_examples_are_typed():
+def test_package_and_examples_are_typed() -> None:
     need_checker()
     run_module("mypy", "--no-error-summary", cwd=ROOT)
 
 
 @pytest.mark.parametrize("subject", TYPES, ids=lambda pair: pair[1].__name__)
-def test_help_on_a_type_is_plain_and_whole(subject):
+def test_help_on_a_type_is_plain_and_whole(subject: Any) -> None:
     _, its_type = subject
     text = help_text(its_type)
     assert "@" not in text
@@ -156,7 +157,7 @@ def test_help_on_a_type_is_plain_and_whole(subject):
     assert {name for name in members if not re.search(rf"^{name}\b", text, re.MULTILINE)} == set()
 
 
-def test_help_on_parts_objects_and_strangers(capsys, camera):
+def test_help_on_parts_objects_and_strangers(capsys: pytest.CaptureFixture[str], camera: Camera) -> None:
     for subject, beginning, part in (
         (gevserver.Server.start, "tarn.gevserver.Server\n", "start(self, ip_address: str | int) -> None"),
         (

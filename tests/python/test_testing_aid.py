@@ -1,10 +1,13 @@
 """The camera for tests of client programs: feeds images, and knows what clients did."""
 
 import itertools
+import pathlib
 import re
 import subprocess
 import sys
 import threading
+from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
@@ -33,7 +36,7 @@ def grab(address: str, count: int) -> list[Frame]:
     return frames
 
 
-def test_a_client_gets_what_was_fed_and_leaves_a_record():
+def test_a_client_gets_what_was_fed_and_leaves_a_record() -> None:
     with camera() as cam:
         cam.feed(itertools.cycle(PICTURES))
         frames = grab(cam.address, 4)
@@ -51,7 +54,7 @@ def test_a_client_gets_what_was_fed_and_leaves_a_record():
         client.read_register(0)
 
 
-def test_send_waits_for_a_client_and_copies():
+def test_send_waits_for_a_client_and_copies() -> None:
     with camera(resend_buffers=3) as cam:
         grabbed: list[Frame] = []
         program = threading.Thread(target=lambda: grabbed.extend(grab(cam.address, 2)))
@@ -65,7 +68,7 @@ def test_send_waits_for_a_client_and_copies():
         assert cam.frames_sent == 2
 
 
-def test_writes_to_features_of_the_program():
+def test_writes_to_features_of_the_program() -> None:
     class Analog(FeatureSet):
         gain = Float(1.0, min=0, max=4)
         mode = Enumeration(["Off", "On"])
@@ -84,7 +87,7 @@ def test_writes_to_features_of_the_program():
         assert own == [Write("Mode", "On"), Write("Label", "bench 3")]
 
 
-def test_waiting_in_vain_tells_what_happened_instead():
+def test_waiting_in_vain_tells_what_happened_instead() -> None:
     with camera() as cam, ControlClient(cam.address) as client:
         client.connect()
         Features(client).write("GevSCPSPacketSize", 1400)
@@ -100,7 +103,7 @@ def test_waiting_in_vain_tells_what_happened_instead():
                 wait()
 
 
-def test_what_cannot_be_sent_fails_the_test():
+def test_what_cannot_be_sent_fails_the_test() -> Iterator[Any]:
     large = np.zeros((49, 64), np.uint8)
     too_large = "an image of 3136 bytes; the camera sends at most 3072"
     with camera() as cam:
@@ -112,7 +115,7 @@ def test_what_cannot_be_sent_fails_the_test():
         with pytest.raises(ValueError, match=too_large):
             cam.wait_frames_sent(1)
 
-    def broken():
+    def broken() -> Iterator[Any]:
         raise OSError("no such video")
         yield
 
@@ -120,7 +123,7 @@ def test_what_cannot_be_sent_fails_the_test():
         cam.feed(broken())
 
 
-def test_addresses_are_free():
+def test_addresses_are_free() -> None:
     with camera() as first, camera() as second:
         addresses = {first.address, second.address, *(free_address() for _ in range(50))}
         assert len(addresses) == 52
@@ -129,7 +132,7 @@ def test_addresses_are_free():
         assert again.server.local_endpoint.address == first.address
 
 
-def test_the_documented_test_runs_with_the_fixtures(tmp_path):
+def test_the_documented_test_runs_with_the_fixtures(tmp_path: pathlib.Path) -> None:
     """As in another project: its program, the test from the documentation, and pytest."""
     text = (ROOT / "docs" / "testing.md").read_text()
     (example,) = [

@@ -72,7 +72,7 @@ def load(features: Features, number: int) -> None:
     features.execute("UserSetLoad")
 
 
-def test_values_come_back(camera, client):
+def test_values_come_back(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     before = values(camera)
     assert before[:2] == BEGINNING[:2]
@@ -88,7 +88,7 @@ def test_values_come_back(camera, client):
         assert features.read("Passing") == 9  # belongs to no set
 
 
-def test_default_cannot_be_replaced(camera, client):
+def test_default_cannot_be_replaced(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     before = values(camera)
     change(camera, features)
@@ -100,7 +100,7 @@ def test_default_cannot_be_replaced(camera, client):
     assert values(camera) == before
 
 
-def test_listeners_hear_what_a_client_loads(camera, client):
+def test_listeners_hear_what_a_client_loads(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     change(camera, features)
     heard: list[tuple[str, object]] = []
@@ -119,7 +119,7 @@ def test_listeners_hear_what_a_client_loads(camera, client):
     assert sorted(heard) == [("ExposureTimeValue", 1000.0), ("UserSetLoad", 1000.0), ("Width", 1000.0)]
 
 
-def test_what_read_listeners_supply_is_saved(camera, client):
+def test_what_read_listeners_supply_is_saved(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     map_ = camera.server.node_map
     map_.ExposureTimeValue.register_event_on_read_updated(lambda node: setattr(node, "value", 42.0))
@@ -131,7 +131,7 @@ def test_what_read_listeners_supply_is_saved(camera, client):
     assert (map_.ExposureTime.value, map_.Owner.value) == (42.0, "reader")
 
 
-def test_is_refused_while_streaming(camera, client):
+def test_is_refused_while_streaming(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     change(camera, features)
     changed = values(camera)
@@ -150,7 +150,7 @@ def test_is_refused_while_streaming(camera, client):
     assert values(camera) == changed
 
 
-def test_sets_outlive_clients_and_the_servers_stop(camera):
+def test_sets_outlive_clients_and_the_servers_stop(camera: Camera) -> None:
     with camera.client() as client:
         client.connect()
         before, features = values(camera), Features(client)
@@ -178,7 +178,7 @@ def test_sets_outlive_clients_and_the_servers_stop(camera):
         assert (values(camera), features.read("Late")) == (before, 4)
 
 
-def test_reference_library_reads_again_what_was_loaded(camera, client):
+def test_reference_library_reads_again_what_was_loaded(camera: Camera, client: ControlClient) -> None:
     pytest.importorskip("genicam", reason="the Python package genicam is not installed")
     from genapi_peer import genapi, node_map
 
@@ -199,7 +199,7 @@ def test_reference_library_reads_again_what_was_loaded(camera, client):
     del port
 
 
-def test_aravis_reads_again_what_was_loaded(camera):
+def test_aravis_reads_again_what_was_loaded(camera: Camera) -> None:
     pytest.importorskip("gi", reason="the Aravis binding (gir1.2-aravis-0.8) is not installed")
     command = [sys.executable, str(ARAVIS), camera.address]
     requests = [["set", "Width", 320], ["set", "UserSetSelector", "Default"], ["execute", "UserSetLoad"]]
