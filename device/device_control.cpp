@@ -152,7 +152,8 @@ void Device::FireSignals(SignalSet signals) {
     const std::uint32_t reg = OwnRegisters::kActionCounts + 4 * signal;
     tree_.Memory().Store32(reg, tree_.Memory().Load32(reg) + 1);
     tree_.NoteStore(reg);
-    if (fired_.size() < kMostUnheard && registers_.HasListeners(reg, 4)) fired_.push_back(reg);
+    if (fired_.size() < kMostUnheard && registers_.HasListeners(reg, 4, NodeEvent::Write))
+      fired_.push_back(reg);
   }
 }
 

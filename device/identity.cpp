@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "engine/registers/bootstrap_rules.h"
 #include "engine/registers/own_registers.h"
 #include "net/interface_list.h"
 #include "wire/bootstrap.h"
@@ -102,6 +103,8 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
   memory.Store32(Bootstrap::kStreamChannelCount, has_stream ? 1 : 0);
   memory.Store32(Bootstrap::kStreamCapability,
                  has_stream ? StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask : 0);
+  memory.Store32(Bootstrap::kActionSignalCount, kActionSignals);
+  memory.Store32(Bootstrap::kScheduledActionQueueSize, kActionQueueSize);
   memory.Store32(Bootstrap::kHeartbeatTimeout, kUsualHeartbeat);
   memory.Store32(Bootstrap::kTickFrequencyLow, kTicksPerSecond);
   memory.Store32(Bootstrap::kPendingTimeout, kPendingTimeout);
@@ -128,7 +131,10 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
   std::uint32_t capability =
       ControlCapability::SerialNumber::kMask | ControlCapability::HeartbeatDisable::kMask |
       ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
-      ControlCapability::ExtendedStatus::kMask | ControlCapability::PendingAck::kMask |
+      ControlCapability::DiscoveryDelayWritable::kMask | ControlCapability::ExtendedStatus::kMask |
+      ControlCapability::ExtendedStatus2::kMask | ControlCapability::Switchover::kMask |
+      ControlCapability::Action::kMask | ControlCapability::UnconditionalAction::kMask |
+      ControlCapability::ScheduledAction::kMask | ControlCapability::PendingAck::kMask |
       ControlCapability::Event::kMask | ControlCapability::EventData::kMask |
       ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;

@@ -290,17 +290,19 @@ bool ControlChannel::HasListeners(Command command, ByteReader in) const {
     case Command::ReadMem: {
       const auto address = in.Take<std::uint32_t>();
       in.Skip(2);
-      return registers_.HasListeners(address, in.Take<std::uint16_t>());
+      return registers_.HasListeners(address, in.Take<std::uint16_t>(), NodeEvent::Read);
     }
     case Command::WriteMem: {
       const auto address = in.Take<std::uint32_t>();
-      return registers_.HasListeners(address, static_cast<std::uint32_t>(in.Rest().size()));
+      return registers_.HasListeners(address, static_cast<std::uint32_t>(in.Rest().size()), NodeEvent::Write);
     }
     case Command::ReadReg:
     case Command::WriteReg: {
-      const std::size_t step = command == Command::ReadReg ? 4 : 8;
+      const bool read = command == Command::ReadReg;
+      const std::size_t step = read ? 4 : 8;
       for (; in.Rest().size() >= step; in.Skip(step)) {
-        if (registers_.HasListeners(LoadBe<std::uint32_t>(in.Rest().data()), 4)) return true;
+        const auto address = LoadBe<std::uint32_t>(in.Rest().data());
+        if (registers_.HasListeners(address, 4, read ? NodeEvent::Read : NodeEvent::Write)) return true;
       }
       return false;
     }

@@ -321,19 +321,17 @@ TEST_F(ControlChannelTest, TellsWhetherACommandMeetsListeners) {
     const Bytes bytes = Hex(command);
     return channel_.Arrived({bytes, kA, false, now_}).turn == Reception::Turn::Listeners;
   };
-  const char* const commands[] = {
-      "42 01 0080 0004 0001 0000A000",
-      "42 01 0082 0010 0001 0000A00C 00000000 0000A000 00000000",
-      "42 01 0084 0008 0001 0000A000 0000 0010",
-      "42 01 0086 0008 0001 0000A000 00000000",
-  };
-  for (const char* command : commands) EXPECT_FALSE(meets(command)) << command;
-  number_->listeners.push_back(
-      std::make_shared<const NodeListener>(NodeListener{NodeEvent::Read, {}, {}, 1}));
-  for (const char* command : commands) EXPECT_TRUE(meets(command)) << command;
-  for (const char* command :
-       {"42 01 0080 0004 0001", "42 01 0080 0004 0001 0000A008", "42 11 0002 0000 0001"}) {
-    EXPECT_FALSE(meets(command)) << command;
+  const char* const reads[] = {"42 01 0080 0004 0001 0000A000", "42 01 0084 0008 0001 0000A000 0000 0010"};
+  const char* const writes[] = {"42 01 0082 0010 0001 0000A00C 00000000 0000A000 00000000",
+                                "42 01 0086 0008 0001 0000A000 00000000"};
+  for (const NodeEvent event : {NodeEvent::Read, NodeEvent::Write}) {
+    number_->listeners = {std::make_shared<const NodeListener>(NodeListener{event, {}, {}, 1})};
+    for (const char* command : reads) EXPECT_EQ(meets(command), event == NodeEvent::Read) << command;
+    for (const char* command : writes) EXPECT_EQ(meets(command), event == NodeEvent::Write) << command;
+    for (const char* command :
+         {"42 01 0080 0004 0001", "42 01 0080 0004 0001 0000A008", "42 11 0002 0000 0001"}) {
+      EXPECT_FALSE(meets(command)) << command;
+    }
   }
   EXPECT_TRUE(reads_.empty() && writes_.empty());
 }

@@ -18,6 +18,14 @@ void AddMessageChannel(FeatureBuilder& add);
 /// Requires: the nodes of AddStreamChannel, where there is a stream.
 void AddEventControl(FeatureBuilder& add, FeatureTree& tree);
 
+/// Requires: as AddGigEVision; goes into the same category.
+void AddControlChannel(FeatureBuilder& add, FeatureTree& tree);
+
+/// Requires: the category TransportLayerControl.
+void AddPtp(FeatureBuilder& add);
+
+void AddActions(FeatureBuilder& add);
+
 /// What went over the network, and what went wrong. Requires: the category TransportLayerControl.
 void AddCounters(FeatureBuilder& add, bool has_stream);
 

@@ -30,14 +30,17 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
     WriteInteger(*payload_size, static_cast<std::int64_t>(image.PayloadBytes()));
   }
   AddGigEVision(add, tree);
+  AddControlChannel(add, tree);
   AddMessageChannel(add);
   if (format) AddStreamChannel(add, locked);
   AddCounters(add, format.has_value());
+  AddPtp(add);
   if (format) {
     AddImageFormat(add, *format, locked, payload_size);
     AddAcquisition(add, locked);
   }
   AddEventControl(add, tree);
+  AddActions(add);
   AddUserSets(add, tree, locked);
 }
 

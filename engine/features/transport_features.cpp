@@ -103,16 +103,6 @@ void AddGigEVision(FeatureBuilder& add, FeatureTree& tree) {
                                         "Latches the device's clock"));
   FeatureBuilder::Deprecate(add.Command("GevTimestampControlReset", timestamp_control,
                                         TimestampControl::Reset::kMask, Invisible, "Sets the clock to zero"));
-  const NodePtr heartbeat = add.Value("GevHeartbeatTimeoutValue", Bootstrap::kHeartbeatTimeout, 4, ReadWrite);
-  Unit(Limited(
-           add.Integer("GevHeartbeatTimeout", heartbeat, Guru, "Silence after which a client loses control"),
-           std::int64_t{kMinHeartbeatTimeout}, std::int64_t{0xFFFF'FFFF}),
-       "ms");
-  FeatureBuilder::Deprecate(add.Boolean("GevGVCPHeartbeatDisable", tree.Find("DeviceLinkHeartbeatModeValue"),
-                                        Invisible, "Lets a silent client keep control"));
-  const NodePtr privilege = add.Value("GevCCPValue", Bootstrap::kControlPrivilege, 4, ReadWrite);
-  add.Enumeration("GevCCP", privilege, {{"OpenAccess", 0}, {"ExclusiveAccess", 1}, {"ControlAccess", 2}},
-                  Guru, "Who may control the device");
 }
 
 void AddStreamChannel(FeatureBuilder& add, const NodePtr& locked) {

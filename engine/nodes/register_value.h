@@ -15,7 +15,7 @@ namespace Tarn {
 std::int64_t CurrentAddress(const Node& node);
 
 /// Where a register with address nodes may come to lie: users' ones among users' registers, the device's own
-/// among its own.
+/// among its own, the standard's among the standard's.
 struct AddressRange {
   std::int64_t begin;
   std::int64_t end;

@@ -200,10 +200,12 @@ std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_
   return found;
 }
 
-bool RegisterFile::HasListeners(std::uint32_t address, std::uint32_t length) const {
+bool RegisterFile::HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const {
   bool found = false;
   ForEachConcerned(address, length, [&](const NodePtr& node) {
-    found = found || !node->listeners.empty() || IsUserSetCommand(*node);
+    const auto hears = [event](const auto& listener) { return listener->event == event; };
+    found = found || std::ranges::any_of(node->listeners, hears) ||
+            (event == NodeEvent::Write && IsUserSetCommand(*node));
   });
   return found;
 }

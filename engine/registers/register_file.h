@@ -53,8 +53,8 @@ class RegisterFile {
   /// of adding.
   std::vector<NodePtr> Concerned(std::uint32_t address, std::uint32_t length) const;
 
-  /// Whether executing an access to the bytes can mean calling listeners.
-  bool HasListeners(std::uint32_t address, std::uint32_t length) const;
+  /// Whether a client's reading or writing of the bytes can mean calling listeners.
+  bool HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const;
 
   /// The listeners of the concerned nodes in order; shared, so that each lives through its call.
   std::vector<std::shared_ptr<const NodeListener>> Listeners(std::uint32_t address, std::uint32_t length,

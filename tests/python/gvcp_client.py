@@ -25,6 +25,9 @@ WRITEREG = 0x0082
 READMEM = 0x0084
 WRITEMEM = 0x0086
 PENDING_ACK = 0x0089
+ACTION = 0x0100
+EVENT = 0x00C0
+EVENTDATA = 0x00C2
 
 SUCCESS = 0x0000
 NOT_IMPLEMENTED = 0x8001
@@ -38,25 +41,41 @@ INVALID_HEADER = 0x800E
 
 FIRST_URL = 0x0200
 SECOND_URL = 0x0400
+ACTION_SIGNALS = 0x0908
+ACTION_DEVICE_KEY = 0x090C
+GVSP_CAPABILITY = 0x092C
+MESSAGE_CAPABILITY = 0x0930
 GVCP_CAPABILITY = 0x0934
 HEARTBEAT_TIMEOUT = 0x0938
 TICK_FREQUENCY_LOW = 0x0940
 TIMESTAMP_CONTROL = 0x0944
 TIMESTAMP_HIGH = 0x0948
 TIMESTAMP_LOW = 0x094C
+DISCOVERY_DELAY = 0x0950
 GVCP_CONFIGURATION = 0x0954
+PENDING_TIMEOUT = 0x0958
+SWITCHOVER_KEY = 0x095C
 GVSP_CONFIGURATION = 0x0960
 CCP = 0x0A00
 PRIMARY_PORT = 0x0A04
 PRIMARY_ADDRESS = 0x0A14
+MCP = 0x0B00
+MCDA = 0x0B10
+MCTT = 0x0B14
+MCRC = 0x0B18
+MCSP = 0x0B1C
 SCP = 0x0D00
 SCPS = 0x0D04
 SCPD = 0x0D08
 SCDA = 0x0D18
 SCSP = 0x0D1C
+SCC = 0x0D20
+SCCFG = 0x0D24
+ACTION_GROUPS = 0x9800
 
 CONTROL = 2
 EXCLUSIVE = 1
+SWITCHOVER = 4
 READMEM_MAX = 536
 
 
@@ -329,3 +348,89 @@ def resend_command(block: int, first: int, last: int, *, extended: bool, request
     if extended:
         return command(PACKETRESEND, struct.pack(">HHIIQ", 0, 0, first, last, block), request_id, flags=0x10)
     return command(PACKETRESEND, struct.pack(">HHII", 0, block, first, last), request_id, flags=0)
+
+
+@dataclasses.dataclass(frozen=True)
+class Event:
+    """One event command as it came."""
+
+    code: int
+    request_id: int
+    wants_ack: bool
+    extended: bool
+    number: int
+    channel: int
+    block: int
+    timestamp: int
+    data: bytes
+    datagram: bytes
+    source: tuple[str, int]
+
+    @classmethod
+    def decode(cls, datagram: bytes, source: tuple[str, int]) -> "Event":
+        key, flags, code, length, request_id = struct.unpack_from(">BBHHH", datagram)
+        assert key == KEY
+        assert code in (EVENT, EVENTDATA)
+        assert length == len(datagram) - 8
+        assert flags & ~0x11 == 0
+        assert request_id != 0
+        extended = bool(flags & 0x10)
+        if extended:
+            size, number, channel, reserved, block, timestamp = struct.unpack_from(">HHHHQQ", datagram, 8)
+            assert (size, reserved) == (length, 0)
+        else:
+            reserved, number, channel, block, timestamp = struct.unpack_from(">HHHHQ", datagram, 8)
+            assert reserved == 0
+        data = datagram[32 if extended else 24 :]
+        assert bool(data) == (code == EVENTDATA)
+        wants_ack = bool(flags & ACK_REQUESTED)
+        return cls(
+            code, request_id, wants_ack, extended, number, channel, block, timestamp, data, datagram, source
+        )
+
+
+class EventReceiver:
+    """A socket that events come to. Acknowledges those that want it, unless `silent`."""
+
+    def __init__(self, local: str = "127.0.0.1", *, silent: bool = False) -> None:
+        self.silent = silent
+        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4 << 20)
+        self._socket.bind((local, 0))
+
+    def __enter__(self) -> "EventReceiver":
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        self._socket.close()
+
+    @property
+    def endpoint(self) -> tuple[str, int]:
+        return self._socket.getsockname()
+
+    def receive(self, timeout: float = 5.0) -> Event | None:
+        """The next event, None when none comes in time."""
+        self._socket.settimeout(timeout)
+        try:
+            event = Event.decode(*self._socket.recvfrom(2048))
+        except TimeoutError:
+            return None
+        if event.wants_ack and not self.silent:
+            self.acknowledge(event)
+        return event
+
+    def acknowledge(self, event: Event, **changes: int) -> None:
+        """Send the acknowledge; `changes` replace its fields ``status``, ``code`` and ``request_id``."""
+        fields = {"status": SUCCESS, "code": event.code + 1, "request_id": event.request_id} | changes
+        ack = struct.pack(">HHHH", fields["status"], fields["code"], 0, fields["request_id"])
+        self._socket.sendto(ack, event.source)
+
+    def open_channel(self, client: ControlClient, *, timeout_ms: int = 0, retries: int = 0) -> None:
+        """Let the camera that `client` controls send its events here."""
+        address, port = self.endpoint
+        client.write_registers(
+            (MCTT, timeout_ms),
+            (MCRC, retries),
+            (MCDA, int.from_bytes(socket.inet_aton(address), "big")),
+            (MCP, port),
+        )
