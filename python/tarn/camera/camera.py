@@ -52,7 +52,7 @@ class Camera:
             tarn.Size2D(*settings.size), settings.pixel_format.value, settings.driver
         )
         self.server.stream.resend_buffers_count = settings.resend
-        self.controls = Controls(self.server.node_map, settings.defaults)
+        self.controls = Controls(self.server, settings.defaults)
         self.shutter = Shutter(self.controls)
         self._faults = Faults(self.controls)
         self._scenes: dict[str, Scene] = {}
@@ -104,8 +104,8 @@ class Camera:
                 return
             if wake is Wake.Frame and (limit is None or self.counters.taken < limit):
                 self._take()
-            for frame in self._faults.due():
-                self._send(frame)
+            for late, frame in self._faults.due():
+                self._send(late, frame)
 
     def _take(self) -> None:
         """Take one frame; the picture is made when somebody can receive it."""
@@ -119,7 +119,7 @@ class Camera:
             log.debug("%s: frame %d dropped on purpose", self.settings.address, number)
             return
         frame = self._faults.shown(self._scene().frame(number, self.controls.view))
-        self._faults.hold(self._faults.damaged(frame))
+        self._faults.hold(number, self._faults.damaged(frame))
 
     def _scene(self) -> Scene:
         name = self.controls.pattern_name
@@ -127,19 +127,20 @@ class Camera:
             self._scenes = {name: Scene(self.settings.source(name), self.settings.pixel_format)}
         return self._scenes[name]
 
-    def _send(self, frame: np.ndarray) -> None:
+    def _send(self, number: int, frame: np.ndarray) -> None:
         image = tarn.WrappedImage.from_buffer(frame[None])
         try:
             sent = self.server.stream.try_send(image, _released)
         except (ValueError, RuntimeError) as error:
             # A client stopped, chose another region and started while this frame was on its way.
-            log.debug("%s: frame refused: %s", self.settings.address, error)
+            log.debug("%s: frame %d does not fit: %s", self.settings.address, number, error)
             sent = False
         if sent:
             self.counters.sent += 1
             self.counters.bytes += frame.nbytes
         else:
             self.counters.refused += 1
+        log.debug("%s: frame %d %s", self.settings.address, number, "sent" if sent else "not wanted")
 
 
 def _released(image: tarn.Image) -> None:

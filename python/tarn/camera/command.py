@@ -8,7 +8,7 @@ import click
 from click.shell_completion import get_completion_class
 
 from tarn.camera import addresses
-from tarn.camera.controls import Defaults
+from tarn.camera.controls import FILM, Defaults
 from tarn.camera.options import DRIVERS, OPTIONS
 from tarn.camera.pictures import Pictures, SourceError
 from tarn.camera.pixels import FORMATS
@@ -117,7 +117,7 @@ def _camera(address: str, identity: Identity, **options: Any) -> Settings:
     film = _film(options["pictures"], options["video"], options["size"])
     rate = options["fps"] or (film.rate if isinstance(film, Video) else None) or _USUAL_RATE
     defaults = Defaults(
-        pattern=options["pattern"] or ("off" if film else "gradient"),
+        pattern=options["pattern"] or (FILM if film else Defaults.pattern),
         rate=rate,
         triggered=options["trigger"],
         exposure=options["exposure"],

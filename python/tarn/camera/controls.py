@@ -1,18 +1,11 @@
 """The features that the program adds to the standard ones of a streaming device."""
 
 import dataclasses
+from collections.abc import Callable
 
 from tarn.camera.scene import View
-from tarn.camera.tree import TreeBuilder
-from tarn.gevserver import (
-    BooleanNode,
-    CommandNode,
-    EnumerationNode,
-    FloatNode,
-    Int64RegNode,
-    NameSpace,
-    NodeMap,
-)
+from tarn.gevserver import CategoryNode, NameSpace, NodeList, Server
+from tarn.gevserver.features import Boolean, Command, Enumeration, FeatureSet, Float, Integer
 
 RATE_LIMITS = (0.1, 1000.0)  # frames per second
 EXPOSURE_LIMITS = (10.0, 10_000_000.0)  # microseconds
@@ -22,12 +15,13 @@ DELAY_LIMITS = (0.0, 60_000.0)  # milliseconds
 #: With it, and no gain, a picture is as bright as its source.
 USUAL_EXPOSURE = 10_000.0  # microseconds
 
-#: Entry of TestPattern for what the command line names instead of a pattern: pictures or a video.
-NO_PATTERN = "Off"
+#: What the camera shows without a test pattern: pictures or a video, if the command line names some.
+FILM = "film"
 
-#: Entries of TestPattern by the names that the command line uses. Source: SFNC, TestPattern; names that are
-#: not there are this program's own.
+#: What can be shown, by the names that the command line uses, with the entries of TestPattern.
+#: Source: SFNC, TestPattern; names that are not there are this program's own.
 PATTERN_ENTRIES = {
+    FILM: "Off",
     "black": "Black",
     "white": "White",
     "gradient": "GreyDiagonalRampMoving",
@@ -36,13 +30,14 @@ PATTERN_ENTRIES = {
     "noise": "Noise",
     "clock": "FrameCounter",
 }
+_PATTERN_NAMES = {entry: name for name, entry in PATTERN_ENTRIES.items()}
 
 
 @dataclasses.dataclass(frozen=True)
 class Defaults:
     """First values of the features; units as there."""
 
-    pattern: str = "gradient"  # of PATTERN_ENTRIES; with pictures or a video "off"
+    pattern: str = "gradient"  # of PATTERN_ENTRIES
     rate: float = 30.0
     triggered: bool = False
     exposure: float = USUAL_EXPOSURE
@@ -53,114 +48,162 @@ class Defaults:
     freeze: bool = False
 
 
-class Controls:
-    """The nodes of the program's own features, and what they say together.
+def _nothing() -> None:
+    pass
+
+
+class Controls(FeatureSet, category="FaultInjection"):
+    """The program's own features, and what they say together.
 
     Parameters
     ----------
-    tree : tarn.gevserver.NodeMap
-        Of a server that is not started.
+    server : tarn.gevserver.Server
+        In its configuration state.
     defaults : Defaults
         First values.
+
+    Attributes
+    ----------
+    on_trigger, on_timing : callable
+        Called, on a thread of the server, when a client triggers, and when it wrote what decides about the
+        moment of the next frame.
     """
 
-    trigger_software: CommandNode
+    rate_enable = Boolean(
+        True,
+        name="AcquisitionFrameRateEnable",
+        category="AcquisitionControl",
+        standard=True,
+        streamable=True,
+        tool_tip="Whether AcquisitionFrameRate holds; else the exposure time alone sets the rate",
+    )
+    rate = Float(
+        30.0,
+        min=RATE_LIMITS[0],
+        max=RATE_LIMITS[1],
+        unit="Hz",
+        name="AcquisitionFrameRate",
+        category="AcquisitionControl",
+        standard=True,
+        streamable=True,
+        tool_tip="Frames per second",
+    )
+    trigger_selector = Enumeration(
+        ["FrameStart"], category="AcquisitionControl", standard=True, tool_tip="What a trigger starts"
+    )
+    trigger_mode = Enumeration(
+        ["Off", "On"],
+        category="AcquisitionControl",
+        standard=True,
+        streamable=True,
+        tool_tip="Whether each frame waits for a trigger",
+    )
+    trigger_source = Enumeration(
+        ["Software"], category="AcquisitionControl", standard=True, tool_tip="Where triggers come from"
+    )
+    trigger_software = Command(
+        category="AcquisitionControl", standard=True, tool_tip="Takes one frame, with TriggerMode on"
+    )
+    exposure = Float(
+        USUAL_EXPOSURE,
+        min=EXPOSURE_LIMITS[0],
+        max=EXPOSURE_LIMITS[1],
+        unit="us",
+        name="ExposureTime",
+        category="AcquisitionControl",
+        standard=True,
+        streamable=True,
+        tool_tip="Twice as long is twice as bright; frames follow each other no faster",
+    )
+    gain = Float(
+        min=GAIN_LIMITS[0],
+        max=GAIN_LIMITS[1],
+        unit="dB",
+        category="AnalogControl",
+        standard=True,
+        streamable=True,
+        tool_tip="20 dB make the picture ten times as bright",
+    )
+    test_pattern = Enumeration(
+        PATTERN_ENTRIES.values(),
+        category="ImageFormatControl",
+        standard=True,
+        streamable=True,
+        tool_tip="What the camera shows; Off for the pictures or the video that it was started with",
+    )
+    drop = Float(
+        min=0.0, max=100.0, unit="%", name="FaultDrop", tool_tip="Part of the frames that is never sent"
+    )
+    delay = Float(
+        min=DELAY_LIMITS[0],
+        max=DELAY_LIMITS[1],
+        unit="ms",
+        name="FaultDelay",
+        tool_tip="How late each frame is sent",
+    )
+    corrupt = Float(
+        min=0.0, max=100.0, unit="%", name="FaultCorrupt", tool_tip="Part of the frames with damaged pixels"
+    )
+    freeze = Boolean(name="FaultFreeze", tool_tip="Sends the same picture again and again")
+    dropped = Integer(min=0, read_only=True, name="FaultDroppedFrames", tool_tip="Frames that FaultDrop took")
+    corrupted = Integer(
+        min=0, read_only=True, name="FaultCorruptedFrames", tool_tip="Frames that FaultCorrupt damaged"
+    )
 
-    def __init__(self, tree: NodeMap, defaults: Defaults) -> None:
-        self._tree = tree
-        add = TreeBuilder(tree)
-        self._add_acquisition(add, defaults)
-        self._add_picture(add, defaults)
-        self._add_faults(add, defaults)
+    def __init__(self, server: Server, defaults: Defaults) -> None:
+        _add_analog_control(server)
+        super().__init__(server)
+        self.on_trigger: Callable[[], None] = _nothing
+        self.on_timing: Callable[[], None] = _nothing
+        self.rate = defaults.rate
+        self.trigger_mode = "On" if defaults.triggered else "Off"
+        self.exposure = defaults.exposure
+        self.gain = defaults.gain
+        self.test_pattern = PATTERN_ENTRIES[defaults.pattern]
+        self.drop = defaults.drop
+        self.delay = defaults.delay
+        self.corrupt = defaults.corrupt
+        self.freeze = defaults.freeze
 
-    def _add_acquisition(self, add: TreeBuilder, defaults: Defaults) -> None:
-        category = add.category("AcquisitionControl", "Acquisition of images")
-        self.rate_enable: BooleanNode = add.switch(
-            "AcquisitionFrameRateEnable",
-            category,
-            True,
-            "Whether AcquisitionFrameRate holds; else the exposure time alone sets the rate",
-        )
-        self.rate: FloatNode = add.number(
-            "AcquisitionFrameRate", category, defaults.rate, RATE_LIMITS, "Hz", "Frames per second"
-        )
-        add.choice("TriggerSelector", category, {"FrameStart": 0}, "FrameStart", "What a trigger starts")
-        self.trigger_mode: EnumerationNode = add.choice(
-            "TriggerMode",
-            category,
-            {"Off": 0, "On": 1},
-            "On" if defaults.triggered else "Off",
-            "Whether each frame waits for a trigger",
-        )
-        add.choice("TriggerSource", category, {"Software": 0}, "Software", "Where triggers come from")
-        self.trigger_software = add.command(
-            "TriggerSoftware", category, "Takes one frame, with TriggerMode on"
-        )
-        self.exposure: FloatNode = add.number(
-            "ExposureTime",
-            category,
-            defaults.exposure,
-            EXPOSURE_LIMITS,
-            "us",
-            "Doubling it makes the picture twice as bright; it limits the frame rate",
-        )
+    @trigger_software.on_execute
+    def _triggered(self) -> None:
+        self.on_trigger()
 
-    def _add_picture(self, add: TreeBuilder, defaults: Defaults) -> None:
-        analog = add.category("AnalogControl", "Analog control of the sensor")
-        self.gain: FloatNode = add.number(
-            "Gain", analog, defaults.gain, GAIN_LIMITS, "dB", "20 dB make the picture ten times as bright"
-        )
-        names = dict(PATTERN_ENTRIES)
-        if defaults.pattern not in names:
-            names = {defaults.pattern: NO_PATTERN} | names
-        self._patterns = list(names)
-        self.pattern: EnumerationNode = add.choice(
-            "TestPattern",
-            add.category("ImageFormatControl", "Format of images"),
-            {entry: number for number, entry in enumerate(names.values())},
-            names[defaults.pattern],
-            "What the camera shows",
-        )
+    @rate_enable.on_write
+    @rate.on_write
+    @exposure.on_write
+    def _timing_changed(self, _: float) -> None:
+        self.on_timing()
 
-    def _add_faults(self, add: TreeBuilder, defaults: Defaults) -> None:
-        category = add.category("FaultInjection", "Deliberate faults, to test clients with", NameSpace.Custom)
-        percent = (0.0, 100.0)
-        self.drop: FloatNode = add.number(
-            "FaultDrop", category, defaults.drop, percent, "%", "Part of the frames that are never sent"
-        )
-        self.delay: FloatNode = add.number(
-            "FaultDelay", category, defaults.delay, DELAY_LIMITS, "ms", "How late each frame is sent"
-        )
-        self.corrupt: FloatNode = add.number(
-            "FaultCorrupt", category, defaults.corrupt, percent, "%", "Part of the frames with damaged pixels"
-        )
-        self.freeze: BooleanNode = add.switch(
-            "FaultFreeze", category, defaults.freeze, "Sends the same picture again and again"
-        )
-        self.dropped: Int64RegNode = add.counter("FaultDroppedFrames", category, "Frames that FaultDrop took")
-        self.corrupted: Int64RegNode = add.counter(
-            "FaultCorruptedFrames", category, "Frames that FaultCorrupt damaged"
-        )
+    @trigger_mode.on_write
+    def _trigger_mode_changed(self, _: str) -> None:
+        self.on_timing()
 
     @property
     def is_triggered(self) -> bool:
         """True when each frame waits for a trigger."""
-        return bool(self.trigger_mode.numeric_value)
+        return self.trigger_mode == "On"
 
     @property
     def frame_period(self) -> float:
         """Seconds from one frame to the next when they wait for no trigger."""
-        rate = self.rate.value if self.rate_enable.value else RATE_LIMITS[1]
-        return max(1 / rate, self.exposure.value * 1e-6)
+        rate = self.rate if self.rate_enable else RATE_LIMITS[1]
+        return max(1 / rate, self.exposure * 1e-6)
 
     @property
     def pattern_name(self) -> str:
         """What is shown, by the name that the command line has for it."""
-        return self._patterns[self.pattern.numeric_value]
+        return _PATTERN_NAMES[self.test_pattern]
 
     @property
     def view(self) -> View:
         """Region and brightness, as the client set them."""
-        brightness = self.exposure.value / USUAL_EXPOSURE * 10 ** (self.gain.value / 20)
-        tree = self._tree
+        brightness = self.exposure / USUAL_EXPOSURE * 10 ** (self.gain / 20)
+        tree = self.server.node_map
         return View(tree.OffsetX.value, tree.OffsetY.value, tree.Width.value, tree.Height.value, brightness)
+
+
+def _add_analog_control(server: Server) -> None:
+    """The category belongs to the standard ones, but a device without a sensor has nothing for it."""
+    category = CategoryNode.create("AnalogControl", NameSpace.Standard)
+    server.node_map.Root.add(category, NodeList.Child)

@@ -23,43 +23,43 @@ class Faults:
     def __init__(self, controls: Controls) -> None:
         self._controls = controls
         self._random = random.Random()
-        self._late: collections.deque[tuple[float, np.ndarray]] = collections.deque()
+        self._late: collections.deque[tuple[float, int, np.ndarray]] = collections.deque()
         self._before: np.ndarray | None = None
 
     def shown(self, frame: np.ndarray) -> np.ndarray:
         """The frame, or while the picture is frozen the one before."""
-        if self._before is None or len(self._before) != len(frame) or not self._controls.freeze.value:
+        if self._before is None or len(self._before) != len(frame) or not self._controls.freeze:
             self._before = frame
         return self._before
 
     def drops(self) -> bool:
         """True when the frame is not to be sent."""
-        if not self._happens(self._controls.drop.value):
+        if not self._happens(self._controls.drop):
             return False
-        self._controls.dropped.value += 1
+        self._controls.dropped += 1
         return True
 
     def damaged(self, frame: np.ndarray) -> np.ndarray:
         """The frame, or a damaged copy of it."""
-        if not self._happens(self._controls.corrupt.value):
+        if not self._happens(self._controls.corrupt):
             return frame
-        self._controls.corrupted.value += 1
+        self._controls.corrupted += 1
         damaged = frame.copy()
         run = -(-len(frame) // _DAMAGED_PART)
         start = self._random.randrange(len(frame) - run + 1)
         damaged[start : start + run] ^= 0xFF
         return damaged
 
-    def hold(self, frame: np.ndarray) -> None:
+    def hold(self, number: int, frame: np.ndarray) -> None:
         """Keep a frame until it is late enough; `due` gives it back."""
-        self._late.append((time.monotonic() + self._controls.delay.value / 1000, frame))
+        self._late.append((time.monotonic() + self._controls.delay / 1000, number, frame))
 
-    def due(self) -> list[np.ndarray]:
-        """The frames that are late enough by now, in their order."""
+    def due(self) -> list[tuple[int, np.ndarray]]:
+        """Numbers and frames that are late enough by now, in their order."""
         now = time.monotonic()
         frames = []
         while self._late and self._late[0][0] <= now:
-            frames.append(self._late.popleft()[1])
+            frames.append(self._late.popleft()[1:])
         return frames
 
     @property

@@ -74,7 +74,7 @@ OPTIONS: list[click.Parameter] = [
     ),
     _picture(
         "--pattern",
-        type=click.Choice(list(controls.PATTERN_ENTRIES)),
+        type=click.Choice([name for name in controls.PATTERN_ENTRIES if name != controls.FILM]),
         help="What the camera shows: gradient, if nothing is said. Feature TestPattern.",
     ),
     _picture(

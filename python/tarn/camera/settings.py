@@ -3,8 +3,8 @@
 import dataclasses
 
 from tarn.camera.clock import Clock
-from tarn.camera.controls import Defaults
-from tarn.camera.patterns import SCROLLS, Scroll
+from tarn.camera.controls import FILM, Defaults
+from tarn.camera.patterns import SCROLLS, Scroll, gradient
 from tarn.camera.pictures import Pictures
 from tarn.camera.pixels import PixelFormat
 from tarn.camera.scene import Film
@@ -30,7 +30,7 @@ class Settings:
     address: str
     size: tuple[int, int]  # width and height in pixels
     pixel_format: PixelFormat
-    film: Pictures | Video | None = None  # None: only test patterns
+    film: Pictures | Video | None = None  # what is seen without a test pattern
     resend: int = 4  # frames kept for packet resend
     driver: int = DriverType.Auto
     identity: Identity = dataclasses.field(default_factory=Identity)
@@ -38,11 +38,9 @@ class Settings:
     frames: int | None = None  # to take, then the camera ends; None for no end
 
     def source(self, name: str) -> Scroll | Film:
-        """What is behind a name of TestPattern, as the command line has it."""
+        """What the camera sees when it shows `name`, of PATTERN_ENTRIES; without a film a gradient."""
         if name == "clock":
             return Clock(*self.size)
-        if name in SCROLLS:
+        if name != FILM:
             return SCROLLS[name](*self.size)
-        if self.film is None:
-            raise ValueError(f"no pattern has the name {name}")
-        return self.film
+        return self.film or gradient(*self.size)

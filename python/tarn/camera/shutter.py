@@ -5,7 +5,6 @@ import threading
 import time
 
 from tarn.camera.controls import Controls
-from tarn.camera.tree import on_written
 
 
 class Wake(enum.Enum):
@@ -34,9 +33,8 @@ class Shutter:
         self._ended = False
         self._last = float("-inf")  # when the last frame was due
         self.is_waiting_for_trigger = False
-        on_written(controls.trigger_software, self._trigger)
-        for node in (controls.trigger_mode, controls.rate, controls.rate_enable, controls.exposure):
-            on_written(node, self._wake)
+        controls.on_trigger = self._trigger
+        controls.on_timing = self._wake
 
     def wait(self, deadline: float | None = None) -> Wake:
         """Return when a frame is to be taken, at the deadline, or when all ends.

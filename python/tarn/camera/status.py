@@ -69,7 +69,7 @@ class Watcher:
             frames / elapsed,
             amount * 8 / elapsed,
             sent,
-            camera.controls.dropped.value,
+            camera.controls.dropped,
         )
 
 
@@ -91,7 +91,7 @@ def _reason(camera: Camera, frames: int) -> str | None:
             return f"packets too large for the path: {size} bytes, {largest} pass"
     if frames == 0 and camera.shutter.is_waiting_for_trigger:
         return "waiting for trigger"
-    if frames == 0 and camera.controls.drop.value == 100:
+    if frames == 0 and camera.controls.drop == 100:
         return "all dropped on purpose (FaultDrop)"
     return None
 
