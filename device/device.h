@@ -130,7 +130,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void WatchEventSources();
   void ForgetEventSources();
   /// The program stored into a register that belongs to events.
-  void FollowEventStore(const Node& reg);
+  void FollowEventStore(const FeatureTree::WatchedStore& store);
   /// Tells the client, if it wants to know. \param data  what goes with the event
   void TellEvent(std::uint16_t number, std::vector<std::uint8_t> data = {});
   void UpdatePayloadSize();

@@ -186,7 +186,7 @@ void Device::Settle() {
 
 void Device::FollowStores() {
   for (const std::uint64_t address : tree_.TakeStores()) FollowStore(address);
-  for (const Node* reg : tree_.TakeWatchedStores()) FollowEventStore(*reg);
+  for (const FeatureTree::WatchedStore& store : tree_.TakeWatchedStores()) FollowEventStore(store);
 }
 
 void Device::FollowStore(std::uint64_t address) {

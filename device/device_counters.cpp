@@ -16,6 +16,13 @@ void Store64(SparseMemory& memory, std::uint32_t address, std::uint64_t value) {
 void Device::ShowCounters() {
   SparseMemory& memory = tree_.Memory();
   Store64(memory, OwnRegisters::kHeartbeatTimeouts, heartbeat_timeouts_);
+  if (messages_) {
+    const EventCounters events = messages_->Counters();
+    Store64(memory, OwnRegisters::kEventsSent, events.sent);
+    Store64(memory, OwnRegisters::kEventsRepeated, events.repeated);
+    Store64(memory, OwnRegisters::kEventsLost, events.lost);
+    Store64(memory, OwnRegisters::kEventsDropped, events.dropped);
+  }
   if (!stream_) return;  // what the last run counted stays
   const StreamCounters counters = stream_->Counters();
   Store64(memory, OwnRegisters::kStreamFrames, counters.frames);

@@ -3,7 +3,6 @@
 #include "device/device.h"
 #include "engine/features/event_features.h"
 #include "engine/features/event_numbers.h"
-#include "engine/nodes/register_value.h"
 #include "wire/bootstrap.h"
 
 namespace Tarn {
@@ -47,14 +46,11 @@ void Device::FollowNotification() {
                         IsNotified(memory, EventNumber::kFrameEnd));
 }
 
-void Device::FollowEventStore(const Node& reg) {
-  const auto source = event_sources_.find(&reg);
-  if (source == event_sources_.end()) return;
-  for (const std::uint16_t number : source->second) {
-    std::vector<std::uint8_t> bytes(reg.reg->length);
-    tree_.Memory().Read(static_cast<std::uint64_t>(CurrentAddress(reg)), bytes);
-    TellEvent(number, std::move(bytes));
-  }
+void Device::FollowEventStore(const FeatureTree::WatchedStore& store) {
+  const std::size_t length = store.reg->reg->length;
+  std::vector<std::uint8_t> bytes(length <= kMaxEventData ? length : 0);
+  tree_.Memory().Read(store.address, bytes);
+  for (const std::uint16_t number : event_sources_.at(store.reg)) TellEvent(number, bytes);
 }
 
 void Device::TellEvent(std::uint16_t number, std::vector<std::uint8_t> data) {

@@ -11,6 +11,14 @@ struct Counter {
   const char* tool_tip;
 };
 
+constexpr Counter kEventCounters[] = {
+    {"DeviceEventsSent", OwnRegisters::kEventsSent, "", "Events sent since the start, repeats not counted"},
+    {"DeviceEventsRepeated", OwnRegisters::kEventsRepeated, "", "Event messages sent again"},
+    {"DeviceEventsLost", OwnRegisters::kEventsLost, "", "Events that the client did not acknowledge"},
+    {"DeviceEventsDropped", OwnRegisters::kEventsDropped, "",
+     "Events not sent because too many waited for their turn"},
+};
+
 constexpr Counter kStreamCounters[] = {
     {"DeviceStreamFrames", OwnRegisters::kStreamFrames, "", "Frames sent to their end since the start"},
     {"DeviceStreamDroppedFrames", OwnRegisters::kStreamDroppedFrames, "",
@@ -36,6 +44,7 @@ void AddCounters(FeatureBuilder& add, bool has_stream) {
   add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
   AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
                    "Clients that lost control because they fell silent"});
+  for (const Counter& counter : kEventCounters) AddCounter(add, counter);
   if (!has_stream) return;
   for (const Counter& counter : kStreamCounters) AddCounter(add, counter);
 }

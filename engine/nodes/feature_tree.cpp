@@ -202,9 +202,11 @@ void FeatureTree::Watch(std::unordered_set<const Node*> registers) {
 
 void FeatureTree::NoteOwnStore(const Node& reg, std::uint64_t address) {
   NoteStore(address);
-  if (watched_.contains(&reg)) watched_stores_.push_back(&reg);
+  if (watched_.contains(&reg)) watched_stores_.push_back({&reg, address});
 }
 
-std::vector<const Node*> FeatureTree::TakeWatchedStores() { return std::exchange(watched_stores_, {}); }
+std::vector<FeatureTree::WatchedStore> FeatureTree::TakeWatchedStores() {
+  return std::exchange(watched_stores_, {});
+}
 
 }  // namespace Tarn

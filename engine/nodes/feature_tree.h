@@ -101,8 +101,12 @@ class FeatureTree {
   void Watch(std::unordered_set<const Node*> registers);
   /// Records a store by the device's own side.
   void NoteOwnStore(const Node& reg, std::uint64_t address);
-  /// The watched registers that were stored to since the last call, once for each store.
-  std::vector<const Node*> TakeWatchedStores();
+  struct WatchedStore {
+    const Node* reg;
+    std::uint64_t address;  ///< where the register was then
+  };
+  /// The stores into watched registers since the last call, in their order.
+  std::vector<WatchedStore> TakeWatchedStores();
 
   /// Own registers that show what is counted elsewhere: `refresh` is called, under the tree lock, before
   /// bytes of the device's own registers are read, and may store into them.
@@ -139,7 +143,7 @@ class FeatureTree {
   SparseMemory memory_;
   std::vector<std::uint64_t> stores_;
   std::unordered_set<const Node*> watched_;
-  std::vector<const Node*> watched_stores_;
+  std::vector<WatchedStore> watched_stores_;
   std::uint64_t next_automatic_ = kAutomaticStart;
   bool frozen_ = false;
   std::function<void(std::uint64_t, std::uint64_t)> refresh_;

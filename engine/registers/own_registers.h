@@ -35,7 +35,11 @@ inline constexpr std::uint32_t kStreamResentPackets = kCounters + 0x20;
 inline constexpr std::uint32_t kStreamFailedPackets = kCounters + 0x28;
 inline constexpr std::uint32_t kStreamUnreachable = kCounters + 0x30;
 inline constexpr std::uint32_t kHeartbeatTimeouts = kCounters + 0x38;
-inline constexpr std::uint32_t kCountersEnd = kCounters + 0x40;
+inline constexpr std::uint32_t kEventsSent = kCounters + 0x40;
+inline constexpr std::uint32_t kEventsRepeated = kCounters + 0x48;
+inline constexpr std::uint32_t kEventsLost = kCounters + 0x50;
+inline constexpr std::uint32_t kEventsDropped = kCounters + 0x58;
+inline constexpr std::uint32_t kCountersEnd = kCounters + 0x60;
 
 inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
 inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;
