@@ -105,7 +105,9 @@ TEST(SendBatch, EndsAlthoughTheSocketStaysFullOrBroken) {
     ScriptedOutput output({-error});
     output.repeat_last = true;
     const auto batch = Singles();
-    EXPECT_EQ(SendBatch(output, *batch, kGoOn).failed, 5u) << error;
+    const BatchResult result = SendBatch(output, *batch, kGoOn);
+    EXPECT_EQ(result.failed, 5u) << error;
+    EXPECT_EQ(result.unreachable != 0, error == ECONNREFUSED) << error;
     EXPECT_LE(output.waits, 100) << error;
   }
   const std::atomic<bool> stop{true};

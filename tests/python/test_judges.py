@@ -1,4 +1,4 @@
-"""Aravis' device test judges the camera program; ``--arv-test 20`` asks for twenty faultless runs in a row."""
+"""Aravis' device test judges the camera program; ``--arv-test 20`` asks for twenty faultless runs."""
 
 import re
 import subprocess
