@@ -17,7 +17,7 @@ import sys
 import textwrap
 from collections.abc import Iterator
 
-from stub_types import INCOMPATIBLE, PROTOCOLS, RETURNS, attribute_type
+from stub_types import INCOMPATIBLE, PARAMETERS, PROTOCOLS, RETURNS, attribute_type
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 MODULES = {"tarn": "_tarn_311", "tarn.gevserver": "_gevserver_311"}
@@ -159,6 +159,9 @@ def _signature(line: str, package: str, qualified: str) -> ast.FunctionDef:
     assert isinstance(function, ast.FunctionDef), line
     if qualified in RETURNS:
         function.returns = ast.parse(RETURNS[qualified], mode="eval").body
+    for argument in function.args.args:
+        if argument.arg in PARAMETERS:
+            argument.annotation = ast.parse(PARAMETERS[argument.arg], mode="eval").body
     _Modern(package).visit(function)
     return function
 

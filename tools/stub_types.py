@@ -68,8 +68,10 @@ ATTRIBUTES: dict[str, str] = {
     "StringRegNode.value": "str",
 }
 
-# Results that a docstring's signature tells less of than a program has to know.
+# Where a program has to know more than a docstring's signature tells: a node that is not there, and that
+# listeners hear of the very node on which they were registered.
 RETURNS: dict[str, str] = {"NodeMap.try_get_node": "Node | None"}
+PARAMETERS: dict[str, str] = {"handler": "Callable[[Self], None]"}
 
 _ORDER = tuple(f"def __{name}__(self, other: Self, /) -> bool: ..." for name in ("lt", "le", "gt", "ge"))
 _NO_HASH = "__hash__: ClassVar[None]  # type: ignore[assignment]"

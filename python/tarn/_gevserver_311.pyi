@@ -190,7 +190,7 @@ class Node:
         bool
             True if the node was removed, otherwise false.
         """
-    def register_event_updated(self, handler: Callable[[Node], None]) -> tarn.EventCookie:
+    def register_event_updated(self, handler: Callable[[Self], None]) -> tarn.EventCookie:
         """Register a listener to node updated event.
 
         Parameters
@@ -973,7 +973,7 @@ class ValueNode(Node):
         value : str
             Value to set.
         """
-    def register_event_written_updated(self, handler: Callable[[Node], None]) -> tarn.EventCookie:
+    def register_event_written_updated(self, handler: Callable[[Self], None]) -> tarn.EventCookie:
         """Registers a listener to node written event.
 
         Parameters
@@ -994,7 +994,7 @@ class ValueNode(Node):
         event_cookie : tarn.EventCookie
             What the registration returned.
         """
-    def register_event_on_read_updated(self, handler: Callable[[Node], None]) -> tarn.EventCookie:
+    def register_event_on_read_updated(self, handler: Callable[[Self], None]) -> tarn.EventCookie:
         """Registers a listener to node on read event.
 
         Parameters

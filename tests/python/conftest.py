@@ -54,8 +54,11 @@ def need_tool(name: str) -> None:
         pytest.skip(f"{name} is not installed")
 
 
-def run_python(script: str, *arguments: str, **options: Any) -> subprocess.Popen[str]:
-    """Start `script` in an interpreter of its own that finds the package; streams are pipes of text."""
+def run_python(script: str, *arguments: str, **options: Any) -> Any:
+    """Start `script` in an interpreter of its own that finds the package; streams are pipes of text.
+
+    Gives a ``subprocess.Popen[str]``, for type checkers one whose streams are there.
+    """
     environment = os.environ | {"PYTHONPATH": str(PACKAGE.parent)}
     pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
     command = [sys.executable, "-c", script, *arguments]

@@ -35,15 +35,13 @@ class Features:
     def register(self, name: str) -> tuple[int, int]:
         """Address and length of the register at the end of the feature's value chain."""
         node = self._node_of_register(name)
-        addresses = [int(text.text, 0) for text in node.findall(f"{_XMLNS}Address")]
+        addresses = [int(text.text or "", 0) for text in node.findall(f"{_XMLNS}Address")]
         assert addresses, f"no fixed address behind {name}"
-        return sum(addresses), int(self._text(node, "Length"), 0)
+        return sum(addresses), self._number(node, "Length")
 
     def execute(self, name: str) -> None:
         """Write a command's value to its register."""
-        self._client.write_register(
-            self.register(name)[0], int(self._text(self._nodes[name], "CommandValue"), 0)
-        )
+        self._client.write_register(self.register(name)[0], self._number(self._nodes[name], "CommandValue"))
 
     def read(self, name: str) -> int:
         """The register behind an integer feature of at most four bytes; a bit field's own bits."""
@@ -66,8 +64,8 @@ class Features:
         first, last = self._text(node, "MSB"), self._text(node, "LSB")
         if first is None or last is None:
             return 0, 32
-        first, last = sorted((int(first), int(last)))
-        return 31 - last, last - first + 1
+        low, high = sorted((int(first), int(last)))
+        return 31 - high, high - low + 1
 
     def _node_of_register(self, name: str) -> ElementTree.Element:
         node = self._nodes[name]
@@ -76,6 +74,9 @@ class Features:
             assert target, f"{node.get('Name')} has no value of its own and no pValue"
             node = self._nodes[target]
         return node
+
+    def _number(self, node: ElementTree.Element, tag: str) -> int:
+        return int(self._text(node, tag) or "", 0)
 
     @staticmethod
     def _text(node: ElementTree.Element, tag: str) -> str | None:

@@ -5,6 +5,7 @@ Test modules that import it are skipped where the library is not installed.
 
 import pathlib
 import subprocess
+from typing import Any
 
 import pytest
 
@@ -23,7 +24,7 @@ from tarn.gevserver import (
     SelectorNode,
 )
 
-genapi = pytest.importorskip("genicam.genapi", reason="the Python package genicam is not installed")
+genapi: Any = pytest.importorskip("genicam.genapi", reason="the Python package genicam is not installed")
 
 SCHEMA = pathlib.Path(__file__).resolve().parents[1] / "data" / "GenApiSchema_Version_1_1.xsd"
 
@@ -42,7 +43,7 @@ _MODES = {
 _CODES = {mode: code for code, mode in _MODES.items()}
 
 
-class Port(genapi.AbstractPort):
+class Port(genapi.AbstractPort):  # type: ignore[misc]
     """Lets the library's node map reach the camera's registers."""
 
     def __init__(self, client: ControlClient) -> None:
@@ -55,11 +56,11 @@ class Port(genapi.AbstractPort):
     def write(self, address: int, data: bytes) -> None:
         self._client.write_memory(address, bytes(data))
 
-    def get_access_mode(self) -> int:
+    def get_access_mode(self) -> Any:
         return genapi.EAccessMode.RW
 
 
-def node_map(client: ControlClient) -> tuple[genapi.NodeMap, Port]:
+def node_map(client: ControlClient) -> tuple[Any, Port]:
     """The library's node map over the camera; keep the port as long as the map is in use."""
     nodes = genapi.NodeMap()
     nodes.load_xml_from_string(description(client).decode("utf-8"))
@@ -81,7 +82,7 @@ def check_schema(xml: bytes, folder: pathlib.Path) -> None:
     assert result.returncode == 0, result.stderr
 
 
-def check_agreement(nodes: genapi.NodeMap, tree: NodeMap) -> None:
+def check_agreement(nodes: Any, tree: NodeMap) -> None:
     """Expect that the client sees of every node but entries what the Python side tells."""
     differences = []
     for node in tree.nodes.values():
@@ -101,7 +102,7 @@ def check_agreement(nodes: genapi.NodeMap, tree: NodeMap) -> None:
     assert not differences, "\n".join(differences)
 
 
-def seen_by_client(peer: genapi.IValue) -> dict[str, object]:
+def seen_by_client(peer: Any) -> dict[str, Any]:
     node = peer.node
     facts = {
         "access": genapi.EAccessMode(peer.get_access_mode()).name,
@@ -125,7 +126,7 @@ def seen_by_client(peer: genapi.IValue) -> dict[str, object]:
     return facts
 
 
-def _client_value(peer: genapi.IValue, name: str) -> object:
+def _client_value(peer: Any, name: str) -> object:
     """One property by the Python side's name; None when the node's kind has none."""
     if name == "increment" and hasattr(type(peer), "inc"):
         without = isinstance(peer, genapi.IFloat) and not peer.has_inc()
@@ -137,7 +138,7 @@ def _client_value(peer: genapi.IValue, name: str) -> object:
     return getattr(peer, name) if hasattr(type(peer), name) else None
 
 
-def stands_on_a_port(peer: object) -> bool:
+def stands_on_a_port(peer: Any) -> bool:
     """Whether the value comes with an image or an event, and not from the camera's registers."""
     node = getattr(peer, "node", peer)
     if "pPort" in node.property_names:
@@ -145,7 +146,7 @@ def stands_on_a_port(peer: object) -> bool:
     return not isinstance(peer, genapi.ICategory) and any(map(stands_on_a_port, node.children))
 
 
-def told_by_python(node: Node) -> dict[str, object]:
+def told_by_python(node: Any) -> dict[str, Any]:
     hidden = node.name_space == NameSpace.Private
     facts = {
         "access": expected_access(node),
@@ -194,5 +195,5 @@ def expected_access(node: Node) -> str:
     return "WO" if writable else "NA"
 
 
-def _holds(condition: Node | None, without: bool) -> bool:
+def _holds(condition: Any, without: bool) -> bool:
     return without if condition is None else bool(condition.value)

@@ -18,7 +18,8 @@ def put(node_map: NodeMap, *nodes: Node) -> tuple[Any, ...]:
 
 def constant(node_map: NodeMap, name: str, value: int) -> IntegerNode:
     """A new integer node with a constant value, in the map."""
-    (node,) = put(node_map, IntegerNode.create(name))
+    node = IntegerNode.create(name)
+    node_map.add_node(node)
     node.value_config_as_int = value
     return node
 

@@ -25,7 +25,7 @@ def register_address(description: bytes, name: str) -> int:
     root = ElementTree.fromstring(description.rstrip(b"\0"))
     (node,) = (element for element in root.iter() if element.get("Name") == name)
     (address,) = (element.text for element in node if element.tag.endswith("}Address"))
-    return int(address, 0)
+    return int(address or "", 0)
 
 
 def main(address: str, own: str, count: str) -> None:

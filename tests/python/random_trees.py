@@ -3,6 +3,7 @@
 import contextlib
 import random
 from collections.abc import Callable
+from typing import Any
 
 import tarn
 from tarn.gevserver import (
@@ -48,7 +49,7 @@ class RandomTree:
     def __init__(self, node_map: NodeMap, count: int, seed: int) -> None:
         self.map = node_map
         self.random = random.Random(seed)
-        self.nodes: list[Node] = []
+        self.nodes: list[Any] = []
         self.kept: set[Node] = set()  # registers that belong to one node, and hold only what it can show
         self._depth: dict[Node, int] = {}
         self._open: dict[Node, bool] = {}
@@ -76,7 +77,7 @@ class RandomTree:
             self._publish(node)
         self._inform()
 
-    def of(self, *kinds: type[Node], shared: bool = True) -> list[Node]:
+    def of(self, *kinds: type[Node], shared: bool = True) -> list[Any]:
         """The nodes made so far of some kinds; `shared`: without registers that belong to one node."""
         return [node for node in self.nodes if isinstance(node, kinds) and not (shared and node in self.kept)]
 
@@ -85,7 +86,7 @@ class RandomTree:
     def _chance(self, of_ten: int) -> bool:
         return self.random.randrange(10) < of_ten
 
-    def _new(self, kind: type[Node], *arguments: int) -> Node:
+    def _new(self, kind: Any, *arguments: int) -> Any:
         name = f"{kind.__name__.removesuffix('Node')}{len(self.nodes)}"
         name_space = self.random.choice((NameSpace.Standard, NameSpace.Custom, NameSpace.Private))
         node = kind.create(name, name_space, *arguments)
@@ -93,20 +94,20 @@ class RandomTree:
         self.nodes.append(node)
         return node
 
-    def _pick(self, *kinds: type[Node]) -> Node | None:
+    def _pick(self, *kinds: type[Node]) -> Any:
         found = self.of(*kinds)
         return self.random.choice(found) if found else None
 
-    def _pick_integer(self) -> Node | None:
+    def _pick_integer(self) -> Any:
         """A node whose value may serve wherever an integer is wanted."""
         return self._pick(IntegerBaseNode)
 
-    def _pick_known(self) -> Node | None:
+    def _pick_known(self) -> Any:
         """As _pick_integer, and its value can be read."""
         node = self._pick_integer()
         return node if node is not None and own_value(node) is not FAILS else None
 
-    def _integer(self) -> Node:
+    def _integer(self) -> Any:
         source = self._pick_integer() if self._chance(7) else None
         limits = [self._pick_known() if self._chance(3) else None for _ in range(2)]
         node = self._new(IntegerNode)
@@ -121,7 +122,7 @@ class RandomTree:
             node.increment_config_as_int = self.random.choice((1, 2, 3, 10))
         return node
 
-    def _limit(self, node: Node, low: Node | None, high: Node | None) -> None:
+    def _limit(self, node: Any, low: Any, high: Any) -> None:
         """Limits that are no contradiction at the start."""
         if low is not None:
             node.min_config_as_node = low
@@ -135,19 +136,19 @@ class RandomTree:
             node.min_config_as_int = -5
             node.max_config_as_int = 2**20
 
-    def _register_details(self, node: Node) -> Node:
+    def _register_details(self, node: Any) -> Any:
         node.cache_mode = self.random.choice((0, 1, 2))
         if self._chance(2):
             node.access_mode = self.random.choice((tarn.AccessMode.ReadOnly, tarn.AccessMode.WriteOnly))
         return node
 
-    def _int_register(self) -> Node:
+    def _int_register(self) -> Any:
         node = self._new(self.random.choice((Int32RegNode, Int64RegNode)))
         node.is_signed = self._chance(5)
         self._try_value(node, self.random.choice(INTEGERS))
         return self._register_details(node)
 
-    def _moving_register(self) -> Node:
+    def _moving_register(self) -> Any:
         """A register whose address follows a selector among four."""
         kind, length = self.random.choice(((Int32RegNode, 4), (Int64RegNode, 8)))
         register = self._owned_register(0) if self._chance(5) else None
@@ -165,14 +166,14 @@ class RandomTree:
         selector.add(node, NodeList.Selected)
         return node
 
-    def _owned_register(self, value: int) -> Node:
+    def _owned_register(self, value: int) -> Any:
         register = self._new(Int32RegNode)
         register.cache_mode = self.random.choice((0, 2))
         register.value = value
         self.kept.add(register)
         return register
 
-    def _float(self) -> Node:
+    def _float(self) -> Any:
         source = self._pick(FloatBaseNode) if self._chance(7) else None
         node = self._new(FloatNode)
         if source is not None:
@@ -183,12 +184,12 @@ class RandomTree:
             node.min_config_as_float, node.max_config_as_float = -2.5, 1e6
         return node
 
-    def _float_register(self) -> Node:
+    def _float_register(self) -> Any:
         node = self._new(self.random.choice((Float32RegNode, Float64RegNode)))
         self._try_value(node, self.random.choice(FLOATS))
         return self._register_details(node)
 
-    def _boolean(self) -> Node:
+    def _boolean(self) -> Any:
         on, off = self.random.choice(((1, 0), (0, 1), (5, 3), (255, 1)))
         register = self._owned_register(self.random.choice((on, off))) if self._chance(7) else None
         node = self._new(BooleanNode)
@@ -199,14 +200,14 @@ class RandomTree:
             node.value_config_as_int = off
         return node
 
-    def _command(self) -> Node:
+    def _command(self) -> Any:
         register = self._owned_register(0)
         node = self._new(CommandNode)
         node.value_config_as_node = register
         node.command_config_as_int = self.random.choice((1, 7, 2**31 - 1))
         return node
 
-    def _string(self) -> Node:
+    def _string(self) -> Any:
         source = self._pick(StringNode, StringRegNode) if self._chance(6) else None
         node = self._new(StringNode)
         if source is not None:
@@ -215,12 +216,12 @@ class RandomTree:
             node.value_config_as_string = self.random.choice([text for text in TEXTS if text])
         return node
 
-    def _string_register(self) -> Node:
+    def _string_register(self) -> Any:
         node = self._new(StringRegNode, self.random.choice((4, 8, 16, 64)))
         self._try_value(node, self.random.choice(TEXTS))
         return self._register_details(node)
 
-    def _enumeration(self) -> Node:
+    def _enumeration(self) -> Any:
         numbers = self.random.sample(range(20), self.random.randint(1, 5))
         register = self._owned_register(numbers[-1]) if self._chance(7) else None
         node = self._new(EnumerationNode)
@@ -236,7 +237,7 @@ class RandomTree:
             node.value_config_as_int = numbers[0]
         return node
 
-    def _knife(self) -> Node:
+    def _knife(self) -> Any:
         kinds = (IntegerNode, Int32RegNode, Int64RegNode, EnumerationNode, BooleanNode, IntSwissKnifeNode)
         candidates = [node for node in self.of(*kinds) if self._knives_below(node) < MAX_KNIFE_DEPTH]
         variables = self.random.sample(candidates, min(len(candidates), self.random.randint(0, 3)))
@@ -246,14 +247,14 @@ class RandomTree:
         node.formula = self._term([variable.name_only for variable in variables], self.random.randint(0, 4))
         return node
 
-    def _links(self, node: Node) -> list[Node]:
+    def _links(self, node: Any) -> list[Any]:
         """The nodes that the node's value follows from; they stay the same once others can link to it."""
-        linked = list(node.variables.values()) if isinstance(node, IntSwissKnifeNode) else []
+        linked: list[Any] = list(node.variables.values()) if isinstance(node, IntSwissKnifeNode) else []
         linked += [getattr(node, config, None) for config in _VALUE_LINKS]
         linked += getattr(node, "address_nodes", [])
         return [other for other in linked if other is not None]
 
-    def _is_open(self, node: Node) -> bool:
+    def _is_open(self, node: Any) -> bool:
         """Whether clients can always read the value."""
         if node not in self._open:
             conditions = (node.is_implemented_config, node.is_available_config, node.imposed_access_mode)
@@ -264,7 +265,7 @@ class RandomTree:
             )
         return self._open[node]
 
-    def _knives_below(self, node: Node) -> int:
+    def _knives_below(self, node: Any) -> int:
         """Most knives on a path from the node on."""
         if node not in self._depth:
             below = max(map(self._knives_below, self._links(node)), default=0)
@@ -285,20 +286,20 @@ class RandomTree:
         operator = self.random.choice(BINARY)
         return f"{first} {operator} ({second})" if self._chance(5) else f"({first}) {operator} {second}"
 
-    def _category(self) -> Node:
+    def _category(self) -> Any:
         node = self._new(CategoryNode)
         self._categories.append(node)
         return node
 
     @staticmethod
-    def _try_value(node: Node, value: object) -> None:
+    def _try_value(node: Any, value: object) -> None:
         # What is too large or too long leaves the register zero.
         with contextlib.suppress(IndexError, ValueError, RuntimeError):
             node.value = value
 
     # What all kinds have.
 
-    def _describe(self, node: Node) -> None:
+    def _describe(self, node: Any) -> None:
         if self._chance(3):
             node.tool_tip = self.random.choice([text for text in TEXTS if text])
         if self._chance(2):
@@ -311,7 +312,7 @@ class RandomTree:
             if before and self._chance(1):
                 setattr(node, config, self.random.choice(before))
 
-    def _publish(self, node: Node) -> None:
+    def _publish(self, node: Any) -> None:
         if not isinstance(node, CategoryNode) and self._chance(3):
             return
         parents = [parent for parent in self._categories if parent is not node]
@@ -333,7 +334,7 @@ class RandomTree:
                 node.alias_node = self.random.choice(plain)
 
 
-def own_value(node: Node, attribute: str = "value") -> object:
+def own_value(node: Any, attribute: str = "value") -> Any:
     """A value as the camera has it."""
     try:
         return getattr(node, attribute)

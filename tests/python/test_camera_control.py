@@ -285,7 +285,7 @@ def test_texts_written_as_memory_are_kept_over_the_connection(make_camera: MakeC
 
 
 def test_a_repeated_command_is_answered_again_but_runs_once(camera: Camera) -> None:
-    calls = []
+    calls: list[Any] = []
     node = camera.server.node_map.AcquisitionStop
     node.register_event_written_updated(calls.append)
     with camera.client() as client, camera.client() as other:

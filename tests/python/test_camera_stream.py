@@ -141,7 +141,7 @@ def test_every_frame_is_whole_in_spite_of_lost_packets(make_camera: MakeCamera) 
         def lost(block: int, number: int, copies: int) -> Any:
             return copies == 0 and (7 * block + number) % 9 == 0
 
-        losing = {"drop": lost, "resend_from": camera.address}
+        losing: dict[str, Any] = {"drop": lost, "resend_from": camera.address}
         with streaming(camera, extended=extended, **losing) as (client, receiver, _):
             assert client.read_register(GVCP_CAPABILITY) & PACKET_RESEND
             for array in sent:
@@ -195,7 +195,7 @@ def test_release_callbacks_run_once_in_order_with_the_very_object(
     camera = make_camera(resend=resend)
     stream = camera.server.stream
     images = [wrap(picture(64, 48, seed=seed)) for seed in range(8)]
-    released = []
+    released: list[tarn.Image] = []
     with streaming(camera) as (_, receiver, _):
         for number, image in enumerate(images, 1):
             stream.send(image, released.append)
@@ -244,7 +244,7 @@ def test_limited_acquisitions_end_by_themselves(camera: Camera) -> None:
 def test_failing_sends_release_nothing(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=2)
     stream = camera.server.stream
-    calls = []
+    calls: list[tarn.Image] = []
     with pytest.raises(RuntimeError, match="Could not send image"):
         stream.send(wrap(picture(64, 48)), calls.append)  # nobody streams
     assert stream.try_send(wrap(picture(64, 48)), calls.append) is False
@@ -377,7 +377,8 @@ def test_stop_ends_a_stream_that_another_thread_feeds(make_camera: MakeCamera) -
     camera = make_camera((320, 240), resend=2, start=False)
     server = camera.server
     for _ in range(5):
-        sent, released = itertools.count(), []
+        sent = itertools.count()
+        released: list[int] = []
         server.start(camera.address)
         with StreamReceiver() as receiver, camera.client() as client:
             client.connect(beat=None)

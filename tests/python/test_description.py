@@ -82,11 +82,11 @@ def every_kind(server: Server) -> None:
         mode.add(entry, NodeList.Child)
     knife.add(constant(nodes, "A", 7), NodeList.Child)
     knife.formula = "A=7&&A-1>>1"
-    for node in (lamp, on, fire, power, label, mode, knife):
-        node.tool_tip = 'a<b & "c" \N{DEGREE SIGN}'
-        node.description = "\x01"  # nothing that may stand in a description
-        node.add(lock, NodeList.Invalidator)
-        group.add(node, NodeList.Child)
+    for feature in (lamp, on, fire, power, label, mode, knife):
+        feature.tool_tip = 'a<b & "c" \N{DEGREE SIGN}'
+        feature.description = "\x01"  # nothing that may stand in a description
+        feature.add(lock, NodeList.Invalidator)
+        group.add(feature, NodeList.Child)
     lock.add(on, NodeList.Selected)
     publish(nodes, group)
 

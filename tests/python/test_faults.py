@@ -30,7 +30,7 @@ PICTURES = [noise(SIZE, PfncFormat.Mono8, seed) for seed in range(2)]
 
 def counted(camera: Camera, name: str) -> int:
     """One of the camera's counters, as the program reads it."""
-    return getattr(camera.server.node_map, name).value
+    return int(getattr(camera.server.node_map, name).value)
 
 
 def wait_counted(camera: Camera, name: str) -> None:

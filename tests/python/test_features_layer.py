@@ -2,19 +2,20 @@
 
 import gc
 import importlib.util
+import itertools
 import pathlib
 import re
 import struct
 import weakref
 from collections.abc import Iterator
-from typing import Any
+from typing import Any, cast
 
 import numpy as np
 import pytest
 
 import tarn
 from conftest import ROOT, Camera, MakeCamera, free_address, live_handles, wait_until
-from features import Features
+from features import Features, description
 from gvcp_client import WRITEREG, command
 from tarn.gevserver import CategoryNode, IntegerNode, Server
 from tarn.gevserver.features import Boolean, Command, Enumeration, FeatureSet, Float, Integer, String
@@ -22,6 +23,8 @@ from tarn.gevserver.features import Boolean, Command, Enumeration, FeatureSet, F
 
 class Lights(FeatureSet):
     """One feature of each kind, two of them for each lamp."""
+
+    camera: Camera
 
     lamp = Integer(0, min=0, max=3)
     level = Integer(50, min=0, max=100, step=5, selector=lamp, tool_tip="How bright")
@@ -59,8 +62,8 @@ class Lights(FeatureSet):
 def lights(make_camera: MakeCamera) -> Iterator[Any]:
     camera = make_camera(start=False)
     lights = Lights(camera.server)
-    camera.server.start(camera.address)
     lights.camera = camera
+    camera.server.start(camera.address)
     yield lights
     lights.close()
     vars(lights).clear()  # what a fixture gave is kept until all of them are torn down
@@ -82,7 +85,7 @@ def test_clients_see_what_was_declared(lights: Any, peer: Any, tmp_path: pathlib
 
     genapi_peer.check_agreement(peer, lights.server.node_map)
     with lights.camera.client() as client:
-        genapi_peer.check_schema(genapi_peer.description(client), tmp_path)
+        genapi_peer.check_schema(description(client), tmp_path)
     level, pulse = peer.Level, peer.PulseLength
     assert (level.value, level.min, level.max, level.inc, level.node.tooltip) == (50, 0, 100, 5, "How bright")
     assert (pulse.value, pulse.min, pulse.max, pulse.unit) == (2.5, 0.5, 9.5, "us")
@@ -142,20 +145,19 @@ def test_a_selector_gives_each_of_its_values_its_own(lights: Any, peer: Any) -> 
 
 def test_registers_of_selected_features_meet_no_others(lights: Any) -> None:
     """Where a selector leads is found by moving it: no two registers may share a byte."""
-    used: dict[int, str] = {}
-    registers = [node for node in lights.server.node_map.nodes.values() if hasattr(node, "address_nodes")]
-    moving = [node for node in registers if node.address_nodes]
-    assert {node.name_only for node in moving} == {"LevelValue", "OnValue", "OwnerValue"}
-    spans = {(node.name_only, node.address, node.length) for node in registers}
-    for lamp in range(4):
-        lights.lamp = lamp
-        spans |= {(node.name_only, node.address, node.length) for node in moving}
-    lights.mode = "Steady"
-    spans |= {(node.name_only, node.address, node.length) for node in moving}
-    own = {name for name, address, _ in spans if address >= min(node.address for node in moving)}
-    for name, address, length in sorted(spans):
-        for byte in range(address, address + length) if name in own else ():
-            assert used.setdefault(byte, name) == name
+    registers = [feature.value_config_as_node for feature in lights.nodes.values()]
+    assert [node.name_only for node in registers if node.address_nodes] == [
+        "LevelValue",
+        "OnValue",
+        "OwnerValue",
+    ]
+    spans = set()
+    for lamp, mode in itertools.product(range(4), ("Steady", "Flash")):
+        lights.lamp, lights.mode = lamp, mode
+        spans |= {(node.address, node.length, node.name_only) for node in registers}
+    assert len(spans) == len(registers) - 3 + 2 * 4 + 2
+    ordered = sorted(spans)
+    assert all(one[0] + one[1] <= other[0] for one, other in itertools.pairwise(ordered)), ordered
 
 
 def test_close_ends_the_hooks_and_nothing_else(lights: Any, peer: Any) -> None:
@@ -223,7 +225,7 @@ def test_features_of_bases_come_first_and_can_be_replaced() -> None:
         second = Integer(2)
 
     class Derived(Base):
-        second = String("two", name="SecondText")
+        second = String("two", name="SecondText")  # type: ignore[assignment]
         third = Boolean(True)
 
     server = Server.create_non_streaming()
@@ -264,7 +266,7 @@ def test_declarations_that_cannot_be() -> None:
         (lambda: Enumeration(["A"], default="B"), "'B' is none of A"),
         (lambda: type("Set", (FeatureSet,), {"a": Boolean(name="2nd")}), "'2nd' is no name"),
         (lambda: Integer(selector=Integer(0, min=0, max=10_000)), "10001 values of 8 bytes are too many"),
-        (lambda: Integer(selector=Float()), "only integers and enumerations select"),
+        (lambda: Integer(selector=cast(Any, Float())), "only integers and enumerations select"),
         (lambda: type("Set", (FeatureSet,), {"nodes": Integer()}), "Set.nodes is not free"),
     ):
         with pytest.raises((ValueError, TypeError), match=re.escape(text)):
@@ -299,6 +301,7 @@ def test_what_a_camera_cannot_take_leaves_it_as_it_was() -> None:
 def test_the_example_does_what_it_says() -> None:
     path = ROOT / "examples" / "own_features.py"
     spec = importlib.util.spec_from_file_location("own_features", path)
+    assert spec and spec.loader
     example = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(example)
     server = Server.create_with_const_size_pfnc(tarn.Size2D(640, 480), tarn.PfncFormat.Mono8)

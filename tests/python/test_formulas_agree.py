@@ -8,6 +8,7 @@ one what the other then refuses; the third shows that operators bind as users of
 import dataclasses
 import xml.etree.ElementTree as ElementTree
 from collections.abc import Callable
+from typing import Any
 
 import pytest
 
@@ -16,7 +17,7 @@ from features import description
 from node_trees import constant
 from tarn.gevserver import IntSwissKnifeNode, NodeList, Server
 
-genapi = pytest.importorskip("genicam.genapi", reason="the Python package genicam is not installed")
+genapi: Any = pytest.importorskip("genicam.genapi", reason="the Python package genicam is not installed")
 
 LOWEST, HIGHEST = -(2**63), 2**63 - 1
 FAILS = None  # reading is an error
@@ -161,7 +162,7 @@ ROWS = OPERATORS + QUOTIENTS + LARGE + SHIFTS + BINDING
 _FORMULA = "{http://www.genicam.org/GenApi/Version_1_1}Formula"
 
 
-class Memory(genapi.AbstractPort):
+class Memory(genapi.AbstractPort):  # type: ignore[misc]
     """Formulas of constants reach no register."""
 
     def read(self, address: int, length: int) -> bytes:
@@ -170,7 +171,7 @@ class Memory(genapi.AbstractPort):
     def write(self, address: int, data: bytes) -> None:
         raise AssertionError(f"write at {address:#x}")
 
-    def get_access_mode(self) -> int:
+    def get_access_mode(self) -> Any:
         return genapi.EAccessMode.RW
 
 
@@ -193,13 +194,15 @@ def as_set(xml: bytes) -> bytes:
     """The description with the texts of the rows in place of what the camera made of them."""
     root = ElementTree.fromstring(xml)
     for knife in root:
-        index = knife.get("Name").removeprefix("Formula")
+        index = (knife.get("Name") or "").removeprefix("Formula")
         if index.isdigit():
             for expression in [element for element in knife if element.tag.endswith("}Expression")]:
                 knife.remove(expression)
-            knife.find(_FORMULA).text = ROWS[int(index)].formula
+            (formula,) = knife.findall(_FORMULA)
+            formula.text = ROWS[int(index)].formula
     ElementTree.register_namespace("", "http://www.genicam.org/GenApi/Version_1_1")
-    return ElementTree.tostring(root, encoding="utf-8", xml_declaration=True)
+    changed: bytes = ElementTree.tostring(root, encoding="utf-8", xml_declaration=True)
+    return changed
 
 
 def own(node: IntSwissKnifeNode) -> int | None:

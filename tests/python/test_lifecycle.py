@@ -174,9 +174,8 @@ def test_dropping_a_running_server_while_its_callback_runs() -> None:
             assert out.wait(5)
             asking.join()
             client.close()
-        wait_until(
-            lambda address=camera.address: not discover(address, wait=0.02), "the dropped server is gone"
-        )
+        address = camera.address
+        wait_until(lambda: not discover(address, wait=0.02), "the dropped server is gone")  # noqa: B023
 
 
 def test_unregistering_while_the_listener_runs(connected: Any) -> None:
@@ -184,8 +183,9 @@ def test_unregistering_while_the_listener_runs(connected: Any) -> None:
     camera, _, features = connected
     node = camera.server.node_map.AcquisitionStop
     for from_inside in (False, True):
-        calls, inside, go_on = [], threading.Event(), threading.Event()
-        cookies = []
+        calls: list[object] = []
+        cookies: list[tarn.EventCookie] = []
+        inside, go_on = threading.Event(), threading.Event()
 
         def listen(
             node: Any,
@@ -212,7 +212,7 @@ def test_unregistering_while_the_listener_runs(connected: Any) -> None:
         asking.join()
         features.execute("AcquisitionStop")
         assert len(calls) == 1
-        wait_until(lambda alive=alive: gc.collect() is None or alive() is None, "the listener is let go")
+        wait_until(lambda: gc.collect() is None or alive() is None, "the listener is let go")  # noqa: B023
 
 
 def test_a_listener_may_do_anything(connected: Any) -> None:

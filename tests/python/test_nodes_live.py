@@ -1,5 +1,6 @@
 """Nodes of a started camera: clients read and write them, listeners hear of it."""
 
+import functools
 import gc
 from collections.abc import Callable
 from typing import Any
@@ -30,7 +31,7 @@ from tarn.gevserver import (
 @pytest.fixture
 def power(make_camera: MakeCamera) -> Any:
     """A camera with a feature over a register, started."""
-    camera = make_camera(start=False)
+    camera: Any = make_camera(start=False)
     node_map = camera.server.node_map
     feature, register = put(node_map, IntegerNode.create("Power"), Int32RegNode.create("PowerValue"))
     feature.value_config_as_node = register
@@ -247,7 +248,7 @@ def descriptions(node_map: NodeMap) -> Any:
         (register, "is_signed", False),
         (text, "cache_mode", 1),
     ]
-    calls = [lambda row=row: setattr(*row) for row in settings]
+    calls: list[Callable[[], object]] = [functools.partial(setattr, *row) for row in settings]
     calls += [
         lambda: integer.add(text, NodeList.Selected),
         lambda: node_map.Root.remove(integer, NodeList.Child),

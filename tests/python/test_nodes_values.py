@@ -255,9 +255,9 @@ def test_register_values(node_map: NodeMap) -> None:
     assert word.value == -1
     wide.value = -BIG - 1
     assert wide.value == -BIG - 1
-    for value in ("12345678", "", "größe"):
-        text.value = value
-        assert text.value == value
+    for words in ("12345678", "", "größe"):
+        text.value = words
+        assert text.value == words
     with pytest.raises(IndexError, match="does not fit"):
         text.value = "123456789"
     assert text.value == "größe"

@@ -3,6 +3,7 @@
 import pathlib
 import random
 from collections.abc import Callable, Iterator
+from typing import Any
 
 import pytest
 from hypothesis import given, settings
@@ -54,7 +55,7 @@ class Pair:
         self.client.close()
         self.server.stop()
 
-    def theirs(self, node: Node) -> object:
+    def theirs(self, node: Node) -> Any:
         return self.peer.get_node(node.name_only)
 
     def forget(self) -> None:
@@ -119,7 +120,7 @@ def new_value(node: Node, random: random.Random) -> object:
     return random.choice((*INTEGERS, near, near))
 
 
-def taken(side: object, value: object) -> bool:
+def taken(side: Any, value: object) -> bool:
     """Whether a value is accepted as the new one."""
     try:
         side.value = value

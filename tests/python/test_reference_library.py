@@ -1,5 +1,6 @@
 """Devices as the reference GenApi library and Aravis see them: the same as the Python side does."""
 
+import functools
 import importlib.util
 import json
 import pathlib
@@ -8,6 +9,7 @@ import signal
 import subprocess
 import sys
 from collections.abc import Callable, Iterator
+from typing import Any
 
 import pytest
 
@@ -26,7 +28,6 @@ from tarn.gevserver import (
     Int32RegNode,
     IntegerNode,
     IntSwissKnifeNode,
-    Node,
     NodeList,
     NodeMap,
     Server,
@@ -51,6 +52,7 @@ ILLEGAL_NAMES = (
 def build_example(tree: NodeMap) -> None:
     """Fill a tree as the example does."""
     spec = importlib.util.spec_from_file_location("lighting_controller", EXAMPLE)
+    assert spec and spec.loader
     example = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(example)
     example.build(tree)
@@ -90,7 +92,7 @@ class Written:
         for name in names:
             getattr(tree, name).register_event_written_updated(self._note)
 
-    def _note(self, node: Node) -> None:
+    def _note(self, node: Any) -> None:
         self.calls.append((node.name_only, node.value))
 
 
@@ -217,7 +219,7 @@ class Aravis:
         command = [sys.executable, str(FEATURES), address]
         self.process = subprocess.Popen(command, stdin=pipe, stdout=pipe, text=True)
 
-    def __call__(self, *request: object) -> object:
+    def __call__(self, *request: object) -> Any:
         self.process.stdin.write(json.dumps(request) + "\n")
         self.process.stdin.flush()
         answer = self.process.stdout.readline()
@@ -380,7 +382,7 @@ def test_faults_refused_at_once(device: Camera, tmp_path: pathlib.Path) -> None:
     chain[0].add(chain[1], NodeList.Selected)
     chain[1].add(chain[2], NodeList.Selected)
     third.is_available_config = first
-    for names, act in (
+    faults: tuple[tuple[str, Callable[[], object]], ...] = (
         ("First.*Second", lambda: setattr(first, "value_config_as_node", second)),
         ("First.*Third", lambda: setattr(first, "is_locked_config", third)),
         ("First.*First", lambda: setattr(first, "max_config_as_node", first)),
@@ -396,8 +398,9 @@ def test_faults_refused_at_once(device: Camera, tmp_path: pathlib.Path) -> None:
         ("Low.*reserved", lambda: tree.add_node(Int32RegNode.create("Low", address=0x938))),
         ("First", lambda: tree.add_node(IntegerNode.create("Std::First"))),
         ("Device", lambda: tree.add_node(IntegerNode.create("Device"))),
-        *((re.escape(name), lambda name=name: IntegerNode.create(name)) for name in ILLEGAL_NAMES),
-    ):
+        *((re.escape(name), functools.partial(IntegerNode.create, name)) for name in ILLEGAL_NAMES),
+    )
+    for names, act in faults:
         with pytest.raises((RuntimeError, ValueError, IndexError, KeyError), match=names):
             pytest.fail(f"not refused: {names}: {act()}")
     publish(tree, first, second, third, groups[0], register, offset, *chain)

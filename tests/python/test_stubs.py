@@ -113,7 +113,7 @@ def test_attributes_have_the_types_that_the_stubs_tell(make_camera: MakeCamera) 
     assert every == seen
 
 
-def fits(value: object, expected: object) -> bool:
+def fits(value: object, expected: Any) -> bool:
     """Whether a value is of a type as annotations write it; a bool is no int here."""
     parts = typing.get_args(expected)
     if isinstance(expected, types.UnionType) or typing.get_origin(expected) is typing.Union:
@@ -151,7 +151,7 @@ def test_package_and_examples_are_typed() -> None:
 @pytest.mark.parametrize("subject", TYPES, ids=lambda pair: pair[1].__name__)
 def test_help_on_a_type_is_plain_and_whole(subject: Any) -> None:
     _, its_type = subject
-    text = help_text(its_type)
+    text = help_text(its_type) or ""
     assert "@" not in text
     members = {name for name in dir(its_type) if not name.startswith("_")}
     assert {name for name in members if not re.search(rf"^{name}\b", text, re.MULTILINE)} == set()
@@ -172,7 +172,7 @@ def test_help_on_parts_objects_and_strangers(capsys: pytest.CaptureFixture[str],
         ("tarn.Size2D", "class tarn.Size2D\n", "Size2D(width: float=0.0, height: float=0.0)"),
         (gevserver, "Types of tarn.gevserver", "NodeMap"),
     ):
-        text = help_text(subject)
+        text = help_text(subject) or ""
         assert text.startswith(beginning), subject
         assert part in text, subject
     for stranger in ("IntegerNode.nothing", "Nothing", 5, os, os.path.join, list):

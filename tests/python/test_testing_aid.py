@@ -7,7 +7,6 @@ import subprocess
 import sys
 import threading
 from collections.abc import Iterator
-from typing import Any
 
 import numpy as np
 import pytest
@@ -103,7 +102,7 @@ def test_waiting_in_vain_tells_what_happened_instead() -> None:
                 wait()
 
 
-def test_what_cannot_be_sent_fails_the_test() -> Iterator[Any]:
+def test_what_cannot_be_sent_fails_the_test() -> None:
     large = np.zeros((49, 64), np.uint8)
     too_large = "an image of 3136 bytes; the camera sends at most 3072"
     with camera() as cam:
@@ -115,7 +114,7 @@ def test_what_cannot_be_sent_fails_the_test() -> Iterator[Any]:
         with pytest.raises(ValueError, match=too_large):
             cam.wait_frames_sent(1)
 
-    def broken() -> Iterator[Any]:
+    def broken() -> Iterator[np.ndarray]:
         raise OSError("no such video")
         yield
 

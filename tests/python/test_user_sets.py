@@ -5,6 +5,7 @@ import pathlib
 import subprocess
 import sys
 from collections.abc import Iterator
+from typing import Any
 
 import pytest
 
@@ -57,7 +58,7 @@ def change(camera: Camera, features: Features) -> None:
     features.write("Passing", 9)
 
 
-def values(camera: Camera) -> tuple[object, ...]:
+def values(camera: Camera) -> tuple[Any, ...]:
     map_ = camera.server.node_map
     names = ("Width", "OffsetX", "AcquisitionMode", "GevSCPD", "ExposureTime", "Owner")
     return tuple(getattr(map_, name).value for name in names)

@@ -14,7 +14,7 @@ class NodeOwner(Protocol):
     """A feature set, as far as its declarations need one."""
 
     @property
-    def nodes(self) -> Mapping[str, ValueNode]:
+    def nodes(self) -> Mapping[str, Any]:
         """The nodes that clients see, by the names of the attributes."""
 
 

@@ -74,8 +74,8 @@ class FeatureSet:
         return list(found.values())
 
     @property
-    def nodes(self) -> Mapping[str, ValueNode]:
-        """The nodes that clients see, by the names of the attributes."""
+    def nodes(self) -> Mapping[str, Any]:
+        """The nodes that clients see, by the names of the attributes: each of the type for its kind."""
         return MappingProxyType(self._nodes)
 
     def close(self) -> None:
