@@ -34,6 +34,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool whole = resend && resend->last_packet == ResendCommand::kToTheEnd;
     if (resend && !extended && !whole && resend->last_packet > 0x00FF'FFFF) std::abort();
   }
+  for (const bool scheduled : {false, true}) {
+    ByteReader in(bytes);
+    const auto action = ActionCommand::Decode(in, scheduled);
+    const std::size_t needed = scheduled ? 20 : 12;
+    if (action.has_value() != (size >= needed)) std::abort();
+    if (action && action->time.has_value() != scheduled) std::abort();
+  }
   ByteReader force_bytes(bytes);
   const auto force = ForceIpCommand::Decode(force_bytes);
   if (force.has_value() != (size >= 56) || (force && force->mac >> 48 != 0)) std::abort();

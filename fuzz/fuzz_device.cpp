@@ -1,0 +1,277 @@
+// A conversation with a whole device while it streams: commands go to it as if they had been heard, images
+// are sent between them, and what leaves its sockets is caught and read. Each piece is
+// | pause, what, broadcast, which client | length | bytes |, where `what` is one of Step.
+//
+// The device stays the same for all inputs, as a real one does for its clients: each run takes control away
+// and puts the registers back. What it keeps across clients on purpose, say user sets, it keeps across
+// inputs.
+
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "base/engine_error.h"
+#include "device/device.h"
+#include "engine/nodes/node_values.h"
+#include "fuzz/fuzzed_tree.h"
+#include "net/owned_fd.h"
+#include "wire/bootstrap.h"
+
+namespace {
+
+using namespace Tarn;
+
+constexpr std::uint32_t kAddress = 0x7F00'0001;
+constexpr Endpoint kClients[] = {{0x7F00'0002, 50000}, {0x7F00'0003, 50000}};
+/// Where the seeds have stream and events sent to.
+constexpr std::uint16_t kStreamSink = 50001;
+constexpr std::uint16_t kEventSink = 50002;
+
+constexpr std::size_t kWidth = 64;
+constexpr std::size_t kHeight = 48;
+constexpr std::size_t kResendDepth = 2;
+/// One image more than the store keeps is on its way. A further one could have to wait for it, and how long
+/// that takes is the client's choice.
+constexpr int kMostInFlight = kResendDepth + 1;
+
+enum class Step : unsigned { Command, Image, Acknowledge, Store };
+
+/// Lets a namespace of its own keep what a fuzzed client asks for away from the rest of the host.
+void LeaveTheNetwork() {
+  if (unshare(CLONE_NEWNET) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) {
+    std::perror("a network namespace for fuzzing");
+    std::exit(1);
+  }
+  const OwnedFd socket(::socket(AF_INET, SOCK_DGRAM, 0));
+  ifreq request{};
+  std::strcpy(request.ifr_name, "lo");
+  request.ifr_flags = IFF_UP | IFF_RUNNING;
+  Require(ioctl(socket.Get(), SIOCSIFFLAGS, &request) == 0);
+}
+
+/// A client's end of a channel.
+class Sink {
+ public:
+  explicit Sink(Endpoint at) : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
+    const sockaddr_in address = At(at);
+    Require(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
+  }
+
+  void Send(ByteView bytes, Endpoint to) {
+    const sockaddr_in address = At(to);
+    sendto(socket_.Get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+           sizeof address);
+  }
+
+  /// Calls `use(datagram)` for all that have come.
+  template <class Use>
+  void Drain(Use&& use) {
+    std::array<std::uint8_t, 65536> buffer;
+    for (;;) {
+      const ssize_t size = recv(socket_.Get(), buffer.data(), buffer.size(), 0);
+      if (size < 0) return;
+      use(ByteView(buffer).first(static_cast<std::size_t>(size)));
+    }
+  }
+
+ private:
+  static sockaddr_in At(Endpoint endpoint) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(endpoint.address);
+    address.sin_port = htons(endpoint.port);
+    return address;
+  }
+
+  OwnedFd socket_;
+};
+
+void CheckStreamPacket(ByteView packet) {
+  constexpr std::size_t kLargest = 16000 - 20 - 8;
+  Require(packet.size() <= kLargest);
+  ByteReader in(packet);
+  // A test packet is zeros, of which a header can be read as well.
+  Require(StreamHeader::Decode(in).has_value());
+}
+
+CommandHeader CheckEvent(ByteView command) {
+  ByteReader in(command);
+  const auto header = CommandHeader::Decode(in);
+  Require(header && (header->command == Command::Event || header->command == Command::EventData));
+  Require(header->length == in.Rest().size() && command.size() <= kMaxControlDatagram);
+  return *header;
+}
+
+/// The device, its program, and the two clients' sockets.
+class Bench {
+ public:
+  Bench() {
+    {
+      const MutexLock lock(TreeLock());
+      number_ = AddUsersNodes(device_->Tree());
+      for (const NodePtr& node : {number_, device_->Tree().Find("ActionCount1")}) {
+        node->listeners.push_back(
+            std::make_shared<const NodeListener>(NodeListener{NodeEvent::Write, Listen, this, 1}));
+      }
+    }
+    device_->SetResendDepth(kResendDepth);
+    device_->Start(kAddress);
+    const MutexLock lock(TreeLock());
+    beginning_.emplace(device_->Tree());
+  }
+
+  /// As after the last client left.
+  void Reset() {
+    now_ = std::max(now_, Now());
+    if (const Endpoint holder = device_->Remote(); holder != Endpoint{}) Leave(holder);
+    Require(device_->Remote() == Endpoint{} && !device_->AcquisitionActive());
+    const MutexLock lock(TreeLock());
+    beginning_->Restore();
+  }
+
+  void Pass(std::chrono::milliseconds time) {
+    now_ += time;
+    if (device_->Tick(now_, {})) device_->Call();
+  }
+
+  void Take(Step step, Endpoint client, bool broadcast, ByteView bytes) {
+    switch (step) {
+      case Step::Command:
+        Say(client, broadcast, bytes);
+        break;
+      case Step::Image:
+        SendImage(bytes);
+        break;
+      case Step::Acknowledge:
+        Acknowledge(bytes);
+        break;
+      case Step::Store:
+        Store(bytes);
+        break;
+    }
+    stream_sink_.Drain(CheckStreamPacket);
+    event_sink_.Drain([this](ByteView command) { last_event_ = CheckEvent(command); });
+  }
+
+ private:
+  /// A listener may do anything, also to the node that was written.
+  static void Listen(void* context) {
+    auto& bench = *static_cast<Bench*>(context);
+    const MutexLock lock(TreeLock());
+    WriteInteger(*bench.number_, ReadInteger(*bench.number_));
+  }
+
+  static void Release(void* context) { --static_cast<Bench*>(context)->in_flight_; }
+
+  void Say(Endpoint client, bool broadcast, ByteView datagram) {
+    const ControlRequest request{datagram, client, broadcast, now_};
+    const Endpoint holder = device_->Remote();
+    const std::vector<std::uint8_t> before = Controlled();
+    if (device_->Arrived(request).turn == Reception::Turn::Never) return;
+    std::array<std::uint8_t, kMaxControlDatagram> answer;
+    const std::size_t size = device_->Execute(request, answer);
+    CheckAnswer(datagram, ByteView(answer).first(size));
+    device_->Answered();
+    // Without control one may wish for control, and fire actions.
+    if (client != holder && device_->Remote() == holder) Require(Controlled() == before);
+  }
+
+  void Leave(Endpoint client) {
+    std::array<std::uint8_t, 16> datagram{};
+    ByteWriter out(datagram);
+    CommandHeader{CommandFlag::kAckRequired, Command::WriteReg, 8, ++last_id_}.Encode(out);
+    out.Put(Bootstrap::kControlPrivilege);
+    Say(client, false, datagram);
+  }
+
+  /// An image of the size that the client chose, or of the one that the bytes say.
+  void SendImage(ByteView bytes) {
+    if (in_flight_ >= kMostInFlight) return;
+    ImageMemory image{kWidth, kHeight, 1, {&plane_, 1}};
+    if (bytes.size() >= 2) {
+      image.width = std::min<std::size_t>(bytes[0], kWidth);
+      image.height = std::min<std::size_t>(bytes[1], kHeight);
+    }
+    ++in_flight_;
+    try {
+      device_->Send(image, BlockOwner(Release, this));
+    } catch (const EngineError&) {
+      --in_flight_;  // refused: the owner is not told
+    }
+  }
+
+  /// Answers the last event as it should be, or with the bytes.
+  void Acknowledge(ByteView bytes) {
+    std::array<std::uint8_t, AckHeader::kSize> proper;
+    ByteWriter out(proper);
+    AckHeader ack;
+    ack.acknowledge = static_cast<std::uint16_t>(static_cast<std::uint16_t>(last_event_.command) + 1);
+    ack.ack_id = last_event_.request_id;
+    ack.Encode(out);
+    std::uint32_t port = 0;
+    {
+      const MutexLock lock(TreeLock());
+      port = device_->Tree().Memory().Load32(Bootstrap::kMessageSourcePort);
+    }
+    event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, static_cast<std::uint16_t>(port)});
+  }
+
+  /// The program's own store, of which the client may want to be told.
+  void Store(ByteView bytes) {
+    ByteReader in(bytes);
+    {
+      const MutexLock lock(TreeLock());
+      WriteInteger(*number_, in.Take<std::uint8_t>());
+    }
+    device_->Settle();
+  }
+
+  std::vector<std::uint8_t> Controlled() {
+    const MutexLock lock(TreeLock());
+    return TreeContent::Controlled(device_->Tree());
+  }
+
+  const std::shared_ptr<Device> device_ =
+      Device::Create(SensorFormat{0x0108'0001, "Mono8", kWidth, kHeight, true});
+  NodePtr number_;
+  std::optional<TreeContent> beginning_;
+  Sink stream_sink_{{kClients[0].address, kStreamSink}};
+  Sink event_sink_{{kClients[0].address, kEventSink}};
+  std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(kWidth * kHeight);
+  PlaneMemory plane_{pixels_.data(), 1, kWidth};
+  std::atomic<int> in_flight_ = 0;  // accepted images whose owner was not told
+  CommandHeader last_event_;
+  std::uint16_t last_id_ = 0;
+  Instant now_{};
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  LeaveTheNetwork();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // Never destroyed: the device's threads run until the process ends.
+  static Bench& bench = *new Bench();
+  bench.Reset();
+  ByteReader in(ByteView(data, size));
+  while (in.Rest().size() >= 3) {
+    const unsigned how = in.Take<std::uint8_t>();
+    const std::size_t length = std::min<std::size_t>(in.Take<std::uint16_t>(), in.Rest().size());
+    bench.Pass(std::chrono::milliseconds((how >> 4) * 100));
+    bench.Take(static_cast<Step>(how >> 2 & 3), kClients[how & 1], (how & 2) != 0, in.TakeBytes(length));
+  }
+  return 0;
+}
