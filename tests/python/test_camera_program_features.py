@@ -7,6 +7,7 @@ import pytest
 
 from aravis_tools import tool
 from camera_program import Viewer, running, viewing
+from gvcp_client import SCP
 from namespaces import two_hosts
 from tarn.camera.clock import MARKS
 
@@ -142,6 +143,15 @@ def test_says_why_no_frames_flow() -> None:
             viewer.features.write("TriggerMode", 0)
             program.wait_log("streaming to 127.0.0.1")
         program.wait_log("no frames: no client")
+
+
+def test_says_that_nobody_listens_where_the_stream_goes():
+    with running("--fps", "50") as program, viewing(program.address) as viewer:
+        port = viewer.receiver.port + 1 if viewer.receiver.port < 65535 else 1025
+        viewer.open_stream()
+        viewer.client.write_register(SCP, port)
+        viewer.features.execute("AcquisitionStart")
+        program.wait_log(f"no frames: nobody listens at 127.0.0.1 port {port}")
 
 
 def test_says_that_packets_are_too_large_for_the_path() -> None:

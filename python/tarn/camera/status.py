@@ -1,12 +1,15 @@
 """Why frames flow or do not, in words."""
 
+import collections
 import dataclasses
 import socket
 import time
+from typing import NamedTuple
 
 from tarn.camera.camera import Camera
 from tarn.gevserver import State
 
+_HAS_CLIENT = (State.Connected, State.AcquisitionEnabled)
 _IP_MTU = 14  # socket option that tells the largest datagram of the path. Source: ip(7)
 
 
@@ -16,10 +19,11 @@ class Status:
 
     reason: str | None  # why no frames flow; None when they do
     client: str  # address of the client in control, or ""
-    rate: float  # frames per second since the last look
-    throughput: float  # image bits per second since the last look
-    sent: int
-    dropped: int  # on purpose
+    rate: float  # frames per second
+    throughput: float  # image bits per second
+    sent: int  # frames
+    resent: int  # packets that a client asked for again
+    dropped: int  # frames, on purpose
 
     @property
     def summary(self) -> str:
@@ -35,9 +39,20 @@ class Status:
         if not self.reason:
             parts += [f"{self.rate:.1f} frames/s", f"{self.throughput / 1e9:.3f} Gbit/s"]
         parts.append(f"{self.sent} sent")
+        if self.resent:
+            parts.append(f"{self.resent} packets resent")
         if self.dropped:
             parts.append(f"{self.dropped} dropped on purpose")
         return "  ".join(parts)
+
+
+class _Look(NamedTuple):
+    """The counters at one moment."""
+
+    when: float
+    frames: int
+    bytes: int
+    unreachable: int
 
 
 class Watcher:
@@ -51,32 +66,36 @@ class Watcher:
 
     def __init__(self, camera: Camera) -> None:
         self._camera = camera
-        self._then = time.monotonic()
-        self._sent = 0
-        self._bytes = 0
+        # Rates are those since the oldest of these, so that slow cameras have steady ones.
+        self._looks = collections.deque([self._count()], maxlen=5)
 
     def look(self) -> Status:
-        """What there is to say since the last look."""
-        camera, now = self._camera, time.monotonic()
-        elapsed = max(now - self._then, 1e-3)
-        sent, bytes_ = camera.counters.sent, camera.counters.bytes
-        frames, amount = sent - self._sent, bytes_ - self._bytes
-        self._then, self._sent, self._bytes = now, sent, bytes_
-        client = camera.server.remote_endpoint.address if camera.server.state >= State.Connected else ""
+        """What there is to say now."""
+        camera = self._camera
+        now, before, first = self._count(), self._looks[-1], self._looks[0]
+        self._looks.append(now)
+        elapsed = max(now.when - first.when, 1e-3)
+        has_client = camera.server.state in _HAS_CLIENT
         return Status(
-            _reason(camera, frames),
-            client,
-            frames / elapsed,
-            amount * 8 / elapsed,
-            sent,
-            camera.controls.dropped,
+            reason=_reason(camera, now.frames - before.frames, now.unreachable > before.unreachable),
+            client=camera.server.remote_endpoint.address if has_client else "",
+            rate=(now.frames - first.frames) / elapsed,
+            throughput=(now.bytes - first.bytes) * 8 / elapsed,
+            sent=now.frames,
+            resent=camera.server.node_map.DeviceStreamResentPackets.value,
+            dropped=camera.controls.dropped,
         )
 
+    def _count(self) -> _Look:
+        counters = self._camera.counters
+        unreachable = self._camera.server.node_map.DeviceStreamUnreachable.value
+        return _Look(time.monotonic(), counters.sent, counters.bytes, unreachable)
 
-def _reason(camera: Camera, frames: int) -> str | None:
-    """Why no frames flow, given how many were handed over since the last look."""
+
+def _reason(camera: Camera, frames: int, unreachable: bool) -> str | None:
+    """Why no frames flow; `frames` were handed over and the network objected or not since the last look."""
     state = camera.server.state
-    if state not in (State.Connected, State.AcquisitionEnabled):
+    if state not in _HAS_CLIENT:
         return "no client"
     if state != State.AcquisitionEnabled:
         return "acquisition stopped"
@@ -89,6 +108,8 @@ def _reason(camera: Camera, frames: int) -> str | None:
         size = tree.GevSCPSPacketSize.value
         if largest is not None and size > largest:
             return f"packets too large for the path: {size} bytes, {largest} pass"
+    if unreachable:
+        return f"nobody listens at {_text(destination[0])} port {destination[1]}"
     if frames == 0 and camera.shutter.is_waiting_for_trigger:
         return "waiting for trigger"
     if frames == 0 and camera.controls.drop == 100:
@@ -101,7 +122,11 @@ def _path_mtu(source: str, address: int, port: int) -> int | None:
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
         try:
             sock.bind((source, 0))
-            sock.connect((socket.inet_ntoa(address.to_bytes(4, "big")), port))
+            sock.connect((_text(address), port))
             return sock.getsockopt(socket.IPPROTO_IP, _IP_MTU)
         except OSError:
             return None  # no way there: a multicast group without a route, for instance
+
+
+def _text(address: int) -> str:
+    return socket.inet_ntoa(address.to_bytes(4, "big"))
