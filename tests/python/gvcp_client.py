@@ -205,7 +205,8 @@ class ControlClient:
 
     @property
     def local(self) -> tuple[str, int]:
-        return self._socket.getsockname()
+        host, port = self._socket.getsockname()
+        return host, port
 
     def close(self) -> None:
         """Vanish without a word: no more heartbeat, no release of control."""
@@ -277,7 +278,7 @@ class ControlClient:
         """Write in order; return the number written."""
         words = itertools.chain.from_iterable(pairs)
         data = self._checked(WRITEREG, struct.pack(f">{2 * len(pairs)}I", *words))
-        return struct.unpack(">HH", data)[1]
+        return int(struct.unpack(">HH", data)[1])
 
     def write_register(self, address: int, value: int) -> None:
         assert self.write_registers((address, value)) == 1
@@ -296,7 +297,7 @@ class ControlClient:
 
     def write_memory(self, address: int, data: bytes) -> int:
         """Write in one command; return the number of bytes written."""
-        return struct.unpack(">HH", self._checked(WRITEMEM, struct.pack(">I", address) + data))[1]
+        return int(struct.unpack(">HH", self._checked(WRITEMEM, struct.pack(">I", address) + data))[1])
 
     # The life of a connection.
 
@@ -406,7 +407,8 @@ class EventReceiver:
 
     @property
     def endpoint(self) -> tuple[str, int]:
-        return self._socket.getsockname()
+        host, port = self._socket.getsockname()
+        return host, port
 
     def receive(self, timeout: float = 5.0) -> Event | None:
         """The next event, None when none comes in time."""

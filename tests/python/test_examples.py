@@ -2,8 +2,10 @@
 
 import contextlib
 import ipaddress
+import pathlib
 import signal
 from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
@@ -45,12 +47,12 @@ def streaming(address: str, **settings: int) -> Iterator[tuple[Features, StreamR
         features.execute("AcquisitionStop")
 
 
-def test_every_example_is_short():
+def test_every_example_is_short() -> None:
     for example in EXAMPLES.glob("*.py"):
         assert len(example.read_text().splitlines()) < 60, example.name
 
 
-def test_several_cameras_have_names_and_pictures_of_their_own():
+def test_several_cameras_have_names_and_pictures_of_their_own() -> None:
     with running("several_cameras.py", "--count", "2") as first:
         second = str(ipaddress.IPv4Address(first) + 1)
         for number, address in enumerate((first, second)):
@@ -62,7 +64,7 @@ def test_several_cameras_have_names_and_pictures_of_their_own():
             assert one[0] + 1 & 255 == other[0]
 
 
-def test_variable_size_sends_the_part_that_was_chosen():
+def test_variable_size_sends_the_part_that_was_chosen() -> None:
     chosen = {"Width": 100, "Height": 50, "OffsetX": 20, "OffsetY": 30}
     with running("variable_size.py") as address, streaming(address, **chosen) as (_, receiver):
         frame, *_ = receiver.wait_frames(1)
@@ -73,7 +75,7 @@ def test_variable_size_sends_the_part_that_was_chosen():
         assert np.array_equal(picture - picture[0, 0], ramp)
 
 
-def test_resend_callbacks_never_send_a_buffer_that_changes():
+def test_resend_callbacks_never_send_a_buffer_that_changes() -> None:
     with running("resend_callbacks.py") as address, streaming(address) as (_, receiver):
         ramp = np.add.outer(np.arange(480), np.arange(640)).astype(np.uint8)
         for frame in receiver.wait_frames(20):  # more than there are buffers
@@ -81,7 +83,7 @@ def test_resend_callbacks_never_send_a_buffer_that_changes():
             assert np.array_equal(picture - picture[0, 0], ramp)
 
 
-def test_trigger_takes_one_picture_for_each_execution():
+def test_trigger_takes_one_picture_for_each_execution() -> None:
     with running("trigger.py") as address, streaming(address, TriggerMode=1) as (features, receiver):
         shown = []
         for number in range(1, 4):
@@ -93,14 +95,14 @@ def test_trigger_takes_one_picture_for_each_execution():
 
 
 @pytest.mark.parametrize(("fault", "unusual"), [(0, 0), (2, 5)])
-def test_fault_injection_spoils_every_second_picture(fault, unusual):
+def test_fault_injection_spoils_every_second_picture(fault: Any, unusual: Any) -> None:
     settings = {"Fault": fault, "Every": 2}
     with running("fault_injection.py") as address, streaming(address, **settings) as (_, receiver):
         frames = receiver.wait_frames(10)[:10]
     assert sum(frame.image == bytes(320 * 240) for frame in frames) == unusual
 
 
-def test_video_camera_shows_the_video(tmp_path):
+def test_video_camera_shows_the_video(tmp_path: pathlib.Path) -> None:
     av = pytest.importorskip("av")
     path = tmp_path / "grey.mkv"
     with av.open(str(path), "w") as container:

@@ -29,7 +29,7 @@ def grab(address: str, count: int) -> list[np.ndarray]:
     ]
 
 
-def test_first_example_is_the_one_in_the_readme_and_works():
+def test_first_example_is_the_one_in_the_readme_and_works() -> None:
     text = (ROOT / "examples/hello_camera.py").read_text()
     code = text.partition('"""\n\n')[2]
     assert code.strip() in (ROOT / "README.md").read_text()
@@ -47,7 +47,7 @@ def test_first_example_is_the_one_in_the_readme_and_works():
     assert not discover(address, wait=0.1)
 
 
-def test_run_command_serves_independent_clients():
+def test_run_command_serves_independent_clients() -> None:
     """`./run` as typed; built before, so that this takes seconds."""
     if not (ROOT / "build/perf/build.ninja").exists():
         pytest.skip("no release build yet: ./run --frames 1 makes one")
