@@ -57,6 +57,7 @@ void Device::Start(std::uint32_t address) {
   CheckStopped("a server can be started");
   const NetworkIdentity network = IdentifyNetwork(address);
   heartbeat_timeouts_ = 0;
+  refused_commands_ = 0;
   Publish(network);
   try {
     auto server = std::make_unique<ControlServer>(address, kControlPort);

@@ -115,6 +115,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void Publish(const NetworkIdentity& network);
   void OpenStream(const NetworkIdentity& network);
   void SetLimit(const char* feature, std::int64_t max);
+  void CountAnswer(ByteView answer);
   /// Stores what was counted into its registers.
   void ShowCounters();
   void FollowStores();
@@ -171,6 +172,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   std::uint32_t xml_version_[3] = {1, 0, 0};
   std::int64_t frames_left_ = 0;          ///< of a limited acquisition; negative: no limit
   std::uint64_t heartbeat_timeouts_ = 0;  ///< since the start
+  std::uint64_t refused_commands_ = 0;    ///< since the start
   bool stopping_ = false;                 ///< the threads of the last run have not ended yet
   bool controlled_ = false;               ///< what listeners were told last
   bool test_packet_wanted_ = false;

@@ -102,6 +102,7 @@ std::size_t Device::Execute(const ControlRequest& request, MutableByteView answe
   if (!server_) return 0;  // stopped in the meantime
   Actions actions(*this, lock, request.source);
   const std::size_t size = channel_.Handle(request, actions, answer);
+  CountAnswer(answer.first(size));
   FollowStores();
   lock.unlock();
   actions_.Drain();

@@ -2,6 +2,7 @@
 
 #include "device/device.h"
 #include "engine/registers/own_registers.h"
+#include "wire/gvcp.h"
 
 namespace Tarn {
 namespace {
@@ -13,9 +14,17 @@ void Store64(SparseMemory& memory, std::uint32_t address, std::uint64_t value) {
 
 }  // namespace
 
+/// \param answer  as it goes to the client; empty for silence
+void Device::CountAnswer(ByteView answer) {
+  ByteReader in(answer);
+  const std::optional<AckHeader> header = AckHeader::Decode(in);
+  if (header && header->status == WireStatus::AccessDenied) ++refused_commands_;
+}
+
 void Device::ShowCounters() {
   SparseMemory& memory = tree_.Memory();
   Store64(memory, OwnRegisters::kHeartbeatTimeouts, heartbeat_timeouts_);
+  Store64(memory, OwnRegisters::kRefusedCommands, refused_commands_);
   if (messages_) {
     const EventCounters events = messages_->Counters();
     Store64(memory, OwnRegisters::kEventsSent, events.sent);

@@ -44,6 +44,8 @@ void AddCounters(FeatureBuilder& add, bool has_stream) {
   add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
   AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
                    "Clients that lost control because they fell silent"});
+  AddCounter(add, {"DeviceRefusedCommands", OwnRegisters::kRefusedCommands, "",
+                   "Commands refused because another client is in control"});
   for (const Counter& counter : kEventCounters) AddCounter(add, counter);
   if (!has_stream) return;
   for (const Counter& counter : kStreamCounters) AddCounter(add, counter);

@@ -39,7 +39,8 @@ inline constexpr std::uint32_t kEventsSent = kCounters + 0x40;
 inline constexpr std::uint32_t kEventsRepeated = kCounters + 0x48;
 inline constexpr std::uint32_t kEventsLost = kCounters + 0x50;
 inline constexpr std::uint32_t kEventsDropped = kCounters + 0x58;
-inline constexpr std::uint32_t kCountersEnd = kCounters + 0x60;
+inline constexpr std::uint32_t kRefusedCommands = kCounters + 0x60;
+inline constexpr std::uint32_t kCountersEnd = kCounters + 0x68;
 
 inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
 inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;
