@@ -19,6 +19,11 @@ from gvcp_client import ControlClient
 from gvsp_receiver import Frame, StreamReceiver
 
 
+def environment(**more: str) -> dict[str, str]:
+    """Of a process that finds the package."""
+    return os.environ | {"PYTHONPATH": str(PACKAGE.parent)} | more
+
+
 def camera_command(*options: str) -> list[str]:
     """What starts the program."""
     return [sys.executable, "-m", "tarn.gevserver", *options]
@@ -51,8 +56,7 @@ def running(*options: str, prefix: tuple[str, ...] = (), address: str | None = N
     address = address or free_address()
     command = [*prefix, *camera_command("--address", address, *options)]
     pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
-    environment = os.environ | {"PYTHONPATH": str(PACKAGE.parent)}
-    with subprocess.Popen(command, env=environment, **pipes) as process:
+    with subprocess.Popen(command, env=environment(), **pipes) as process:
         lines: queue.Queue = queue.Queue()
         reader = threading.Thread(target=lambda: [lines.put(line.rstrip()) for line in process.stderr])
         reader.start()

@@ -1,7 +1,6 @@
 """The camera program as people start it: its options, its messages, its end."""
 
 import itertools
-import os
 import pathlib
 import signal
 import subprocess
@@ -12,16 +11,11 @@ import numpy as np
 import pytest
 from PIL import Image
 
-from camera_program import camera_command, running, viewing
-from conftest import PACKAGE, free_address
+from camera_program import camera_command, environment, running, viewing
+from conftest import free_address
 from gvcp_client import discover
 from tarn.camera.pixels import FORMATS, encode
 from tarn.camera.settings import Settings
-
-
-def environment(**more: str) -> dict[str, str]:
-    """Of a process that finds the package."""
-    return os.environ | {"PYTHONPATH": str(PACKAGE.parent)} | more
 
 
 def outcome(*options: str) -> tuple[int, str, str]:
