@@ -256,4 +256,5 @@ def test_two_clients_fight_for_control(make_camera: MakeCamera) -> None:
         fighter.join()
     assert not faults
     assert min(won) > 0 and min(refused) > 0, (won, refused)
+    assert counted(camera, "DeviceRefusedCommands") >= sum(refused)
     serve_next_client(camera)
