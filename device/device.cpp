@@ -94,6 +94,8 @@ void Device::Publish(const NetworkIdentity& network) {
   SetLimit("DeviceStreamChannelPacketSize", UsablePacketSize(network.max_packet_size, profile));
   DefineUserEvents(tree_);
   InvalidateByUserSets(tree_);
+  chunks_.Collect(tree_);
+  UpdatePayloadSize();
   CheckPublishable(tree_);
   const DescriptionIdentity identity{TextOf(tree_, "DeviceVendorName"), TextOf(tree_, "DeviceModelName"),
                                      xml_version_[0], xml_version_[1], xml_version_[2]};

@@ -21,6 +21,7 @@
 #include "device/stream_channel.h"
 #include "device/tree_lock.h"
 #include "engine/control/control_channel.h"
+#include "engine/features/chunk_set.h"
 #include "engine/features/standard_features.h"
 #include "engine/features/user_events.h"
 #include "engine/features/user_sets.h"
@@ -134,7 +135,11 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void FollowEventStore(const FeatureTree::WatchedStore& store);
   /// Tells the client, if it wants to know. \param data  what goes with the event
   void TellEvent(std::uint16_t number, std::vector<std::uint8_t> data = {});
+  std::uint32_t ImagePayloadSize() const;
   void UpdatePayloadSize();
+  /// What goes out with an image that is sent now: leader and chunks. \param sample_bytes  the image's own
+  /// size
+  void DescribeBlock(ImageBlock& block, std::size_t sample_bytes);
   void LoadUserSet();
   void SaveUserSet();
   void StartAcquisition();
@@ -159,6 +164,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   FeatureTree tree_;
   RegisterFile registers_{tree_};
   ControlChannel channel_{tree_, registers_, std::random_device()()};
+  ChunkSet chunks_;
   UserSets user_sets_{tree_, registers_};
   std::vector<PlacedRegister> loaded_;  ///< by a command whose listeners have not heard of it yet
   std::deque<std::uint32_t> fired_;     ///< registers of signals whose listeners have not heard yet
@@ -176,7 +182,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   bool stopping_ = false;                 ///< the threads of the last run have not ended yet
   bool controlled_ = false;               ///< what listeners were told last
   bool test_packet_wanted_ = false;
-  bool payload_size_given_ = false;  ///< by the program; it is not computed any more
+  std::optional<std::uint32_t> given_payload_size_;  ///< by the program, without chunks; else it is computed
 };
 
 }  // namespace Tarn

@@ -227,10 +227,11 @@ void Device::FollowStore(std::uint64_t address) {
       return PostStreamConfig();
     case OwnRegisters::kWidth:
     case OwnRegisters::kHeight:
+    case OwnRegisters::kChunkModeActive:
       return UpdatePayloadSize();
     case OwnRegisters::kPayloadSize:
-      payload_size_given_ = true;
-      return;
+      given_payload_size_ = memory.Load32(OwnRegisters::kPayloadSize);
+      return UpdatePayloadSize();
     case OwnRegisters::kAcquisitionStart:
       if (taken(OwnRegisters::kAcquisitionStart)) StartAcquisition();
       return;
@@ -244,6 +245,7 @@ void Device::FollowStore(std::uint64_t address) {
       if (taken(OwnRegisters::kUserSetSave)) SaveUserSet();
       return;
     default:
+      if (OwnRegisters::IsChunkEnable(address)) UpdatePayloadSize();
       if (IsNotificationRegister(address)) FollowNotification();
       return;
   }

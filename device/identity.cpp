@@ -110,6 +110,8 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
   memory.Store32(Bootstrap::kPendingTimeout, kPendingTimeout);
   memory.Store32(Bootstrap::kLinkCapability, LinkBits::SingleLink::kMask);
   if (!has_stream) return;
+  // Chunks always come in the types that tell of the image too, so the configuration says so from the start.
+  memory.Store32(Bootstrap::kStreamChannelConfiguration, StreamChannelBits::ExtendedChunks::kMask);
   memory.Store32(OwnRegisters::kThroughputLimitMode, 1);
   Store64(memory, OwnRegisters::kThroughputLimit, kUsualThroughput);
 }
@@ -139,8 +141,13 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
       ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
   if (resend) capability |= ControlCapability::PacketResend::kMask;
+  if (has_stream) capability |= ControlCapability::TestData::kMask;
   memory.Store32(Bootstrap::kControlCapability, capability);
   if (!has_stream) return;
+  // No unconditional streaming: a stream that nobody controls would go on to an address that may be gone.
+  memory.Store32(Bootstrap::kStreamChannelCapability,
+                 StreamChannelBits::ExtendedChunks::kMask |
+                     (resend ? StreamChannelBits::ResendDestination::kMask : 0));
   memory.Store32(Bootstrap::kStreamPacketSize, std::min(kUsualPacket, network.max_packet_size / 4 * 4));
   // A limit that the program chose stays.
   if (network.link_speed != 0 && memory.Load32(OwnRegisters::kThroughputLimit + 4) == kUsualThroughput) {

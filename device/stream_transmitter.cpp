@@ -1,6 +1,7 @@
 #include "device/stream_transmitter.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace Tarn {
@@ -24,9 +25,8 @@ StreamTransmitter::StreamTransmitter(const StreamOptions& options)
       store_(options.resend_depth) {}
 
 StreamCounters StreamTransmitter::Counters() const noexcept {
-  return {frames_.load(),         packets_.load(),      bytes_.load(),
-          resent_packets_.load(), failed_sends_.load(), dropped_blocks_.load(),
-          unreachable_.load()};
+  return {frames_.load(),       packets_.load(),        bytes_.load(),      resent_packets_.load(),
+          failed_sends_.load(), dropped_blocks_.load(), unreachable_.load()};
 }
 
 bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig& config) noexcept {
@@ -37,7 +37,7 @@ bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig
 
 void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
   const PacketForm form{config.packet_size, config.extended_ids};
-  if (form != form_) DropKept(gone);
+  if (form != form_) ForgetKept(gone);
   if (config.HasDestination() && config.destination != config_.destination) {
     explicit_peer_.reset();
     if (!socket_.SetPeer(config.destination)) explicit_peer_ = config.destination;
@@ -53,27 +53,41 @@ void StreamTransmitter::Begin(ImageBlock&& block, std::uint64_t block_id, Blocks
   if (!config_.HasDestination() || !CanSend(block.payload, config_)) {
     gone.push_back(std::move(block));
     Add(dropped_blocks_, 1);
+    after_drop_ = true;
     return;
   }
+  block.tail.StampBlockId(block_id);
   current_.emplace(std::move(block), block_id, form_);
+  if (std::exchange(after_drop_, false)) current_->flags = StreamHeader::kAfterDropFlag;
   next_packet_ = 0;
   start_told_ = false;
 }
 
 void StreamTransmitter::Serve(const ResendRequest& request) {
-  CutBlock* const block = FindSent(request.block_id);
-  if (!block) {
-    Refuse(request,
-           store_.RefusalFor(request.block_id, newest_block_, form_.extended, config_.extended_status));
+  // Ids of the other width name no block of this stream.
+  if (request.extended != form_.extended || request.first > request.last) return;
+  const CutBlock* const block = FindSent(request.block_id);
+  if (const std::uint16_t refusal = RefusalFor(request, block); refusal != StreamStatus::kSuccess) {
+    // Without the newer codes a refusal means for good, and makes clients give the block up.
+    const bool comes_anyhow = block && refusal == StreamStatus::kNotYetAvailable;
+    if (config_.extended_status || !comes_anyhow) {
+      Refuse(request, config_.extended_status ? refusal : StreamStatus::kUnavailable);
+    }
     return;
   }
-  if (request.first > block->packets.TrailerId()) {
-    Refuse(request, config_.extended_status ? StreamStatus::kGone : StreamStatus::kUnavailable);
-    return;
-  }
-  const std::uint64_t end = std::min<std::uint64_t>(std::uint64_t{request.last} + 1, block->packets.Count());
-  serving_ =
-      Resend{request.block_id, request.first, static_cast<std::uint32_t>(end), ResendDestination(request)};
+  const std::uint32_t trailer = block->packets.TrailerId();
+  // The largest id is not beyond the block: it asks for all the rest.
+  const bool beyond = request.last > trailer && request.last != std::numeric_limits<std::uint32_t>::max();
+  serving_ = Resend{request.block_id, request.first, std::min(request.last, trailer) + 1,
+                    beyond ? StreamHeader::kBeyondBlockFlag : std::uint16_t{0}, ResendDestination(request)};
+}
+
+/// Success when at least the first packet asked for can be sent again. \param block  null when not kept
+std::uint16_t StreamTransmitter::RefusalFor(const ResendRequest& request,
+                                            const CutBlock* block) const noexcept {
+  if (!block) return store_.RefusalFor(request.block_id, newest_block_, form_.extended);
+  if (request.first > block->packets.TrailerId() || block->resend_budget == 0) return StreamStatus::kGone;
+  return request.first < SentCount(*block) ? StreamStatus::kSuccess : StreamStatus::kNotYetAvailable;
 }
 
 std::optional<Endpoint> StreamTransmitter::ResendDestination(const ResendRequest& request) const noexcept {
@@ -124,7 +138,7 @@ void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
 void StreamTransmitter::StepBlock(const std::atomic<bool>& stop, Blocks& gone) {
   if (observer_ && !std::exchange(start_told_, true)) observer_->FrameStarts(current_->packets.BlockId());
   StartBatch(std::nullopt);
-  Gather(*current_, {next_packet_, current_->packets.Count()});
+  Gather(*current_, {next_packet_, current_->packets.Count(), StreamStatus::kSuccess, current_->flags});
   next_packet_ += static_cast<std::uint32_t>(SendGathered(stop));
   if (next_packet_ < current_->packets.Count()) return;
 
@@ -150,7 +164,8 @@ void StreamTransmitter::StepResend(const std::atomic<bool>& stop) {
   }
   StartBatch(serving_->destination);
   const auto status = config_.extended_status ? StreamStatus::kResent : StreamStatus::kSuccess;
-  Gather(*block, {serving_->next, end, status, StreamHeader::kResendFlag});
+  const auto flags = static_cast<std::uint16_t>(block->flags | serving_->flags | StreamHeader::kResendFlag);
+  Gather(*block, {serving_->next, end, status, flags});
   const std::size_t sent = SendGathered(stop);
   Add(resent_packets_, sent);
   block->resend_budget -= std::min<std::uint64_t>(block->resend_budget, sent);
@@ -160,28 +175,31 @@ void StreamTransmitter::StepResend(const std::atomic<bool>& stop) {
 void StreamTransmitter::DropCurrent(Blocks& gone) {
   if (!current_) return;
   Add(dropped_blocks_, 1);
+  after_drop_ = true;
   // It takes its turn in the store, so that owners are told in the order of sending, but is not sent again.
   current_->resend_budget = 0;
   KeepCurrent(gone);
 }
 
 void StreamTransmitter::DropKept(Blocks& gone) {
+  ForgetKept(gone);
+  newest_block_ = 0;
+  after_drop_ = false;
+}
+
+void StreamTransmitter::ForgetKept(Blocks& gone) {
   serving_.reset();
   while (std::optional<CutBlock> oldest = store_.TakeOldest()) gone.push_back(std::move(oldest->block));
 }
 
-void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t packet_size) noexcept {
-  static constexpr std::array<std::uint8_t, 1024> kZeros{};
+void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t packet_size) {
   if (packet_size <= kDatagramOverhead) return;
-  const std::size_t size = packet_size - kDatagramOverhead;
+  std::vector<std::uint8_t> packet(packet_size - kDatagramOverhead);
+  FillTestPacket(packet);
   batch_.Clear(1);
   batch_.SetDestination(destination);
-  batch_.Begin(size, size / kZeros.size() + 1);
-  for (std::size_t left = size; left != 0;) {
-    const std::size_t piece = std::min(left, kZeros.size());
-    batch_.Add(kZeros.data(), piece);
-    left -= piece;
-  }
+  batch_.Begin(packet.size(), 1);
+  batch_.Add(packet.data(), packet.size());
   socket_.SetDontFragment(true);
   SendBatch(socket_, batch_, std::atomic<bool>{false});
   socket_.SetDontFragment(config_.dont_fragment);

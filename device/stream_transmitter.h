@@ -55,12 +55,12 @@ class StreamTransmitter {
 
   /// Gives up the current block, if any.
   void DropCurrent(Blocks& gone);
-  /// Forgets all kept blocks, oldest first.
+  /// Forgets all kept blocks, oldest first, and what was sent before: ids begin anew.
   void DropKept(Blocks& gone);
 
-  /// One datagram of zeros, `packet_size` bytes with its IP and UDP headers, not to be fragmented. Errors are
-  /// swallowed.
-  void SendTestPacket(const Endpoint& destination, std::size_t packet_size) noexcept;
+  /// One datagram of test data, `packet_size` bytes with its IP and UDP headers, not to be fragmented. Errors
+  /// of the network are swallowed.
+  void SendTestPacket(const Endpoint& destination, std::size_t packet_size);
 
  private:
   /// Packets of one sendmmsg at most; with trains of 1500-byte packets that is a quarter of a megabyte.
@@ -70,6 +70,7 @@ class StreamTransmitter {
     std::uint64_t block_id = 0;
     std::uint32_t next = 0;
     std::uint32_t end = 0;
+    std::uint16_t flags = 0;
     std::optional<Endpoint> destination;  // empty: where the stream goes
   };
 
@@ -90,6 +91,8 @@ class StreamTransmitter {
   void StepResend(const std::atomic<bool>& stop);
   std::optional<Endpoint> ResendDestination(const ResendRequest& request) const noexcept;
   void Refuse(const ResendRequest& request, std::uint16_t status);
+  std::uint16_t RefusalFor(const ResendRequest& request, const CutBlock* block) const noexcept;
+  void ForgetKept(Blocks& gone);
   CutBlock* FindSent(std::uint64_t block_id) noexcept;
   std::uint32_t SentCount(const CutBlock& block) const noexcept;
 
@@ -115,6 +118,7 @@ class StreamTransmitter {
   std::uint32_t next_packet_ = 0;   // of the current block
   bool start_told_ = false;         // its start, to the observer
   std::uint64_t newest_block_ = 0;  // id of the block begun last
+  bool after_drop_ = false;         // the block before was not sent to its end
   std::optional<Resend> serving_;
   bool resend_turn_ = true;
   ResendStore store_;

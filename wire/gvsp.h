@@ -1,12 +1,13 @@
 #pragma once
 
-/// The stream protocol's packets: headers, image leader and image trailer.
+/// The stream protocol's packets: headers, leaders and trailers, chunk tags, test packets.
 ///
 /// Source: GigE Vision, stream protocol.
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "base/byte_stream.h"
 
@@ -15,7 +16,17 @@ namespace Tarn {
 /// Content of a stream packet, low four bits of the format byte.
 enum class StreamFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3 };
 
-enum class PayloadType : std::uint16_t { Image = 0x0001 };
+/// What a block is. Each type is also met with the bit of ChunkedBit: chunks follow the data then.
+enum class PayloadType : std::uint16_t { Image = 0x0001, RawData = 0x0002, File = 0x0003 };
+
+inline constexpr std::uint16_t kChunkedBit = 0x4000;
+constexpr PayloadType Chunked(PayloadType type) {
+  return PayloadType{static_cast<std::uint16_t>(static_cast<std::uint16_t>(type) | kChunkedBit)};
+}
+constexpr PayloadType WithoutChunks(PayloadType type) {
+  return PayloadType{static_cast<std::uint16_t>(static_cast<std::uint16_t>(type) & ~kChunkedBit)};
+}
+constexpr bool HasChunks(PayloadType type) { return type != WithoutChunks(type); }
 
 /// In front of the stream header, part of a packet's size.
 inline constexpr std::size_t kIpv4HeaderSize = 20;
@@ -43,6 +54,9 @@ struct StreamHeader {
   static constexpr std::size_t kStandardSize = 8;
   static constexpr std::size_t kExtendedSize = 20;
   static constexpr std::uint16_t kResendFlag = 0x0001;
+  static constexpr std::uint16_t kAfterDropFlag = 0x0002;  ///< the block before was not sent to its end
+  static constexpr std::uint16_t kBeyondBlockFlag =
+      0x0004;  ///< of a resend: more was asked for than there is
   static constexpr std::uint32_t kMaxStandardPacketId = 0x00FF'FFFF;
 
   std::uint16_t status = StreamStatus::kSuccess;
@@ -79,7 +93,25 @@ struct ImageLeader {
   void Encode(ByteWriter& out) const noexcept;
 };
 
-/// Body of a trailer packet for an image.
+/// Body of a leader packet for raw data or a file.
+///
+///    0          2      4           12            20
+///    | reserved | type | timestamp | size of all data | file name, with a zero at its end; files only |
+struct DataLeader {
+  static constexpr std::size_t kSize = 20;         ///< without the file name
+  static constexpr std::size_t kMaxFileName = 63;  ///< bytes, without the zero; our own limit
+
+  PayloadType type = PayloadType::RawData;
+  std::uint64_t timestamp = 0;     ///< ticks
+  std::uint64_t payload_size = 0;  ///< bytes of all data packets, those of chunks included
+  std::string_view file_name;      ///< of files; at most kMaxFileName bytes
+
+  /// The file name of the result is a view of `in`.
+  static std::optional<DataLeader> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// Body of a trailer packet for an image; ChunkFields follow in types with chunks.
 ///
 ///    0          2      4        8
 ///    | reserved | type | size y |
@@ -92,5 +124,49 @@ struct ImageTrailer {
   static std::optional<ImageTrailer> Decode(ByteReader& in) noexcept;
   void Encode(ByteWriter& out) const noexcept;
 };
+
+/// Body of a trailer packet for raw data or a file; ChunkFields follow in types with chunks.
+///
+///    0          2      4
+///    | reserved | type |
+struct DataTrailer {
+  static constexpr std::size_t kSize = 4;
+
+  PayloadType type = PayloadType::RawData;
+
+  static std::optional<DataTrailer> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// End of the trailer of a block with chunks.
+///
+///    0                   4                 8
+///    | size of all data | chunk layout id |
+struct ChunkFields {
+  static constexpr std::size_t kSize = 8;
+
+  std::uint32_t data_bytes = 0;  ///< of all data packets; a client finds the last chunk's tag at their end
+  std::uint32_t layout_id = 0;   ///< as long as it stays, chunks of the same ids lie at the same places
+
+  static std::optional<ChunkFields> Decode(ByteReader& in) noexcept;
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// Stands behind the data of each chunk.
+///
+///    0    4        8
+///    | id | length |
+struct ChunkTag {
+  static constexpr std::size_t kSize = 8;
+
+  std::uint32_t id = 0;
+  std::uint32_t length = 0;  ///< bytes of the chunk, without this tag
+
+  void Encode(ByteWriter& out) const noexcept;
+};
+
+/// Fills a test packet of the stream: a standard header of zeros, then the test data that clients can check.
+/// Source: GigE Vision, test data generator: a 16-bit register shifted right, its low byte at each step.
+void FillTestPacket(MutableByteView packet) noexcept;
 
 }  // namespace Tarn

@@ -68,6 +68,48 @@ TEST(ImageLeaderBytes, AreTheStandards) {
   EXPECT_EQ(Encoded(leader),
             Hex("00 00 0001 1122334455667788 01080001 00000280 000001E0 00000008 00000010 0000 0000"));
   EXPECT_EQ(Encoded(ImageTrailer{PayloadType::Image, 480}), Hex("0000 0001 000001E0"));
+  EXPECT_EQ(Encoded(ImageTrailer{Chunked(PayloadType::Image), 480}), Hex("0000 4001 000001E0"));
+  EXPECT_EQ(Encoded(ChunkFields{0x4B018, 5}), Hex("0004B018 00000005"));
+}
+
+TEST(DataLeaderBytes, AreTheStandards) {
+  const struct {
+    const char* what;
+    DataLeader leader;
+    const char* bytes;
+  } rows[] = {
+      {"raw data",
+       {PayloadType::RawData, 0x1122334455667788, 9, ""},
+       "0000 0002 1122334455667788 0000000000000009"},
+      {"raw data with chunks",
+       {Chunked(PayloadType::RawData), 1, 9, ""},
+       "0000 4002 0000000000000001 0000000000000009"},
+      {"file", {PayloadType::File, 1, 9, "a.b"}, "0000 0003 0000000000000001 0000000000000009 61 2E 62 00"},
+      {"file without a name",
+       {PayloadType::File, 1, 9, ""},
+       "0000 0003 0000000000000001 0000000000000009 00"},
+  };
+  for (const auto& row : rows) {
+    const Bytes expected = Hex(row.bytes);
+    EXPECT_EQ(Encoded(row.leader), expected) << row.what;
+    ByteReader in(expected);
+    const auto read = DataLeader::Decode(in);
+    ASSERT_TRUE(read) << row.what;
+    EXPECT_EQ(Encoded(*read), expected) << row.what;
+    EXPECT_TRUE(in.Rest().empty()) << row.what;
+    for (std::size_t n = 0; n < expected.size(); ++n) {
+      ByteReader cut(ByteView(expected).first(n));
+      EXPECT_FALSE(DataLeader::Decode(cut)) << row.what << ", " << n << " bytes";
+    }
+  }
+  EXPECT_EQ(Encoded(DataTrailer{Chunked(PayloadType::File)}), Hex("0000 4003"));
+}
+
+TEST(TestPackets, HoldTheStandardsTestData) {
+  Bytes packet(65507);
+  FillTestPacket(packet);
+  const Bytes start = Hex("0000000000000000 FF E9 E2 F1 EE F7 ED E0 F0 F8 FC 7E BF 49 B2 D9");
+  EXPECT_EQ(Bytes(packet.begin(), packet.begin() + 24), start);
 }
 
 TEST(StreamDecoders, RefuseEveryTruncation) {

@@ -36,6 +36,10 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
                     const NodePtr& payload_size);
 void AddAcquisition(FeatureBuilder& add, const NodePtr& locked);
 
+/// What blocks are sent as. Requires: the category TransportLayerControl is the last one added.
+void AddPayloadType(FeatureBuilder& add, const NodePtr& locked);
+void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& format, const NodePtr& locked);
+
 /// Requires: the nodes of all parts with streamable features.
 /// \param locked  node that is not zero while the stream's parameters are fixed
 void AddUserSets(FeatureBuilder& add, FeatureTree& tree, const NodePtr& locked);

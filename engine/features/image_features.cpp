@@ -1,6 +1,7 @@
 #include "engine/features/feature_parts.h"
 #include "engine/nodes/node_values.h"
 #include "engine/registers/own_registers.h"
+#include "wire/gvsp.h"
 
 namespace Tarn {
 namespace {
@@ -71,6 +72,24 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
   add.Enumeration("PixelFormat", value, {{format.pixel_format_name, format.pixel_format}}, Beginner,
                   "Format of the pixels")
       ->is_locked = locked;
+}
+
+void AddPayloadType(FeatureBuilder& add, const NodePtr& locked) {
+  const auto number = [](PayloadType type) { return static_cast<std::int64_t>(type); };
+  const NodePtr type = add.Value("PayloadTypeValue", OwnRegisters::kPayloadType, 4, ReadWrite);
+  WriteInteger(*type, number(PayloadType::Image));
+  add.Enumeration("PayloadType", type,
+                  {{"Image", number(PayloadType::Image)},
+                   {"RawData", number(PayloadType::RawData)},
+                   {"File", number(PayloadType::File)}},
+                  Expert, "As what images are sent: with their geometry, as bytes, or as a file")
+      ->is_locked = locked;
+  const NodePtr name = add.StringRegister("PayloadFileName", OwnRegisters::kPayloadFileName,
+                                          OwnRegisters::kPayloadFileNameLength, Expert,
+                                          "Name that goes with payloads of the type File");
+  name->reg->access = ReadWrite;
+  name->is_locked = locked;
+  WriteText(*name, "image.raw");
 }
 
 }  // namespace Tarn

@@ -22,12 +22,13 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
   NodePtr payload_size;
   if (format) {
     payload_size = add.Value("PayloadSizeValue", OwnRegisters::kPayloadSize, 4, ReadOnly);
-    Unit(add.Integer("PayloadSize", payload_size, Expert,
-                     "Largest number of bytes in an image's data packets"),
-         "B");
+    Unit(
+        add.Integer("PayloadSize", payload_size, Expert, "Largest number of bytes in a block's data packets"),
+        "B");
     const ImageFormat image{format->pixel_format, static_cast<std::size_t>(format->width),
                             static_cast<std::size_t>(format->height)};
     WriteInteger(*payload_size, static_cast<std::int64_t>(image.PayloadBytes()));
+    AddPayloadType(add, locked);
   }
   AddGigEVision(add, tree);
   AddControlChannel(add, tree);
@@ -38,6 +39,7 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
   if (format) {
     AddImageFormat(add, *format, locked, payload_size);
     AddAcquisition(add, locked);
+    AddChunkData(add, tree, *format, locked);
   }
   AddEventControl(add, tree);
   AddActions(add);

@@ -35,7 +35,7 @@ std::vector<NodePtr> UsedVariables(const Node& knife) {
 
 /// Before the node's own restrictions.
 AccessMode BaseAccess(const Node& node) {
-  if (node.is_register()) return node.reg->access;
+  if (node.is_register()) return RegisterAccess(*node.reg);
   switch (node.kind) {
     case NodeKind::Category:
     case NodeKind::EnumEntry:
@@ -54,6 +54,10 @@ AccessMode BaseAccess(const Node& node) {
 
 }  // namespace
 
+AccessMode RegisterAccess(const RegisterPart& reg) {
+  return reg.port == PortKind::Device ? reg.access : AccessMode::ReadOnly;
+}
+
 bool IsImplemented(const Node& node) { return Holds(node.is_implemented, true); }
 bool IsAvailable(const Node& node) { return Holds(node.is_available, true); }
 bool IsLocked(const Node& node) { return Holds(node.is_locked, false); }
@@ -70,7 +74,7 @@ AccessMode AccessOf(const Node& node) {
 }
 
 CacheMode CacheOf(const Node& node) {
-  if (node.is_register()) return node.reg->cache;
+  if (node.is_register()) return node.reg->port == PortKind::Device ? node.reg->cache : CacheMode::NoCache;
   const NodePtr source = NodeOf(node.value);
   return source ? CacheOf(*source) : CacheMode::NoCache;
 }

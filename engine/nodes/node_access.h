@@ -11,7 +11,12 @@ namespace Tarn {
 /// value.
 AccessMode AccessOf(const Node& node);
 
-/// The register's mode at the end of the value chain; NoCache when the value is a constant.
+/// What clients may do with a register as such. The device alone writes what stands behind chunk and event
+/// ports.
+AccessMode RegisterAccess(const RegisterPart& reg);
+
+/// The register's mode at the end of the value chain; NoCache when the value is a constant, and on ports
+/// whose data comes anew with each image or event.
 CacheMode CacheOf(const Node& node);
 
 bool IsImplemented(const Node& node);

@@ -46,6 +46,16 @@ inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
 inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;
 inline constexpr std::uint32_t kUserSetSave = kBase + 0x108;
 
+inline constexpr std::uint32_t kChunkModeActive = kBase + 0x800;
+inline constexpr std::uint32_t kPayloadType = kBase + 0x804;
+inline constexpr std::uint32_t kPayloadFileName = kBase + 0x810;
+inline constexpr std::uint32_t kPayloadFileNameLength = 64;
+inline constexpr std::uint32_t kChunkEnable = kBase + 0x900;  // a word for each entry of ChunkSelector
+inline constexpr std::uint32_t kMaxChunks = 64;
+constexpr bool IsChunkEnable(std::uint64_t address) {
+  return address >= kChunkEnable && address < kChunkEnable + 4 * kMaxChunks;
+}
+
 /// One for each event number, 4 bytes each.
 inline constexpr std::uint32_t kEventNotification = kBase + 0x1'0000;
 

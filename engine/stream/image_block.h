@@ -3,10 +3,12 @@
 /// One image on its way to the client: what it is, where its bytes lie, and who wants to know when they are
 /// free.
 
+#include <array>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
+#include "engine/stream/chunk_tail.h"
 #include "engine/stream/payload_layout.h"
 #include "wire/gvsp.h"
 
@@ -38,12 +40,19 @@ class BlockOwner {
   void* context_ = nullptr;
 };
 
+/// What leader and trailer say of a block.
+struct BlockHead {
+  ImageLeader image;  ///< blocks that are no images have type and timestamp of it only
+  std::array<char, DataLeader::kMaxFileName + 1> file_name{};  ///< of files; ends with a zero
+  std::uint32_t chunk_layout_id = 0;                           ///< of blocks with chunks
+};
+
 /// A block to be sent. The bytes behind `payload` must not change until `owner` is told.
-struct ImageBlock {
-  ImageLeader image;      ///< goes out in the leader; the trailer repeats type and height
-  PayloadLayout payload;  ///< views the user's memory, or `staging`
+struct ImageBlock : BlockHead {
+  PayloadLayout payload;  ///< views the user's memory, or `staging`; then `tail`
   std::vector<std::uint8_t>
-      staging;  ///< copy for images whose memory is not laid out as the wire is; else empty
+      staging;     ///< copy for images whose memory is not laid out as the wire is; else empty
+  ChunkTail tail;  ///< empty in blocks without chunks
   BlockOwner owner;
 };
 

@@ -28,11 +28,6 @@ bool IsPlanar(std::uint32_t pixel_format) {
 
 std::size_t PixelBytes(const ImageMemory& image) { return image.planes.size() * image.sample_bytes; }
 
-/// True when the image can hold the format: its own pixels, or packed ones as bytes.
-bool HasBytesOf(const ImageMemory& image, const ImageFormat& format) {
-  return PixelBytes(image) * image.width * image.height == format.PayloadBytes();
-}
-
 [[noreturn]] void RefuseImage(const ImageMemory& image, const ImageFormat& format) {
   const auto size = [](std::size_t width, std::size_t height) {
     return std::to_string(width) + "x" + std::to_string(height);
@@ -43,8 +38,7 @@ bool HasBytesOf(const ImageMemory& image, const ImageFormat& format) {
                         std::to_string(format.PayloadBytes()) + " bytes) are expected, " +
                         size(image.width, image.height) + " pixels of " +
                         std::to_string(image.planes.size()) + " x " + std::to_string(image.sample_bytes * 8) +
-                        " bits (" + std::to_string(PixelBytes(image) * image.width * image.height) +
-                        " bytes) are given");
+                        " bits (" + std::to_string(SampleBytesOf(image)) + " bytes) are given");
 }
 
 /// True when the samples of a line lie side by side, the planes innermost.
@@ -125,24 +119,41 @@ void Gather(const ImageMemory& image, bool planar, CopyLineFunction copy_line, M
   }
 }
 
+/// False when the image cannot be sent, whatever is expected of it.
+bool LayOut(const ImageMemory& image, bool planar_format, ImageBlock& block) {
+  const CopyLineFunction copy_line = CopyLineFor(image.sample_bytes);
+  if (image.planes.empty() || !copy_line) return false;
+  // One plane is one run of bytes in any format; several are taken for colour components.
+  const bool planar = planar_format && image.planes.size() > 1;
+  block.staging.clear();
+  block.payload = {};
+  if (View(image, planar, block.payload)) return true;
+  block.staging.resize(SampleBytesOf(image));
+  Gather(image, planar, copy_line, block.staging);
+  block.payload = PayloadLayout::Contiguous(block.staging);
+  return true;
+}
+
 }  // namespace
 
 std::size_t ImageFormat::PayloadBytes() const noexcept {
   return (width * height * BitsPerPixel(pixel_format) + 7) / 8;
 }
 
-void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
-  const CopyLineFunction copy_line = CopyLineFor(image.sample_bytes);
-  if (image.planes.empty() || !copy_line || !HasBytesOf(image, format)) RefuseImage(image, format);
+std::size_t SampleBytesOf(const ImageMemory& image) noexcept {
+  return PixelBytes(image) * image.width * image.height;
+}
 
-  // One plane is one run of bytes in any format; several are taken for colour components.
-  const bool planar = IsPlanar(format.pixel_format) && image.planes.size() > 1;
-  block.staging.clear();
-  block.payload = {};
-  if (View(image, planar, block.payload)) return;
-  block.staging.resize(format.PayloadBytes());
-  Gather(image, planar, copy_line, block.staging);
-  block.payload = PayloadLayout::Contiguous(block.staging);
+void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
+  const bool fits = SampleBytesOf(image) == format.PayloadBytes();
+  if (!fits || !LayOut(image, IsPlanar(format.pixel_format), block)) RefuseImage(image, format);
+}
+
+void LayOutBytes(const ImageMemory& image, ImageBlock& block) {
+  if (LayOut(image, false, block)) return;
+  throw EngineError(
+      Failure::kInvalidArgument,
+      "images with samples of " + std::to_string(image.sample_bytes * 8) + " bits cannot be sent");
 }
 
 }  // namespace Tarn

@@ -43,4 +43,10 @@ struct ImageFormat {
 /// this format.
 void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block);
 
+/// As LayOutImage for an image whose samples are any bytes, line after line: nothing is expected of its size.
+void LayOutBytes(const ImageMemory& image, ImageBlock& block);
+
+/// Bytes of all samples of an image.
+std::size_t SampleBytesOf(const ImageMemory& image) noexcept;
+
 }  // namespace Tarn

@@ -18,16 +18,16 @@ DataHeader::DataHeader(const StreamHeader& header) noexcept
 }
 
 bool Packetiser::Fits(std::size_t payload_bytes, const PacketForm& form) noexcept {
-  if (form.packet_size < kMinPacketSize) return false;
+  if (form.packet_size < kLeastPacket) return false;
   // The largest id means "to the trailer" in resend requests, so no packet has it.
   const std::size_t max_packets =
       form.extended ? std::numeric_limits<std::uint32_t>::max() : StreamHeader::kMaxStandardPacketId;
   return DataPackets(payload_bytes, form.DataBytes()) <= max_packets - 2;
 }
 
-Packetiser::Packetiser(const ImageLeader& image, std::size_t payload_bytes, std::uint64_t block_id,
+Packetiser::Packetiser(const BlockHead& head, std::size_t payload_bytes, std::uint64_t block_id,
                        const PacketForm& form) noexcept
-    : image_(image),
+    : head_(head),
       block_id_(block_id),
       form_(form),
       payload_bytes_(payload_bytes),
@@ -57,11 +57,28 @@ std::size_t Packetiser::EncodeEnd(std::uint32_t id, std::uint16_t status, std::u
   ByteWriter writer(out);
   header.Encode(writer);
   if (leader) {
-    image_.Encode(writer);
+    EncodeLeader(writer);
   } else {
-    ImageTrailer{image_.type, image_.size_y}.Encode(writer);
+    EncodeTrailer(writer);
   }
   return writer.Size();
+}
+
+void Packetiser::EncodeLeader(ByteWriter& out) const noexcept {
+  const ImageLeader& image = head_.image;
+  if (WithoutChunks(image.type) == PayloadType::Image) return image.Encode(out);
+  DataLeader{image.type, image.timestamp, payload_bytes_, head_.file_name.data()}.Encode(out);
+}
+
+void Packetiser::EncodeTrailer(ByteWriter& out) const noexcept {
+  const PayloadType type = head_.image.type;
+  if (WithoutChunks(type) == PayloadType::Image) {
+    ImageTrailer{type, head_.image.size_y}.Encode(out);
+  } else {
+    DataTrailer{type}.Encode(out);
+  }
+  if (!HasChunks(type)) return;
+  ChunkFields{static_cast<std::uint32_t>(payload_bytes_), head_.chunk_layout_id}.Encode(out);
 }
 
 }  // namespace Tarn

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "engine/stream/image_block.h"
 #include "wire/gvsp.h"
 
 namespace Tarn {
@@ -19,14 +20,14 @@ struct PacketForm {
   std::size_t HeaderSize() const noexcept {
     return extended ? StreamHeader::kExtendedSize : StreamHeader::kStandardSize;
   }
-  /// Bytes of payload in a full data packet. Requires: packet_size of at least kMinPacketSize.
+  /// Bytes of payload in a full data packet. Requires: packet_size of at least kLeastPacket.
   std::size_t DataBytes() const noexcept { return packet_size - kDatagramOverhead - HeaderSize(); }
   friend bool operator==(const PacketForm&, const PacketForm&) = default;
 };
 
 /// Below this the leader finds no room.
-inline constexpr std::size_t kMinPacketSize =
-    kDatagramOverhead + StreamHeader::kExtendedSize + ImageLeader::kSize;
+inline constexpr std::size_t kLeastPacket =
+    kDatagramOverhead + StreamHeader::kExtendedSize + DataLeader::kSize + DataLeader::kMaxFileName + 1;
 
 /// Stamps the header of one data packet after the other; all but the packet id is prepared.
 class DataHeader {
@@ -62,13 +63,13 @@ class Packetiser {
   };
 
   /// Room for the start of any packet, see EncodeEnd.
-  static constexpr std::size_t kMaxEndSize = StreamHeader::kExtendedSize + ImageLeader::kSize;
+  static constexpr std::size_t kMaxEndSize = kLeastPacket - kDatagramOverhead;
 
   /// True when the packets can be numbered and the leader fits one.
   static bool Fits(std::size_t payload_bytes, const PacketForm& form) noexcept;
 
   /// Requires: Fits(payload_bytes, form).
-  Packetiser(const ImageLeader& image, std::size_t payload_bytes, std::uint64_t block_id,
+  Packetiser(const BlockHead& head, std::size_t payload_bytes, std::uint64_t block_id,
              const PacketForm& form) noexcept;
 
   /// Packets in the block, leader and trailer included.
@@ -94,7 +95,10 @@ class Packetiser {
  private:
   StreamHeader Header(StreamFormat format, std::uint16_t status, std::uint16_t flags) const noexcept;
 
-  ImageLeader image_;
+  void EncodeLeader(ByteWriter& out) const noexcept;
+  void EncodeTrailer(ByteWriter& out) const noexcept;
+
+  BlockHead head_;
   std::uint64_t block_id_;
   PacketForm form_;
   std::size_t payload_bytes_;

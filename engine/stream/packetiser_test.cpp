@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
 #include <vector>
 
 #include "engine/stream/payload_layout.h"
@@ -23,6 +25,31 @@ Bytes SliceBytes(const PayloadLayout& layout, std::size_t offset, std::size_t si
     bytes.insert(bytes.end(), at, at + count);
   });
   return bytes;
+}
+
+TEST(Packetiser, EndsSayWhatTheBlockIs) {
+  BlockHead head;
+  head.image.timestamp = 5;
+  head.image.size_y = 48;
+  head.chunk_layout_id = 0xAB;
+  std::string name(DataLeader::kMaxFileName, 'x');
+  std::copy(name.begin(), name.end(), head.file_name.begin());
+  const auto end = [&](PayloadType type, bool leader) {
+    head.image.type = type;
+    const Packetiser packets(head, 1000, 1, {576, true});
+    Bytes bytes(Packetiser::kMaxEndSize);
+    bytes.resize(packets.EncodeEnd(leader ? 0 : packets.TrailerId(), 0, 0, bytes));
+    return Bytes(bytes.begin() + StreamHeader::kExtendedSize, bytes.end());
+  };
+  EXPECT_EQ(end(PayloadType::Image, true).size(), 36u);
+  EXPECT_EQ(end(PayloadType::Image, false), (Bytes{0, 0, 0, 1, 0, 0, 0, 48}));
+  EXPECT_EQ(end(Chunked(PayloadType::Image), false),
+            (Bytes{0, 0, 0x40, 1, 0, 0, 0, 48, 0, 0, 3, 0xE8, 0, 0, 0, 0xAB}));
+  EXPECT_EQ(end(PayloadType::RawData, true),
+            (Bytes{0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 3, 0xE8}));
+  EXPECT_EQ(end(PayloadType::RawData, false), (Bytes{0, 0, 0, 2}));
+  EXPECT_EQ(end(PayloadType::File, true).size(), 20 + name.size() + 1);
+  EXPECT_EQ(end(Chunked(PayloadType::File), false), (Bytes{0, 0, 0x40, 3, 0, 0, 3, 0xE8, 0, 0, 0, 0xAB}));
 }
 
 TEST(Packetiser, DataPacketsPutTogetherAreThePayload) {
@@ -75,8 +102,8 @@ TEST(Packetiser, RefusesWhatCannotBeNumbered) {
   EXPECT_TRUE(Packetiser::Fits(full * 0xFF'FFFD, {576, false}));
   EXPECT_FALSE(Packetiser::Fits(full * 0xFF'FFFD + 1, {576, false}));
   EXPECT_TRUE(Packetiser::Fits(full * 0xFF'FFFD + 1, {576, true}));
-  EXPECT_TRUE(Packetiser::Fits(1, {kMinPacketSize, true}));
-  EXPECT_FALSE(Packetiser::Fits(1, {kMinPacketSize - 1, true}));
+  EXPECT_TRUE(Packetiser::Fits(1, {kLeastPacket, true}));
+  EXPECT_FALSE(Packetiser::Fits(1, {kLeastPacket - 1, true}));
 }
 
 TEST(PayloadLayout, SlicesRowsAndPlanesAsIfCopied) {

@@ -21,7 +21,7 @@ struct PayloadPlane {
   std::size_t Size() const noexcept { return row_bytes * rows; }
 };
 
-/// Up to four planes, one behind the other; borrows the memory.
+/// Up to four planes of an image, and what follows them, one behind the other; borrows the memory.
 /// Threads: immutable; any thread.
 class PayloadLayout {
  public:
@@ -34,7 +34,8 @@ class PayloadLayout {
     return layout;
   }
 
-  /// Requires: fewer than kMaxPlanes planes so far. Rows that touch each other are joined to one.
+  /// Requires: at most kMaxPlanes planes so far; one more may follow the planes of an image. Rows that touch
+  /// each other are joined to one.
   void Append(PayloadPlane plane) noexcept {
     if (plane.rows > 1 && plane.stride == static_cast<std::ptrdiff_t>(plane.row_bytes)) {
       plane = {plane.base, plane.row_bytes * plane.rows, 0, 1};
@@ -90,7 +91,7 @@ class PayloadLayout {
     }
   }
 
-  std::array<PayloadPlane, kMaxPlanes> planes_{};
+  std::array<PayloadPlane, kMaxPlanes + 1> planes_{};
   std::size_t plane_count_ = 0;
   std::size_t size_ = 0;
   std::size_t shortest_row_ = 0;  // of planes with several rows; 0: there are none

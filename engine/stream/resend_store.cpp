@@ -31,9 +31,8 @@ CutBlock* ResendStore::Find(std::uint64_t block_id) noexcept {
   return nullptr;
 }
 
-std::uint16_t ResendStore::RefusalFor(std::uint64_t block_id, std::uint64_t newest, bool extended_ids,
-                                      bool extended_status) const noexcept {
-  if (!extended_status) return StreamStatus::kUnavailable;
+std::uint16_t ResendStore::RefusalFor(std::uint64_t block_id, std::uint64_t newest,
+                                      bool extended_ids) const noexcept {
   if (BlockIds::Before(newest, block_id, extended_ids)) return StreamStatus::kNotYetAvailable;
   const bool later_kept =
       count_ != 0 && BlockIds::Before(ring_[head_]->packets.BlockId(), block_id, extended_ids);

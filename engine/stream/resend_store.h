@@ -20,10 +20,11 @@ struct CutBlock {
   /// Packets that may still be sent again. Twice the block is more than a client on a bad line needs, and
   /// keeps a stream of requests from becoming a flood.
   std::uint64_t resend_budget;
+  std::uint16_t flags = 0;  ///< of all its packets; extended form only
 
   CutBlock(ImageBlock&& image, std::uint64_t block_id, const PacketForm& form)
       : block(std::move(image)),
-        packets(block.image, block.payload.Size(), block_id, form),
+        packets(block, block.payload.Size(), block_id, form),
         resend_budget(2 * std::uint64_t{packets.Count()}) {}
 };
 
@@ -42,9 +43,8 @@ class ResendStore {
   /// Null when the block is not kept.
   CutBlock* Find(std::uint64_t block_id) noexcept;
 
-  /// Status of the answer for a block that is not kept. \param newest  id of the latest block that was begun
-  std::uint16_t RefusalFor(std::uint64_t block_id, std::uint64_t newest, bool extended_ids,
-                           bool extended_status) const noexcept;
+  /// Why a block is not kept, as an extended status. \param newest  id of the latest block that was begun
+  std::uint16_t RefusalFor(std::uint64_t block_id, std::uint64_t newest, bool extended_ids) const noexcept;
 
  private:
   std::optional<CutBlock>& At(std::size_t index) noexcept { return ring_[(head_ + index) % ring_.size()]; }

@@ -59,8 +59,7 @@ TEST(ResendStore, SaysWhyABlockIsNotThere) {
               {65535, StreamStatus::kThisAndEarlierGone},
               {65000, StreamStatus::kThisAndEarlierGone}};
   for (const auto& row : rows) {
-    EXPECT_EQ(store.RefusalFor(row.id, 3, false, true), row.status) << row.id;
-    EXPECT_EQ(store.RefusalFor(row.id, 3, false, false), StreamStatus::kUnavailable) << row.id;
+    EXPECT_EQ(store.RefusalFor(row.id, 3, false), row.status) << row.id;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "engine/nodes/feature_tree.h"
+#include "engine/nodes/node_access.h"
 #include "engine/nodes/node_links.h"
 #include "engine/nodes/node_values.h"
 #include "engine/nodes/number_text.h"
@@ -215,9 +216,9 @@ void WriteRegister(XmlWriter& out, const Node& node) {
   out.Element("Address", "0x" + HexText(static_cast<std::uint64_t>(reg.address), 1));
   for (const NodePtr& offset : reg.address_nodes) out.Element("pAddress", offset->name);
   out.Element("Length", std::to_string(reg.length));
-  out.Element("AccessMode", Word(reg.access));
+  out.Element("AccessMode", Word(RegisterAccess(reg)));
   out.Element("pPort", PortName(node));
-  out.Element("Cachable", Word(reg.cache));
+  out.Element("Cachable", Word(CacheOf(node)));
   WritePollingTime(out, node);
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
 }

@@ -15,7 +15,7 @@ from collections.abc import Callable
 from gvcp_client import PORT, resend_command
 
 LEADER, TRAILER, PAYLOAD = 1, 2, 3
-IMAGE = 0x0001
+IMAGE, RAW_DATA, FILE, CHUNKED = 0x0001, 0x0002, 0x0003, 0x4000
 _BUFFER_BYTES = 16 << 20
 _GIVE_UP_AFTER = 1.0  # seconds without a packet of an open frame
 _ASK_AFTER = 0.02  # seconds without a packet of an open frame
@@ -65,6 +65,25 @@ class Leader:
         return cls(*struct.unpack(">xxHQIIIIIHH", data))
 
 
+@dataclasses.dataclass(frozen=True)
+class DataLeader:
+    """The fields of the leader of raw data or a file."""
+
+    payload_type: int
+    timestamp: int
+    payload_size: int
+    file_name: str
+
+    @classmethod
+    def decode(cls, data: bytes) -> "DataLeader":
+        fields, name = struct.unpack_from(">xxHQQ", data), data[20:]
+        if fields[0] & ~CHUNKED == FILE:
+            assert name.index(b"\0") == len(name) - 1
+        else:
+            assert not name
+        return cls(*fields, name[:-1].decode())
+
+
 class Frame:
     """One block: packets by number, and the statuses of all packets that came for it, repeats included."""
 
@@ -107,12 +126,20 @@ class Frame:
         return gaps
 
     @property
-    def leader(self) -> Leader:
+    def payload_type(self) -> int:
         assert self.packets[0].kind == LEADER
+        return struct.unpack_from(">H", self.packets[0].data, 2)[0]
+
+    @property
+    def leader(self) -> Leader:
         return Leader.decode(self.packets[0].data)
 
     @property
-    def image(self) -> bytes:
+    def data_leader(self) -> DataLeader:
+        return DataLeader.decode(self.packets[0].data)
+
+    @property
+    def payload(self) -> bytes:
         """The data packets' bytes, each put where its number says; their sizes must agree with that."""
         assert self.is_whole, f"block {self.block} lacks {self.missing()}"
         parts = [self.packets[number] for number in range(1, self.trailer)]
@@ -122,11 +149,42 @@ class Frame:
         return b"".join(part.data for part in parts)
 
     @property
+    def image(self) -> bytes:
+        """The payload of a block without chunks."""
+        assert not self.payload_type & CHUNKED
+        return self.payload
+
+    @property
+    def chunks(self) -> dict[int, bytes]:
+        """The chunks by their ids, in the order of the wire, found from the end backwards."""
+        assert self.payload_type & CHUNKED
+        data, found = self.payload, []
+        assert len(data) == self._trailer(2)[0]
+        while data:
+            chunk, length = struct.unpack_from(">II", data, len(data) - 8)
+            assert length % 4 == 0
+            assert length + 8 <= len(data), f"the chunk {chunk:#x} begins before the block"
+            found.append((chunk, data[len(data) - 8 - length : -8]))
+            data = data[: len(data) - 8 - length]
+        return dict(reversed(found))
+
+    @property
+    def chunk_layout(self) -> int:
+        return self._trailer(2)[1]
+
+    @property
     def lines_sent(self) -> int:
         """Size y of the trailer."""
-        reserved, payload_type, lines = struct.unpack(">HHI", self.packets[self.trailer].data)
-        assert (reserved, payload_type) == (0, self.leader.payload_type)
-        return lines
+        assert self.payload_type & ~CHUNKED == IMAGE
+        return self._trailer(1)[0]
+
+    def _trailer(self, words: int) -> tuple[int, ...]:
+        """The last words of the trailer, whose form and length follow from the payload type."""
+        data = self.packets[self.trailer].data
+        count = (self.payload_type & ~CHUNKED == IMAGE) + 2 * bool(self.payload_type & CHUNKED)
+        reserved, payload_type, *fields = struct.unpack(f">HH{count}I", data)
+        assert (reserved, payload_type) == (0, self.payload_type)
+        return tuple(fields[-words:] if words == 2 else fields[:words])
 
 
 class StreamReceiver:
