@@ -28,8 +28,8 @@ class Lights(FeatureSet):
 
     lamp = Integer(0, min=0, max=3)
     level = Integer(50, min=0, max=100, step=5, selector=lamp, tool_tip="How bright")
-    on = Boolean(selector=lamp)
     mode = Enumeration({"Steady": 1, "Flash": 4}, default="Flash", streamable=True)
+    on = Boolean(selector=(lamp, mode))
     pulse_length = Float(2.5, min=0.5, max=9.5, unit="us", display_name="Length of a pulse", standard=True)
     owner = String("nobody", length=16, selector=mode, category="DeviceControl")
     count = Integer(2**40, read_only=True)
@@ -93,7 +93,7 @@ def test_clients_see_what_was_declared(lights: Any, peer: Any, tmp_path: pathlib
     assert (peer.Mode.value, peer.Mode.get_int_value(), peer.Mode.node.is_streamable()) == ("Flash", 4, True)
     assert (peer.Count.value, peer.get_node("TemperatureValue").node.polling_time) == (2**40, 500)
     names = [feature.node.name for feature in peer.Lights.features]
-    assert names == ["Lamp", "Level", "On", "Mode", "PulseLength", "Count", "Temperature", "Fire"]
+    assert names == ["Lamp", "Level", "Mode", "On", "PulseLength", "Count", "Temperature", "Fire"]
     assert "Owner" in [feature.node.name for feature in peer.DeviceControl.features]
 
 
@@ -155,7 +155,7 @@ def test_registers_of_selected_features_meet_no_others(lights: Any) -> None:
     for lamp, mode in itertools.product(range(4), ("Steady", "Flash")):
         lights.lamp, lights.mode = lamp, mode
         spans |= {(node.address, node.length, node.name_only) for node in registers}
-    assert len(spans) == len(registers) - 3 + 2 * 4 + 2
+    assert len(spans) == len(registers) - 3 + 4 + 4 * 2 + 2
     ordered = sorted(spans)
     assert all(one[0] + one[1] <= other[0] for one, other in itertools.pairwise(ordered)), ordered
 
@@ -291,7 +291,7 @@ def test_what_a_camera_cannot_take_leaves_it_as_it_was() -> None:
         ),
         ({"good": Integer(category="Taken")}, "the category Taken has the name of something else"),
         ({"good": Integer(category="Good")}, "the category Good has the name of something else"),
-        ({"good": Integer(selector=elsewhere)}, "selector of Good is no earlier feature of the same set"),
+        ({"good": Integer(selector=elsewhere)}, "a selector of Good is no earlier feature of the same set"),
     ):
         with pytest.raises(ValueError, match=text):
             type("Set", (FeatureSet,), attributes)(server)

@@ -49,13 +49,13 @@ ILLEGAL_NAMES = (
 )
 
 
-def build_example(tree: NodeMap) -> None:
-    """Fill a tree as the example does."""
+def example_features(server: Server) -> Any:
+    """The example's features on a server."""
     spec = importlib.util.spec_from_file_location("lighting_controller", EXAMPLE)
     assert spec and spec.loader
     example = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(example)
-    example.build(tree)
+    return example.Lights(server)
 
 
 @pytest.fixture
@@ -67,11 +67,12 @@ def device(make_camera: Callable[..., Camera]) -> Camera:
 
 
 @pytest.fixture
-def lighting(device: Camera) -> Camera:
+def lighting(device: Camera) -> Iterator[Camera]:
     """The example's device, started."""
-    build_example(device.server.node_map)
+    features = example_features(device.server)
     device.server.start(device.address)
-    return device
+    yield device
+    features.close()
 
 
 @pytest.fixture

@@ -1,7 +1,9 @@
 """What a feature is to be, declared before there is a server to put it into."""
 
+import itertools
+import math
 import re
-from collections.abc import Callable, Iterator, Mapping
+from collections.abc import Callable, Iterator, Mapping, Sequence
 from typing import Any, Generic, Protocol, Self, TypedDict, TypeVar, overload
 
 from tarn.gevserver import NameSpace, NodeList, ValueNode
@@ -38,7 +40,7 @@ class ValueOptions(Options, total=False):
     read_only: bool  # for clients; the program may set it
     polling: int  # milliseconds after which viewers read it again, 0: never
     streamable: bool  # clients save it with the settings of the camera
-    selector: "ValueFeature[int] | ValueFeature[str]"  # there is a value for each of the selector's values
+    selector: "Selector | tuple[Selector, ...]"  # there is a value for each of the selectors' values
 
 
 class Feature:
@@ -46,7 +48,7 @@ class Feature:
 
     def __init__(self, options: Options) -> None:
         self.options = options
-        self.selector: ValueFeature[int] | ValueFeature[str] | None = None
+        self.selectors: tuple[Selector, ...] = ()
         self.name = options.get("name", "")
 
     def __set_name__(self, owner: type, attribute: str) -> None:
@@ -84,9 +86,9 @@ class ValueFeature(Feature, Generic[Value]):
         self._default = default
         self._kind = kind
         self._value_options = options
-        self.selector = options.get("selector")
-        if self.selector:
-            kind.check_selected(self.selector.selects())
+        selector = options.get("selector", ())
+        self.selectors = selector if isinstance(selector, tuple) else (selector,)
+        kind.check_count(math.prod(len(each.selects()) for each in self.selectors))
         self._read: Callable[[Any], Value] | None = None
         self._written: Callable[[Any, Value], None] | None = None
 
@@ -123,29 +125,28 @@ class ValueFeature(Feature, Generic[Value]):
 
     def _make(self, features: NodeOwner, tree: TreeBuilder, name_space: int) -> ValueNode:
         options = self._value_options
-        selection = self.selector.selection(features) if self.selector else None
-        register = tree.register(f"{self.name}Value", self._kind, selection)
+        selections = [selector.selection(features) for selector in self.selectors]
+        register = tree.register(f"{self.name}Value", self._kind, selections)
         set_up(register, read_only=options.get("read_only", False), polling=options.get("polling", 0))
         node = self._make_over(register, tree, name_space)
         node.is_streamable = options.get("streamable", False)
-        if selection:
+        for selection in selections:
             selection.feature.add(node, NodeList.Selected)
-        self._set_defaults(node, selection)
+        self._set_defaults(node, selections)
         return node
 
     def _make_over(self, register: Register, tree: TreeBuilder, name_space: int) -> ValueNode:
         """The node that clients see, over the register with its value."""
         raise NotImplementedError
 
-    def _set_defaults(self, node: Any, selection: Selection | None) -> None:
-        if selection is None:
+    def _set_defaults(self, node: Any, selections: Sequence[Selection]) -> None:
+        """The same for all values of the selectors, which are as before in the end."""
+        registers = [selection.register for selection in selections]
+        present = tuple(register.value for register in registers)
+        for values in (*itertools.product(*(selection.values for selection in selections)), present):
+            for register, value in zip(registers, values, strict=True):
+                register.value = value
             node.value = self._default
-            return
-        present = selection.register.value
-        for value in selection.values:
-            selection.register.value = value
-            node.value = self._default
-        selection.register.value = present
 
     def selection(self, features: NodeOwner) -> Selection:
         """This feature as the selector of others, after its own nodes were made."""
@@ -155,6 +156,9 @@ class ValueFeature(Feature, Generic[Value]):
     def selects(self) -> range:
         """From the smallest to the largest value by which this feature can select."""
         raise TypeError("only integers and enumerations select")
+
+
+Selector = ValueFeature[int] | ValueFeature[str]
 
 
 def check_name(name: str) -> None:

@@ -96,8 +96,8 @@ def _check(declared: list[tuple[Feature, str]], tree: TreeBuilder) -> None:
     earlier: set[Feature] = set()
     names: set[str] = set()
     for feature, _ in declared:
-        if feature.selector and feature.selector not in earlier:
-            raise ValueError(f"the selector of {feature.name} is no earlier feature of the same set")
+        if not earlier.issuperset(feature.selectors):
+            raise ValueError(f"a selector of {feature.name} is no earlier feature of the same set")
         for name in (feature.name, f"{feature.name}Value"):
             if name in names or tree.has(name):
                 raise ValueError(f"the camera has a node named {name} already")

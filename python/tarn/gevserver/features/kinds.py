@@ -216,7 +216,7 @@ class Command(Feature):
             yield "written", lambda features, _: hook(features)
 
     def _make(self, features: NodeOwner, tree: TreeBuilder, name_space: int) -> ValueNode:
-        register = tree.register(f"{self.name}Value", RegisterKind(Int32RegNode, 4), None)
+        register = tree.register(f"{self.name}Value", RegisterKind(Int32RegNode, 4))
         set_up(register, read_only=False, polling=0)
         node = tree.add(CommandNode.create(self.name, name_space))
         node.value_config_as_node = register

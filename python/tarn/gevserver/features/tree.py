@@ -1,5 +1,7 @@
 """The nodes behind declared features: categories, registers, and registers that move with a selector."""
 
+import math
+from collections.abc import Sequence
 from typing import NamedTuple, TypeVar
 
 import tarn
@@ -46,11 +48,11 @@ class RegisterKind(NamedTuple):
         """From one value of a selected feature to the next, in bytes."""
         return _aligned(self.length)
 
-    def check_selected(self, values: range) -> None:
-        """Raises ValueError when there is no room for so many values."""
-        if len(values) > _MOST_BYTES // self.stride:
+    def check_count(self, count: int) -> None:
+        """Raises ValueError when there is no room for so many values of one feature."""
+        if count > _MOST_BYTES // self.stride:
             raise ValueError(
-                f"{len(values)} values of {self.stride} bytes are too many, {_MOST_BYTES} bytes at most"
+                f"{count} values of {self.stride} bytes are too many, {_MOST_BYTES} bytes at most"
             )
 
     def create(self, name: str, address: int) -> Register:
@@ -86,16 +88,22 @@ class TreeBuilder:
             self._map.Root.add(group, NodeList.Child)
         group.add(node, NodeList.Child)
 
-    def register(self, name: str, kind: RegisterKind, selection: Selection | None) -> Register:
-        """A register for a feature's value; one for each value of the selector when there is one."""
-        if selection is None:
+    def register(self, name: str, kind: RegisterKind, selections: Sequence[Selection] = ()) -> Register:
+        """A register for a feature's value; one for each combination of the selectors' values."""
+        if not selections:
             return self.add(kind.create(name, -1))
-        address = self._reserve(f"{name}Place", kind.stride * len(selection.values))
-        register = self.add(kind.create(name, address))
-        variable = self._selector_variable(selection)
+        place = self._reserve(
+            f"{name}Place", kind.stride * math.prod(len(each.values) for each in selections)
+        )
+        register = self.add(kind.create(name, place))
         offset = self.add(IntSwissKnifeNode.create(f"{name}Offset", NameSpace.Private))
-        offset.add(variable, NodeList.Child)
-        offset.formula = f"({variable.name_only} - ({selection.values.start})) * {kind.stride}"
+        terms, stride = [], kind.stride
+        for selection in selections:
+            variable = self._selector_variable(selection)
+            offset.add(variable, NodeList.Child)
+            terms.append(f"({variable.name_only} - ({selection.values.start})) * {stride}")
+            stride *= len(selection.values)
+        offset.formula = " + ".join(terms)
         register.add(offset, NodeList.Addresses)
         return register
 
