@@ -9,6 +9,7 @@ import subprocess
 import sys
 import threading
 from collections.abc import Iterator
+from typing import IO, Any
 
 import numpy as np
 import pytest
@@ -29,14 +30,32 @@ def camera_command(*options: str) -> list[str]:
     return [sys.executable, "-m", "tarn.gevserver", *options]
 
 
+def start(command: list[str], stderr: int = subprocess.PIPE, **options: Any) -> subprocess.Popen[str]:
+    """A process that finds the package; its streams are pipes of text."""
+    settings: dict[str, Any] = {
+        "env": environment(),
+        "stdout": subprocess.PIPE,
+        "stderr": stderr,
+        "text": True,
+    } | options
+    process: subprocess.Popen[str] = subprocess.Popen(command, **settings)
+    return process
+
+
+def first_line(process: subprocess.Popen[str]) -> str:
+    """What the program writes to standard output next."""
+    assert process.stdout
+    return process.stdout.readline()
+
+
 @dataclasses.dataclass
 class Program:
     """The program while it runs."""
 
-    process: subprocess.Popen
+    process: subprocess.Popen[str]
     address: str
     greeting: str  # first line of standard output
-    _log: queue.Queue
+    _log: queue.Queue[str]
 
     def wait_log(self, text: str) -> None:
         """Return once a line of standard error ends with `text`; those before it are taken away."""
@@ -55,18 +74,22 @@ def running(*options: str, prefix: tuple[str, ...] = (), address: str | None = N
     """The program with these options, ended at the end; `prefix` is a command that runs it elsewhere."""
     address = address or free_address()
     command = [*prefix, *camera_command("--address", address, *options)]
-    pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
-    with subprocess.Popen(command, env=environment(), **pipes) as process:
-        lines: queue.Queue = queue.Queue()
-        reader = threading.Thread(target=lambda: [lines.put(line.rstrip()) for line in process.stderr])
+    with start(command) as process:
+        lines: queue.Queue[str] = queue.Queue()
+        reader = threading.Thread(target=_read, args=(process.stderr, lines))
         reader.start()
         try:
-            yield Program(process, address, process.stdout.readline(), lines)
+            yield Program(process, address, first_line(process), lines)
         finally:
             process.terminate()
             process.wait(timeout=20)
             reader.join()
     assert process.returncode == 0, list(lines.queue)
+
+
+def _read(stream: IO[str], lines: "queue.Queue[str]") -> None:
+    for line in stream:
+        lines.put(line.rstrip())
 
 
 class Viewer:

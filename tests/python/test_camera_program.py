@@ -11,11 +11,11 @@ import numpy as np
 import pytest
 from PIL import Image
 
-from camera_program import camera_command, environment, running, viewing
+from camera_program import camera_command, environment, first_line, running, start, viewing
 from conftest import free_address
 from gvcp_client import discover
+from tarn.camera.patterns import bars
 from tarn.camera.pixels import FORMATS, encode
-from tarn.camera.settings import Settings
 
 
 def outcome(*options: str) -> tuple[int, str, str]:
@@ -27,7 +27,7 @@ def outcome(*options: str) -> tuple[int, str, str]:
     return done.returncode, done.stdout, done.stderr
 
 
-def python(script: str, **more: str) -> subprocess.CompletedProcess:
+def python(script: str, **more: str) -> subprocess.CompletedProcess[str]:
     """A finished run of a script."""
     command = [sys.executable, "-c", script]
     return subprocess.run(command, env=environment(**more), capture_output=True, text=True, timeout=60)
@@ -129,7 +129,7 @@ def test_serves_several_cameras_with_names_of_their_own() -> None:
         "7",
         address=first,
     ) as program:
-        greetings = [program.greeting] + [program.process.stdout.readline() for _ in range(2)]
+        greetings = [program.greeting] + [first_line(program.process) for _ in range(2)]
         addresses = [f"127.78.0.{host}" for host in (1, 2, 3)]
         for address, greeting in zip(addresses, greetings, strict=True):
             assert greeting.startswith(f"Camera on {address}: ")
@@ -168,7 +168,7 @@ def test_shows_the_pictures_of_a_folder_in_turn(folder: pathlib.Path) -> None:
         assert (viewer.features.read("Width"), viewer.features.read("Height")) == (60, 40)
         viewer.start()
         seen = colours(viewer.next_pictures(7))
-    cycle = [(255, 0, 0), (0, 255, 0), (0, 0, 255)]
+    cycle: list[tuple[int, ...]] = [(255, 0, 0), (0, 255, 0), (0, 0, 255)]
     start = cycle.index(seen[0])
     assert seen == list(itertools.islice(itertools.cycle(cycle), start, start + 7))
 
@@ -176,9 +176,8 @@ def test_shows_the_pictures_of_a_folder_in_turn(folder: pathlib.Path) -> None:
 def test_a_picture_that_cannot_be_read_ends_the_program_with_its_name(folder: pathlib.Path) -> None:
     (folder / "b.bmp").write_bytes(b"broken")
     command = camera_command("--address", address := free_address(), "--pictures", str(folder))
-    pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
-    with subprocess.Popen(command, env=environment(), **pipes) as process:
-        process.stdout.readline()
+    with start(command) as process:
+        first_line(process)
         with viewing(address) as viewer:
             viewer.start()
             _, error = process.communicate(timeout=20)
@@ -215,7 +214,7 @@ def test_sends_each_kind_of_format_as_it_is_defined(name: str) -> None:
         viewer.start()
         (frame,) = viewer.next_frames(1)
     assert frame.leader.pixel_format == FORMATS[name].value
-    source = Settings("", size, FORMATS[name]).source("bars")
+    source = bars(*size)
     possible = {
         encode(np.roll(source.picture, -shift, axis=0)[:60], FORMATS[name]).tobytes()
         for shift in range(0, source.period, 8)

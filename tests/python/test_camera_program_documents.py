@@ -6,23 +6,21 @@ import pathlib
 import pty
 import re
 import shlex
-import subprocess
 
 import pytest
 from PIL import Image
 
-from camera_program import camera_command, environment, viewing
+from camera_program import camera_command, environment, first_line, start, viewing
 from conftest import ROOT, free_address
 
 _hosts = itertools.count(1)
-_PIPES = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
 
 
 def command_lines() -> list[str]:
     """What the documents show after a prompt, and the examples of the program's own help."""
     texts = [path.read_text() for path in (ROOT / "README.md", *(ROOT / "docs").rglob("*.md"))]
-    helping = subprocess.run(camera_command("--help"), env=environment(), text=True, timeout=60, **_PIPES)
-    texts.append(helping.stdout)
+    with start(camera_command("--help")) as program:
+        texts.append(program.communicate(timeout=60)[0])
     found = re.findall(r"^(?:\$|  ) ?(tarn-camera\b.*)$", "\n".join(texts), re.M)
     return sorted(set(found))
 
@@ -42,7 +40,7 @@ def example_files(tmp_path: pathlib.Path) -> pathlib.Path:
     return tmp_path
 
 
-def test_command_lines_of_the_documents_run(example_files):
+def test_command_lines_of_the_documents_run(example_files: pathlib.Path) -> None:
     lines = command_lines()
     assert len(lines) > 12, lines
     for line in lines:
@@ -50,10 +48,8 @@ def test_command_lines_of_the_documents_run(example_files):
         is_camera = not arguments or arguments[0].startswith("--")
         if is_camera:  # on an address that this machine has: the last one counts
             arguments += ["--address", f"127.79.{next(_hosts)}.1"]
-        with subprocess.Popen(
-            camera_command(*arguments), cwd=example_files, env=environment(), text=True, **_PIPES
-        ) as program:
-            first = program.stdout.readline()
+        with start(camera_command(*arguments), cwd=example_files) as program:
+            first = first_line(program)
             if is_camera:
                 program.terminate()
             _, error = program.communicate(timeout=20)
@@ -61,15 +57,13 @@ def test_command_lines_of_the_documents_run(example_files):
         assert first.startswith("Camera on 127.79.") == is_camera, (line, first)
 
 
-def test_a_terminal_shows_one_line_for_each_camera_again_and_again():
+def test_a_terminal_shows_one_line_for_each_camera_again_and_again() -> None:
     address = free_address()
     terminal, end = pty.openpty()
     command = camera_command("--address", address, "--fps", "50")
-    with subprocess.Popen(
-        command, stdout=subprocess.PIPE, stderr=end, env=environment(COLUMNS="100"), text=True
-    ) as program:
+    with start(command, stderr=end, env=environment(COLUMNS="100")) as program:
         os.close(end)
-        program.stdout.readline()
+        first_line(program)
         written = ""
         with viewing(address) as viewer:
             viewer.start()

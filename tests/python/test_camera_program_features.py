@@ -145,7 +145,7 @@ def test_says_why_no_frames_flow() -> None:
         program.wait_log("no frames: no client")
 
 
-def test_says_that_nobody_listens_where_the_stream_goes():
+def test_says_that_nobody_listens_where_the_stream_goes() -> None:
     with running("--fps", "50") as program, viewing(program.address) as viewer:
         port = viewer.receiver.port + 1 if viewer.receiver.port < 65535 else 1025
         viewer.open_stream()

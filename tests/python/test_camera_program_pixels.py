@@ -5,11 +5,10 @@ from typing import Any
 import numpy as np
 import pytest
 
-from tarn.camera.clock import MARKS
+from tarn.camera.clock import MARKS, Clock
 from tarn.camera.patterns import SCROLLS
 from tarn.camera.pixels import FORMATS, encode
 from tarn.camera.scene import Scene, View
-from tarn.camera.settings import Settings
 
 # Two lines of two pixels, red green over blue white, full scale in 16 bits.
 _R, _G, _B, _W = (0xFFFF, 0, 0), (0, 0xFFFF, 0), (0, 0, 0xFFFF), (0xFFFF, 0xFFFF, 0xFFFF)
@@ -85,8 +84,7 @@ def test_parts_of_a_scrolling_pattern_are_what_one_picture_gives(name: str, patt
 
 def test_patterns_move_and_a_still_one_does_not() -> None:
     for pattern in SCROLLS:
-        settings = Settings("", (64, 48), FORMATS["Mono8"])
-        scene = Scene(settings.source(pattern), settings.pixel_format)
+        scene = Scene(SCROLLS[pattern](64, 48), FORMATS["Mono8"])
         view = View(0, 0, 64, 48, 1.0)
         same = np.array_equal(scene.frame(0, view), scene.frame(1, view))
         assert same == (pattern in ("black", "white")), pattern
@@ -94,7 +92,7 @@ def test_patterns_move_and_a_still_one_does_not() -> None:
 
 @pytest.mark.parametrize("size", [(32, 32), (640, 480), (1001, 333)])
 def test_clock_shows_the_number_of_its_frame(size: tuple[int, int]) -> None:
-    clock = Settings("", size, FORMATS["Mono8"]).source("clock")
+    clock = Clock(*size)
     for number in (0, 1, 0xDEADBEEF):
         picture = clock.frame(number)
         assert picture.shape == size[::-1]
