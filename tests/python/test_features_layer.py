@@ -16,7 +16,7 @@ import pytest
 import tarn
 from conftest import ROOT, Camera, MakeCamera, free_address, live_handles, wait_until
 from features import Features, description
-from gvcp_client import WRITEREG, command
+from gvcp_client import WRITEREG, ControlClient, command
 from tarn.gevserver import CategoryNode, IntegerNode, Server
 from tarn.gevserver.features import Boolean, Command, Enumeration, FeatureSet, Float, Integer, String
 
@@ -266,6 +266,9 @@ def test_declarations_that_cannot_be() -> None:
         (lambda: Enumeration(["A"], default="B"), "'B' is none of A"),
         (lambda: type("Set", (FeatureSet,), {"a": Boolean(name="2nd")}), "'2nd' is no name"),
         (lambda: Integer(selector=Integer(0, min=0, max=10_000)), "10001 values of 8 bytes are too many"),
+        (lambda: Integer(selector=Integer()), f"{2**64} values of 8 bytes are too many"),
+        (lambda: cast(Any, Integer)(minimum=3), "Integer has no option minimum"),
+        (lambda: cast(Any, Command)(polling=3), "Command has no option polling"),
         (lambda: Integer(selector=cast(Any, Float())), "only integers and enumerations select"),
         (lambda: type("Set", (FeatureSet,), {"nodes": Integer()}), "Set.nodes is not free"),
     ):
@@ -296,6 +299,22 @@ def test_what_a_camera_cannot_take_leaves_it_as_it_was() -> None:
         with pytest.raises(ValueError, match=text):
             type("Set", (FeatureSet,), attributes)(server)
         assert set(server.node_map.nodes) == before
+
+
+def test_the_documentation_does_what_it_says() -> None:
+    text = (ROOT / "docs" / "features_layer.md").read_text()
+    camera, relation = re.findall(r"```python\n(.*?)```", text, re.DOTALL)
+    address = free_address()
+    names: dict[str, Any] = {"__name__": "documented"}
+    exec(camera.replace("127.0.0.1", address).replace("server.start(", f"{relation}server.start("), names)
+    try:
+        with ControlClient(address) as client:
+            client.connect()
+            assert Features(client).read("Level") == 20
+            assert not names["server"].node_map.PulseLength.is_locked_config.value
+    finally:
+        names["server"].stop()
+        names["lamps"].close()
 
 
 def test_the_example_does_what_it_says() -> None:

@@ -1,11 +1,13 @@
 """The camera for tests of client programs: feeds images, and knows what clients did."""
 
+import importlib
 import itertools
 import pathlib
 import re
 import subprocess
 import sys
 import threading
+import tomllib
 from collections.abc import Iterator
 
 import numpy as np
@@ -129,6 +131,12 @@ def test_addresses_are_free() -> None:
         assert all(re.fullmatch(r"127\.\d+\.\d+\.\d+", address) for address in addresses)
     with camera(address=first.address) as again:
         assert again.server.local_endpoint.address == first.address
+
+
+def test_pytest_finds_the_fixtures_where_the_package_is_installed() -> None:
+    project = tomllib.loads((ROOT / "pyproject.toml").read_text())["project"]
+    plugin = importlib.import_module(project["entry-points"]["pytest11"]["tarn"])
+    assert {"gev_camera", "make_gev_camera"} <= set(vars(plugin))
 
 
 def test_the_documented_test_runs_with_the_fixtures(tmp_path: pathlib.Path) -> None:

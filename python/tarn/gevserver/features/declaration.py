@@ -46,7 +46,12 @@ class ValueOptions(Options, total=False):
 class Feature:
     """A declaration: what a node is to be, before there is a server to put it into."""
 
+    _options_known = Options.__optional_keys__
+
     def __init__(self, options: Options) -> None:
+        unknown = ", ".join(options.keys() - self._options_known)
+        if unknown:
+            raise TypeError(f"{type(self).__name__} has no option {unknown}")
         self.options = options
         self.selectors: tuple[Selector, ...] = ()
         self.name = options.get("name", "")
@@ -81,6 +86,8 @@ class Feature:
 class ValueFeature(Feature, Generic[Value]):
     """A feature with a value; on a feature set the attribute is the value."""
 
+    _options_known = ValueOptions.__optional_keys__
+
     def __init__(self, default: Value, kind: RegisterKind, options: ValueOptions) -> None:
         super().__init__(options)
         self._default = default
@@ -88,7 +95,7 @@ class ValueFeature(Feature, Generic[Value]):
         self._value_options = options
         selector = options.get("selector", ())
         self.selectors = selector if isinstance(selector, tuple) else (selector,)
-        kind.check_count(math.prod(len(each.selects()) for each in self.selectors))
+        kind.check_count(math.prod(each.selects().stop - each.selects().start for each in self.selectors))
         self._read: Callable[[Any], Value] | None = None
         self._written: Callable[[Any, Value], None] | None = None
 
