@@ -99,6 +99,14 @@ def numbers_of(events: list[Event]) -> list[int]:
     return [event.number for event in events]
 
 
+def counted(camera: Camera) -> dict[str, int]:
+    """What the camera counted of its events."""
+    tree = camera.server.node_map
+    return {
+        name: getattr(tree, f"DeviceEvents{name}").value for name in ("Sent", "Repeated", "Lost", "Dropped")
+    }
+
+
 def send_frames(camera: Camera, count: int) -> None:
     picture = np.zeros((48, 64), np.uint8)
     for _ in range(count):
@@ -220,6 +228,7 @@ def test_an_event_is_repeated_until_it_is_acknowledged(motor: Camera) -> None:
         ]
         assert len({event.datagram for event in events}) == 2
         assert events[4].request_id == events[0].request_id + 1
+        assert counted(motor) == {"Sent": 2, "Repeated": 6, "Lost": 2, "Dropped": 0}
 
         tree.MotorPosition.value = 3
         first = receiver.receive()
@@ -244,6 +253,7 @@ def test_one_event_at_a_time_awaits_its_acknowledge(motor: Camera) -> None:
             events.append(event)
     # One on its way, 64 that waited, in their order; the newest were dropped.
     assert [int.from_bytes(event.data, "big") for event in events] == list(range(65))
+    assert counted(motor) == {"Sent": 65, "Repeated": 0, "Lost": 0, "Dropped": 35}
 
 
 def test_a_closed_channel_is_silent(motor: Camera) -> None:
