@@ -21,6 +21,7 @@ void Device::ForgetEventSources() {
 
 void Device::OpenMessages(std::uint32_t address) {
   messages_ = std::make_shared<MessageChannel>(address, clock_);
+  FollowMessageChannel();  // the last run's source port is none of this one's
   FollowNotification();
 }
 
