@@ -36,19 +36,15 @@ def _send_images(server: Server, image: tarn.Image, count: int) -> Cost:
     """As a program would that has its image ready."""
     send = server.stream.send
     wall, cpu = time.perf_counter(), time.process_time()
-    if server.stream.resend_buffers_count:
-        for _ in range(count):
-            send(image, _released)
-    else:
-        for _ in range(count):
-            send(image)
+    for _ in range(count):
+        send(image, _released)
     return time.process_time() - cpu, time.perf_counter() - wall
 
 
 def _send_until_told(server: Server, image: tarn.Image, pipe: Connection) -> None:
     send = server.stream.send
     while not pipe.poll():
-        send(image)
+        send(image, _released)
     pipe.recv()
 
 
