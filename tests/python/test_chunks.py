@@ -7,12 +7,13 @@ import struct
 import subprocess
 import sys
 from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
 
 import tarn
-from conftest import Camera, open_stream, wait_until
+from conftest import Camera, MakeCamera, open_stream, wait_until
 from features import Features
 from feeding import Feeder, noise
 from gvcp_client import BUSY, ControlClient, GvcpError
@@ -73,7 +74,7 @@ def send(camera: Camera, picture: np.ndarray) -> None:
 
 
 @pytest.mark.parametrize("size", [(64, 48), (61, 47), (99, 40)])
-def test_chunks_tell_of_the_image_and_of_the_program(make_camera, size):
+def test_chunks_tell_of_the_image_and_of_the_program(make_camera: MakeCamera, size: tuple[int, int]) -> None:
     camera = make_camera(size, start=False)
     tree = camera.server.node_map
     add_chunks(tree)
@@ -106,7 +107,7 @@ def test_chunks_tell_of_the_image_and_of_the_program(make_camera, size):
     assert frames[0].chunk_layout != 0
 
 
-def test_the_client_chooses_chunks_while_it_does_not_stream(camera):
+def test_the_client_chooses_chunks_while_it_does_not_stream(camera: Camera) -> None:
     picture = noise((64, 48), PfncFormat.Mono8, 0)
     frames: list[Frame] = []
     for chosen in ((), (TIMESTAMP,), (WIDTH, HEIGHT), (HEIGHT, WIDTH)):
@@ -137,7 +138,7 @@ def test_the_client_chooses_chunks_while_it_does_not_stream(camera):
         assert features.read("PayloadSize") == picture.nbytes
 
 
-def test_a_given_payload_size_is_the_images_own(make_camera):
+def test_a_given_payload_size_is_the_images_own(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     camera.server.node_map.PayloadSizeValue.value = 5000
     camera.server.start(camera.address)
@@ -147,7 +148,7 @@ def test_a_given_payload_size_is_the_images_own(make_camera):
         assert features.read("PayloadSize") - 5000 == len(frame.payload) - 64 * 48
 
 
-def test_registers_come_and_go_as_chunks(make_camera):
+def test_registers_come_and_go_as_chunks(make_camera: MakeCamera) -> None:
     camera = make_camera(start=False)
     server, tree = camera.server, camera.server.node_map
     add_chunks(tree)
@@ -171,7 +172,7 @@ def test_registers_come_and_go_as_chunks(make_camera):
 
 
 @pytest.mark.parametrize("fault", ["shared", "moving", "name", "many"])
-def test_what_cannot_be_a_chunk_is_refused_by_its_name(make_camera, fault):
+def test_what_cannot_be_a_chunk_is_refused_by_its_name(make_camera: MakeCamera, fault: Any) -> None:
     camera = make_camera(start=False)
     tree = camera.server.node_map
 
@@ -206,7 +207,7 @@ def test_what_cannot_be_a_chunk_is_refused_by_its_name(make_camera, fault):
 
 
 @pytest.mark.usefixtures("aravis_binding")
-def test_aravis_reads_chunks(make_camera):
+def test_aravis_reads_chunks(make_camera: MakeCamera) -> None:
     camera = make_camera((61, 47), resend=2, start=False)
     tree = camera.server.node_map
     add_chunks(tree)
@@ -231,7 +232,7 @@ def test_aravis_reads_chunks(make_camera):
         assert (fact["ChunkExposureTime"], fact["ChunkCount"], fact["ChunkLabel"]) == (12.25, -3, "bench")
 
 
-def test_the_reference_library_reads_chunks(make_camera):
+def test_the_reference_library_reads_chunks(make_camera: MakeCamera) -> None:
     peer = pytest.importorskip("genapi_peer")
     camera = make_camera((64, 48), start=False)
     tree = camera.server.node_map
@@ -242,7 +243,10 @@ def test_the_reference_library_reads_chunks(make_camera):
         client.connect()
         open_stream(client, receiver)
         nodes, _port = peer.node_map(client)
-        value = lambda name: nodes.get_node(name).value  # noqa: E731
+
+        def value(name: str) -> Any:
+            return nodes.get_node(name).value
+
         nodes.get_node("ChunkModeActive").value = True
         selector, enable = nodes.get_node("ChunkSelector"), nodes.get_node("ChunkEnable")
         for entry in selector.symbolics:
@@ -268,3 +272,22 @@ def test_the_reference_library_reads_chunks(make_camera):
             adapter.detach_buffer()
         nodes.get_node("AcquisitionStop").execute()
         wait_until(lambda: not camera.server.stream.is_running, "the acquisition ends")
+
+
+def test_the_documents_example_sends_its_chunks() -> None:
+    document = (pathlib.Path(__file__).parents[2] / "docs" / "chunks.md").read_text()
+    example = document.split("```python\n")[1].split("```")[0].replace("127.0.0.1", address := free_address())
+    # A client comes between the start and the images, which go out when somebody streams.
+    begin, images = example.split("for microseconds")
+    names: dict[str, object] = {}
+    exec(begin, names)
+    camera = Camera(names["server"], address)
+    try:
+        with streaming(camera) as (_, receiver, _):
+            exec("for microseconds" + images.removesuffix("server.stop()\n"), names)
+            frames = receiver.wait_frames(3)
+    finally:
+        camera.end()
+    values = [struct.unpack(">d", frame.chunks[OF_PROGRAM])[0] for frame in frames]
+    assert values == [100.0, 200.0, 400.0]
+    assert [frame.chunks[IMAGE_ID][0] for frame in frames] == [50, 100, 200]

@@ -47,11 +47,9 @@ SILENCE = 0.3  # seconds without an event that count as none coming
 
 def define(tree: NodeMap, name: str, number: int, *nodes: Node) -> IntegerNode:
     """The event `name`, with nodes that belong to it."""
-    (event,) = put(tree, IntegerNode.create(f"Event{name}"))
+    event = IntegerNode.create(f"Event{name}")
     event.value_config_as_int = number
-    for node in (event, *nodes):
-        if node is not event:
-            put(tree, node)
+    for node in put(tree, event, *nodes):
         tree.EventControl.add(node, NodeList.Child)
     return event
 
@@ -71,7 +69,9 @@ def motor(make_camera: Callable[..., Camera]) -> Camera:
 
 
 @contextlib.contextmanager
-def listening(camera: Camera, *numbers: int, silent: bool = False, **channel: int) -> Iterator[tuple]:
+def listening(
+    camera: Camera, *numbers: int, silent: bool = False, **channel: int
+) -> Iterator[tuple[ControlClient, EventReceiver]]:
     """A client in control that asked for these events: yields (client, receiver)."""
     with EventReceiver(silent=silent) as receiver, camera.client() as client:
         client.connect()
@@ -89,8 +89,8 @@ def notify(client: ControlClient, *numbers: int, on: bool = True) -> None:
 
 def received(receiver: EventReceiver, count: int) -> list[Event]:
     """This many events, and no more."""
-    events = [receiver.receive() for _ in range(count)]
-    assert None not in events
+    events = [event for _ in range(count) if (event := receiver.receive())]
+    assert len(events) == count
     assert receiver.receive(SILENCE) is None
     return events
 
