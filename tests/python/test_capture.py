@@ -1,22 +1,19 @@
-"""A whole session on the wire, judged by tshark's GigE Vision dissectors."""
+"""Every command and every payload type on the wire, as tshark's dissectors read them."""
 
-import collections
-import contextlib
 import dataclasses
-import json
+import itertools
 import pathlib
 import socket
 import struct
-import subprocess
 import threading
-from collections.abc import Iterator, Mapping
+from collections.abc import Mapping
 
 import numpy as np
-import pytest
 
 import tarn
-from conftest import Camera, address_word, need_tool, open_stream, wait_until
+from conftest import Camera, MakeCamera, address_word, need_tool, open_stream
 from features import Features
+from feeding import noise
 from gvcp_client import (
     CCP,
     DISCOVERY,
@@ -32,82 +29,19 @@ from gvcp_client import (
     WRITEMEM,
     WRITEREG,
     command,
-    discover,
 )
-from gvsp_receiver import Frame, StreamReceiver
+from gvsp_receiver import CHUNKED, FILE, IMAGE, RAW_DATA, Frame, StreamReceiver
 from tarn import PfncFormat
+from tshark import Expected, Fields, assert_reads, capturing, dissected, faults, numbers, show
 
-Fields = list[tuple[str, str]]  # of one packet, by tshark's names, in wire order
-Expected = Mapping[str, int | str | list[int]]
-
-
-@contextlib.contextmanager
-def capturing(address: str, path: pathlib.Path) -> Iterator[None]:
-    """Record the address's UDP traffic on the loopback interface."""
-    command = ["tshark", "-Q", "-i", "lo", "-f", f"udp and host {address}", "-w", str(path)]
-    tshark = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
-    try:
-
-        def listening() -> bool:
-            assert tshark.poll() is None, tshark.stderr.read()
-            discover(address, wait=0.05)
-            return path.exists() and path.stat().st_size > 1000
-
-        wait_until(listening, "tshark records", 30)
-        yield
-        discover(address, wait=0.1)  # a last packet, so that the wait below knows the end
-        wait_until(lambda: bool(show(path, "gvcp.cmd.command == 0x0002")), "the capture is written")
-    finally:
-        tshark.terminate()
-        tshark.wait(10)
-        tshark.stderr.close()
-
-
-def show(path: pathlib.Path, condition: str, *fields: str, decode_as: str = "") -> list[str]:
-    """Packets of a capture that meet a display condition, one line of fields each."""
-    decode = ["-d", decode_as] if decode_as else []
-    wanted = [part for field in ("frame.number", *fields) for part in ("-e", field)]
-    command = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "fields", *wanted]
-    return subprocess.run(command, capture_output=True, text=True, check=False).stdout.splitlines()
-
-
-def flattened(layer: object) -> Iterator[tuple[str, str]]:
-    """Names and values of a dissected packet's fields, whatever groups they stand in."""
-    for name, value in layer:
-        if isinstance(value, str):
-            yield name, value
-        elif isinstance(value, list):
-            yield from flattened(value)
-
-
-def dissected(path: pathlib.Path, protocol: str, condition: str, decode_as: str = "") -> list[Fields]:
-    """What a protocol's dissector says of each packet that meets the condition."""
-    decode = ["-d", decode_as] if decode_as else []
-    command_line = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "json"]
-    done = subprocess.run(command_line, capture_output=True, text=True, check=True)
-    packets = json.loads(done.stdout, object_pairs_hook=list)
-    layers = (dict(dict(packet)["_source"])["layers"] for packet in packets)
-    return [list(flattened(dict(layer)[protocol])) for layer in layers]
-
-
-def faults(path: pathlib.Path, decode_as: str = "") -> list[str]:
-    """Packets that tshark calls malformed or warns about."""
-    condition = "_ws.malformed || _ws.expert.severity >= 0x600000"  # warnings and errors
-    return show(path, condition, "frame.protocols", "_ws.expert.message", decode_as=decode_as)
-
-
-def numbers(packet: Fields, name: str) -> list[int]:
-    """All values of a field, in wire order."""
-    return [int(text, 0) for field, text in packet if field == name]
-
-
-def assert_reads(packet: Fields, expected: Expected, what: str) -> None:
-    """Fields have these values: numbers, texts, or the numbers of a field that repeats."""
-    for name, value in expected.items():
-        if isinstance(value, str):
-            assert [text for field, text in packet if field == name] == [value], f"{what}: {name}"
-        else:
-            assert numbers(packet, name) == (value if isinstance(value, list) else [value]), f"{what}: {name}"
+SIZE = (64, 48)
+FRAMES = 3
+FILE_NAME = "image.raw"
+ACTION = 0x0100
+ACTION_KEYS = (0x11223344, 0x55667788, 0x99AABBCC)
+ACTION_REGISTERS = (0x090C, 0x9800, 0x9804)
+ACTION_FIELDS = [f"gvcp.cmd.action.{key}" for key in ("devicekey", "groupkey", "groupmask")]
+FAR_FUTURE = 1 << 62  # ticks
 
 
 @dataclasses.dataclass(frozen=True)
@@ -206,36 +140,50 @@ def conversation(address: str) -> dict[str, Asked]:
             None,
             flags=0x10,
         ),
+        "ACTION": Asked(
+            ACTION,
+            words(*ACTION_KEYS),
+            {field: key for field, key in zip(ACTION_FIELDS, ACTION_KEYS, strict=True)},
+            {},
+        ),
+        "ACTION, scheduled": Asked(
+            ACTION,
+            words(*ACTION_KEYS) + struct.pack(">Q", FAR_FUTURE),
+            {**dict(zip(ACTION_FIELDS, ACTION_KEYS, strict=True)), "gvcp.cmd.action.time": FAR_FUTURE},
+            {},
+            flags=0x81,
+        ),
     }
 
 
-def test_every_command_reads_as_it_was_meant(camera, tmp_path):
+def test_every_command_reads_as_it_was_meant(camera: Camera, tmp_path: pathlib.Path) -> None:
     need_tool("tshark")
     path = tmp_path / "commands.pcapng"
     rows = conversation(camera.address)
     first_id = 0x4000
     with capturing(camera.address, path), camera.client() as client:
         client.connect(beat=None)
+        client.write_registers(*zip(ACTION_REGISTERS, ACTION_KEYS, strict=True))
         for number, row in enumerate(rows.values(), first_id):
             datagram = command(row.code, row.payload, number, row.flags)
             if row.answered is None:
                 client.send_raw(datagram)
             else:
-                assert client.exchange(datagram).status == 0
+                ack = client.exchange(datagram)
+                assert ack and ack.status == 0
     assert not faults(path)
     exchanged = dissected(path, "gvcp", f"gvcp.cmd.req_id >= {first_id} && gvcp.cmd.req_id < 0x5000")
     for number, (name, row) in enumerate(rows.items(), first_id):
         packets = [packet for packet in exchanged if numbers(packet, "gvcp.cmd.req_id") == [number]]
         assert len(packets) == (1 if row.answered is None else 2), name
-        assert_reads(
-            packets[0], {"gvcp.cmd.command": row.code, "gvcp.cmd.flags": row.flags} | row.asked, name
-        )
+        asked: Expected = {"gvcp.cmd.command": row.code, "gvcp.cmd.flags": row.flags}
+        assert_reads(packets[0], asked | row.asked, name)
         if row.answered is not None:
-            answer = {"gvcp.ack": row.code + 1, "gvcp.cmd.status": 0} | row.answered
-            assert_reads(packets[1], answer, f"answer to {name}")
+            answered: Expected = {"gvcp.ack": row.code + 1, "gvcp.cmd.status": 0}
+            assert_reads(packets[1], answered | row.answered, f"answer to {name}")
 
 
-def test_pending_acknowledge_reads_as_it_was_meant(camera, tmp_path):
+def test_pending_acknowledge_reads_as_it_was_meant(camera: Camera, tmp_path: pathlib.Path) -> None:
     need_tool("tshark")
     path = tmp_path / "pending.pcapng"
     gate = threading.Event()
@@ -245,11 +193,12 @@ def test_pending_acknowledge_reads_as_it_was_meant(camera, tmp_path):
         client.write_register(GVCP_CONFIGURATION, 0x2)
         address, _ = Features(client).register("AcquisitionStop")
         client.send_raw(command(WRITEREG, words(address, 1), 0x4000))
-        pending = client.receive(5)
+        answers = [client.receive(5)]
         gate.set()
-        while client.receive(5).code == PENDING_ACK:
-            pass
-    assert pending.code == PENDING_ACK
+        while (latest := answers[-1]) and latest.code == PENDING_ACK:
+            answers.append(client.receive(5))
+    pending = answers[0]
+    assert pending and pending.code == PENDING_ACK
     assert not faults(path)
     packets = dissected(path, "gvcp", f"gvcp.ack == {PENDING_ACK}")
     milliseconds = struct.unpack_from(">H", pending.payload, 2)[0]
@@ -260,91 +209,87 @@ def test_pending_acknowledge_reads_as_it_was_meant(camera, tmp_path):
     )
 
 
-def judge_stream(
-    path: pathlib.Path, port: int, frames: list[Frame], picture: np.ndarray, extended: bool
-) -> None:
-    """Each stream packet says to the judge what the receiver understood, and the pixels are the picture's."""
-    block_id, packet_id = (
-        ("gvsp.blockid64", "gvsp.packetid32") if extended else ("gvsp.blockid16", "gvsp.packetid24")
-    )
-    long_form = 0x80 if extended else 0  # the format field is shown with the bit that marks 64-bit ids
-    packets = dissected(path, "gvsp", f"gvsp && udp.dstport == {port}", f"udp.port=={port},gvsp")
-    by_place: dict[tuple[int, int], Fields] = {}
-    for packet in packets:
-        (block,), (number,) = numbers(packet, block_id), numbers(packet, packet_id)
-        by_place.setdefault((block, number), packet)
-        assert numbers(packet, "gvsp.status") == [0]
-    height, width = picture.shape
-    for frame in frames:
-        last = frame.trailer
-        assert_reads(
-            by_place[frame.block, 0],
-            {
-                "gvsp.format": long_form | 1,
-                "gvsp.payloadtype": 1,
-                "gvsp.timestamp": frame.leader.timestamp,
-                "gvsp.pixel": PfncFormat.Mono8,
-                "gvsp.sizex": width,
-                "gvsp.sizey": height,
-                "gvsp.offsetx": 0,
-                "gvsp.offsety": 0,
-                "gvsp.paddingx": 0,
-                "gvsp.paddingy": 0,
-            },
-            f"leader of block {frame.block}",
-        )
-        trailer = {"gvsp.format": long_form | 2, "gvsp.payloadtype": 1, "gvsp.sizey": height}
-        assert_reads(by_place[frame.block, last], trailer, f"trailer of block {frame.block}")
-        data = [by_place[frame.block, number] for number in range(1, last)]
-        assert {form for packet in data for form in numbers(packet, "gvsp.format")} == {long_form | 3}
-        text = ":".join(value for packet in data for name, value in packet if name == "gvsp.payloaddata")
-        assert bytes.fromhex(text.replace(":", "")) == picture.tobytes(), f"block {frame.block}"
+def judge_block(block: Mapping[int, Fields], frame: Frame, sent: bytes, extended: bool, what: str) -> None:
+    """The judge reads in a block's packets what the receiver understood and what was sent."""
+    form = 0x80 if extended else 0  # the format field is shown with the bit that marks 64-bit ids
+    width, height = SIZE
+    kind = frame.payload_type & ~CHUNKED
+    leader: Expected = {"gvsp.format": form | 1, "gvsp.payloadtype": frame.payload_type}
+    trailer: Expected = {"gvsp.format": form | 2, "gvsp.payloadtype": frame.payload_type}
+    if kind == IMAGE:
+        geometry = {"sizex": width, "sizey": height, "offsetx": 0, "offsety": 0, "paddingx": 0, "paddingy": 0}
+        leader |= {f"gvsp.{field}": value for field, value in geometry.items()}
+        leader |= {"gvsp.pixel": PfncFormat.Mono8, "gvsp.timestamp": frame.leader.timestamp}
+        trailer |= {"gvsp.sizey": height}
+    else:
+        leader |= {"gvsp.payloaddatasize": len(frame.payload), "gvsp.timestamp": frame.data_leader.timestamp}
+        leader |= {"gvsp.filename": FILE_NAME} if kind == FILE else {}
+    last = frame.trailer
+    assert last
+    assert_reads(block[0], leader, f"{what}, leader")
+    assert_reads(block[last], trailer, f"{what}, trailer")
+    data = [block[number] for number in range(1, last)]
+    assert {number for packet in data for number in numbers(packet, "gvsp.format")} == {form | 3}, what
+    text = "".join(value for packet in data for name, value in packet if name == "gvsp.payloaddata")
+    read = bytes.fromhex(text.replace(":", ""))
+    assert read == frame.payload, what
+    assert read.startswith(sent), what
 
 
-@pytest.mark.parametrize("extended", [False, True])
-def test_a_session_has_no_malformed_packet_and_no_warning(make_camera, tmp_path, extended):
-    need_tool("tshark")
-    camera: Camera = make_camera((320, 240), resend=20)
-    path = tmp_path / "session.pcapng"
-    picture = np.arange(320 * 240, dtype=np.uint32).astype(np.uint8).reshape(240, 320)
+@dataclasses.dataclass(frozen=True)
+class Session:
+    """What a client saw of one stream."""
+
+    name: str
+    port: int
+    extended: bool
+    frames: list[Frame]
+
+
+def stream_once(camera: Camera, sent: np.ndarray, kind: str, chunks: bool, extended: bool) -> Session:
+    """A client's whole session: some frames of the payload type, with packets that are asked for again."""
 
     def lost(block: int, number: int, copies: int) -> bool:
         return copies == 0 and number == block
 
-    with capturing(camera.address, path):
-        assert discover(camera.address)
-        with (
-            StreamReceiver(drop=lost, resend_from=camera.address) as receiver,
-            camera.client() as client,
-        ):
-            client.connect()
-            features = Features(client)
-            if extended:
-                features.write("GevGVSPExtendedIDMode", 1)
-            open_stream(client, receiver)
-            port = receiver.port
-            features.execute("AcquisitionStart")
-            camera.wait_running()
-            for _ in range(20):
-                camera.server.stream.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
-            frames = receiver.wait_frames(20)
-            features.execute("AcquisitionStop")
-        assert all(frame.is_whole for frame in frames)
+    with StreamReceiver(drop=lost, resend_from=camera.address) as receiver, camera.client() as client:
+        client.connect()
+        features = Features(client)
+        features.write("PayloadType", {"Image": IMAGE, "RawData": RAW_DATA, "File": FILE}[kind])
+        features.write("ChunkModeActive", chunks)
+        features.write("GevGVSPExtendedIDMode", extended)
+        open_stream(client, receiver, 576)
+        features.execute("AcquisitionStart")
+        camera.wait_running()
+        for _ in range(FRAMES):
+            camera.server.stream.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
+        frames = receiver.wait_frames(FRAMES)
+        features.execute("AcquisitionStop")
+        name = f"{kind}{' with chunks' * chunks}{', 64-bit ids' * extended}"
+        assert all(frame.is_whole and frame.asked for frame in frames), name
+        return Session(name, receiver.port, extended, frames)
 
-    found = faults(path, f"udp.port=={port},gvsp")
-    assert not found, "\n".join(found[:20])
-    judge_stream(path, port, frames, picture, extended)
-    codes = collections.Counter(
-        code
-        for line in show(path, "gvcp", "gvcp.cmd.command", "gvcp.ack")
-        for code in line.split("\t")[1:]
-        if code
-    )
-    for code, at_least in {
-        DISCOVERY: 1,
-        DISCOVERY + 1: 1,
-        PACKETRESEND: 20,
-        READMEM: 10,
-        READMEM + 1: 10,
-    }.items():
-        assert codes[f"0x{code:04x}"] >= at_least, f"{code:#x}: {codes}"
+
+def test_every_payload_type_reads_as_it_was_sent(make_camera: MakeCamera, tmp_path: pathlib.Path) -> None:
+    need_tool("tshark")
+    camera = make_camera(SIZE, resend=FRAMES)
+    path = tmp_path / "streams.pcapng"
+    sent = noise(SIZE, PfncFormat.Mono8, 0)
+    with capturing(camera.address, path):
+        ways = itertools.product(["Image", "RawData", "File"], [False, True], [False, True])
+        sessions = [stream_once(camera, sent, *way) for way in ways]
+    decode_as = " ".join(f"udp.port=={session.port},gvsp" for session in sessions)
+    assert not faults(path, decode_as)
+    packets: dict[tuple[int, int], dict[int, Fields]] = {}
+    long_ids = {session.port: session.extended for session in sessions}
+    for packet in dissected(path, "gvsp", "gvsp", decode_as):
+        (port,) = numbers(packet, "udp.dstport")
+        names = ("blockid64", "packetid32") if long_ids[port] else ("blockid16", "packetid24")
+        (block,), (number,) = (numbers(packet, f"gvsp.{name}") for name in names)
+        assert numbers(packet, "gvsp.status") == [0]
+        packets.setdefault((port, block), {}).setdefault(number, packet)
+    for session in sessions:
+        for frame in session.frames:
+            what = f"{session.name}, block {frame.block}"
+            judge_block(packets[session.port, frame.block], frame, sent.tobytes(), session.extended, what)
+    assert len(show(path, f"gvcp.cmd.command == {PACKETRESEND}")) >= FRAMES * len(sessions)
