@@ -34,8 +34,8 @@ from gvcp_client import (
 from gvsp_receiver import StreamReceiver
 from node_trees import put
 from tarn.gevserver import Int32RegNode, IntegerNode, Node, NodeList, NodeMap, StringRegNode
-from test_capture import capturing, dissected, faults, show
 from test_memory import resident_kilobytes
+from tshark import capturing, dissected, faults, show
 
 PRIMARY_SWITCH = 0x0007
 ACQUISITION_START, ACQUISITION_END, FRAME_START, FRAME_END = range(0x9001, 0x9005)
