@@ -196,6 +196,8 @@ class StreamReceiver:
         Called with (block, packet number, copies seen before); true makes the receiver blind to that packet.
     resend_from : str, optional
         Address of the device to ask for missing packets; None never asks.
+    group : tuple of str and int, optional
+        A multicast group and port to listen to instead, which other receivers may share.
     """
 
     def __init__(
@@ -204,6 +206,7 @@ class StreamReceiver:
         local: str = "127.0.0.1",
         drop: Callable[[int, int, int], bool] | None = None,
         resend_from: str | None = None,
+        group: tuple[str, int] | None = None,
     ) -> None:
         self.test_packets: list[bytes] = []
         self.frames: list[Frame] = []  # in the order of their ends
@@ -221,7 +224,11 @@ class StreamReceiver:
             self._socket.setsockopt(socket.SOL_SOCKET, 33, _BUFFER_BYTES)  # SO_RCVBUFFORCE
         except PermissionError:
             self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER_BYTES)
-        self._socket.bind((local, 0))
+        if group:
+            self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            membership = socket.inet_aton(group[0]) + socket.inet_aton(local)
+            self._socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, membership)
+        self._socket.bind(group or (local, 0))
         self._socket.settimeout(_ASK_AFTER / 2)
         self._ending = False
         self._thread = threading.Thread(target=self._run, daemon=True)
