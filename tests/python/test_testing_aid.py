@@ -2,6 +2,7 @@
 
 import importlib
 import itertools
+import os
 import pathlib
 import re
 import subprocess
@@ -116,6 +117,12 @@ def test_what_cannot_be_sent_fails_the_test() -> None:
         with pytest.raises(ValueError, match=too_large):
             cam.wait_frames_sent(1)
 
+    with camera(Server.create_non_streaming()) as cam:
+        with pytest.raises(ValueError, match="made without a stream"):
+            cam.send(large)
+        with pytest.raises(ValueError, match="made without a stream"):
+            cam.wait_acquisition()
+
     def broken() -> Iterator[np.ndarray]:
         raise OSError("no such video")
         yield
@@ -159,6 +166,7 @@ def test_the_documented_test_runs_with_the_fixtures(tmp_path: pathlib.Path) -> N
     ran = subprocess.run(
         [sys.executable, "-m", "pytest", "-q", *options, *plugins, str(tmp_path)],
         cwd=tmp_path,
+        env=os.environ | {"PYTEST_DISABLE_PLUGIN_AUTOLOAD": "1"},  # the fixtures come from this build alone
         capture_output=True,
         text=True,
         timeout=60,

@@ -27,7 +27,7 @@ from types import TracebackType
 from typing import Any, NamedTuple, Self, TypeGuard
 
 import tarn
-from tarn.gevserver import CategoryNode, EnumEntryNode, Node, Server, ValueNode
+from tarn.gevserver import CategoryNode, EnumEntryNode, Node, Server, Stream, ValueNode
 
 __all__ = ["RunningCamera", "Write", "camera", "free_address"]
 
@@ -156,7 +156,8 @@ class RunningCamera:
 
     def wait_acquisition(self, timeout: float = 10.0) -> None:
         """Return when a client takes images; `timeout` in seconds."""
-        self._notes.wait(lambda: self.server.stream.is_running, timeout, "a client starts acquisition")
+        stream = self._stream()
+        self._notes.wait(lambda: stream.is_running, timeout, "a client starts acquisition")
 
     def wait_frames_sent(self, count: int, timeout: float = 10.0) -> None:
         """Return when so many images went out; `timeout` in seconds."""
@@ -188,7 +189,8 @@ class RunningCamera:
         Parameters
         ----------
         pictures : iterable of buffers
-            As for `send`; may be endless. What it raises is raised at the end of the camera.
+            As for `send`; may be endless, but not block for ever. What it raises fails the test: in the
+            method that waits, or at the end of the camera.
         rate : float, optional
             Images per second at most.
         """
@@ -197,16 +199,24 @@ class RunningCamera:
         sends = (functools.partial(self._try_send, self._image(picture)) for picture in pictures)
         self._feeds.append(_Feed(sends, 1 / rate, self._notes.fail))
 
+    def _stream(self) -> Stream:
+        stream: Stream | None = self.server.stream
+        if stream is None:
+            raise ValueError("the camera was made without a stream")
+        return stream
+
     def _image(self, picture: object) -> tarn.Image:
+        """A copy of the picture, of a size that the stream can send."""
+        self._stream()  # there has to be one
         image = tarn.WrappedImage.from_buffer(picture).copy()
-        payload = self.server.node_map.PayloadSizeValue.value
-        size = memoryview(image).nbytes
+        size, payload = memoryview(image).nbytes, self.server.node_map.PayloadSizeValue.value
         if size > payload:
             raise ValueError(f"an image of {size} bytes; the camera sends at most {payload}")
         return image
 
     def _try_send(self, image: tarn.Image) -> bool:
-        if not self.server.stream.is_running or not self.server.stream.try_send(image, _released):
+        stream = self._stream()
+        if not stream.is_running or not stream.try_send(image, _released):
             return False
         self._notes.frame()
         return True
@@ -222,8 +232,9 @@ class _Notes:
         self.frames = 0
 
     def write(self, node: Any) -> None:
+        written = Write(node.name_only, getattr(node, "value", None))
         with self._changed:
-            self._writes.append(Write(node.name_only, getattr(node, "value", None)))
+            self._writes.append(written)
             self._changed.notify_all()
 
     def frame(self) -> None:
