@@ -1,6 +1,5 @@
 """What clients set on the camera program, and what that does to its frames."""
 
-from typing import Any
 
 import numpy as np
 import pytest
@@ -77,6 +76,19 @@ def test_frame_rate_holds_from_the_next_frame_on() -> None:
         viewer.next_frames(20)
 
 
+@pytest.mark.parametrize(
+    ("options", "megabytes"),
+    [
+        ([], 40),
+        (["--size", "1920x1080", "--format", "RGB8", "--fps", "10"], 4 * 1920 * 1080 * 3 * 10 / 1e6),
+        (["--throughput", "5.5"], 5.5),
+    ],
+)
+def test_stream_is_gentle_unless_told(options: list[str], megabytes: float) -> None:
+    with running(*options) as program, viewing(program.address) as viewer:
+        assert viewer.read_count("DeviceLinkThroughputLimit") == int(megabytes * 1e6)
+
+
 def test_drops_frames_on_purpose_and_counts_them() -> None:
     with running("--pattern", "clock", "--fps", "200", "--drop", "50%", "--size", "64x64") as program:
         with viewing(program.address) as viewer:
@@ -93,7 +105,7 @@ def test_drops_frames_on_purpose_and_counts_them() -> None:
 
 @pytest.mark.parametrize("way", ["option", "feature"])
 @pytest.mark.parametrize("fault", ["corrupt", "freeze", "drop"])
-def test_each_fault_can_be_set_both_ways(fault: Any, way: str) -> None:
+def test_each_fault_can_be_set_both_ways(fault: str, way: str) -> None:
     value = {"corrupt": ["--corrupt", "100%"], "freeze": ["--freeze"], "drop": ["--drop", "100%"]}[fault]
     pattern = "white" if fault == "corrupt" else "clock"
     options = ["--pattern", pattern, "--fps", "100", *(value if way == "option" else [])]

@@ -134,6 +134,7 @@ def _camera(address: str, identity: Identity, **options: Any) -> Settings:
         film=film,
         resend=options["resend"],
         driver=DRIVERS[options["driver"]],
+        throughput=options["throughput"] and options["throughput"] * 1e6,
         identity=identity,
         defaults=defaults,
         frames=options["frames"],

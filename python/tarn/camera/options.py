@@ -72,6 +72,13 @@ OPTIONS: list[click.Parameter] = [
         show_default=True,
         help="Frames kept for clients that ask for lost packets again; 0 for no resend.",
     ),
+    _network(
+        "--throughput",
+        type=click.FloatRange(0.1, 100_000),
+        metavar="MB/S",
+        help="Largest rate of the stream, in millions of bytes per second; else four times what the pictures "
+        "need, but at least 40. Feature DeviceLinkThroughputLimit.",
+    ),
     _picture(
         "--pattern",
         type=click.Choice([name for name in controls.PATTERN_ENTRIES if name != controls.FILM]),

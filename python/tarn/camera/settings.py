@@ -33,6 +33,7 @@ class Settings:
     film: Pictures | Video | None = None  # what is seen without a test pattern
     resend: int = 4  # frames kept for packet resend
     driver: int = DriverType.Auto
+    throughput: float | None = None  # largest rate of the stream in bytes per second; None for a gentle one
     identity: Identity = dataclasses.field(default_factory=Identity)
     defaults: Defaults = dataclasses.field(default_factory=Defaults)
     frames: int | None = None  # to take, then the camera ends; None for no end
