@@ -10,6 +10,7 @@ import sys
 import threading
 import tomllib
 from collections.abc import Iterator
+from typing import Any
 
 import numpy as np
 import pytest
@@ -26,9 +27,9 @@ from tarn.gevserver.testing import Write, camera, free_address
 PICTURES = [np.full((48, 64), grey, np.uint8) for grey in (10, 20, 30)]
 
 
-def grab(address: str, count: int) -> list[Frame]:
+def grab(address: str, count: int, **receiver_options: Any) -> list[Frame]:
     """What a client program does: start, take frames, stop."""
-    with StreamReceiver() as receiver, ControlClient(address) as client:
+    with StreamReceiver(**receiver_options) as receiver, ControlClient(address) as client:
         client.connect()
         open_stream(client, receiver)
         features = Features(client)
@@ -57,9 +58,16 @@ def test_a_client_gets_what_was_fed_and_leaves_a_record() -> None:
 
 
 def test_send_waits_for_a_client_and_copies() -> None:
+    """The client asks again for what it lost after the test has changed its array."""
+
+    def lost(_block: int, number: int, copies: int) -> bool:
+        return number == 1 and copies == 0
+
     with camera(resend_buffers=3) as cam:
         grabbed: list[Frame] = []
-        program = threading.Thread(target=lambda: grabbed.extend(grab(cam.address, 2)))
+        program = threading.Thread(
+            target=lambda: grabbed.extend(grab(cam.address, 2, drop=lost, resend_from=cam.address))
+        )
         program.start()
         picture = PICTURES[0].copy()
         cam.send(picture)
