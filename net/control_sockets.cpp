@@ -30,9 +30,9 @@ bool Bind(const OwnedFd& socket, Endpoint to) noexcept {
 
 OwnedFd UnicastSocket(Endpoint local) {
   OwnedFd socket = UdpSocket();
-  // No address is shared: with SO_REUSEADDR a second device would take over the traffic of the first. Answers
-  // to clients of other subnets may have to be broadcast.
-  if (!socket || !Enable(socket, SOL_SOCKET, SO_BROADCAST) || !Bind(socket, local)) {
+  // No address is shared: with SO_REUSEADDR a second device would take over the traffic of the first. Nothing
+  // is sent to broadcast addresses: the answer to a command with a forged source would go to everybody.
+  if (!socket || !Bind(socket, local)) {
     throw std::system_error(
         errno, std::generic_category(),
         "cannot bind " + DottedAddress(local.address) + " port " + std::to_string(local.port));
