@@ -9,7 +9,6 @@ import numpy as np
 import tarn
 from tarn.camera.controls import Controls
 from tarn.camera.faults import Faults
-from tarn.camera.pictures import SourceError
 from tarn.camera.scene import Scene
 from tarn.camera.settings import Settings
 from tarn.camera.shutter import Shutter, Wake
@@ -89,14 +88,14 @@ class Camera:
         return self._thread.is_alive()
 
     def _throughput(self) -> float:
-        """Bytes per second: enough for what is asked for, and gentle to clients that are held up for a moment."""
+        """Bytes per second: enough for what is asked for, gentle to clients that are held up for a moment."""
         settings = self.settings
         if settings.throughput:
             return settings.throughput
         needed = settings.pixel_format.payload_bytes(*settings.size) * settings.defaults.rate
-        gentle = max(_LEAST_THROUGHPUT, needed * _MARGIN)
-        link = self.server.node_map.DeviceLinkSpeed.value  # 0 where it is not known
-        return min(gentle, link) if link else gentle
+        tree = self.server.node_map
+        link = tree.DeviceLinkSpeed.value  # 0 where it is not known
+        return min(max(_LEAST_THROUGHPUT, needed * _MARGIN), link or tree.DeviceLinkThroughputLimit.max)
 
     def _name_it(self) -> None:
         identity = self.settings.identity
@@ -109,7 +108,7 @@ class Camera:
     def _run(self) -> None:
         try:
             self._take_frames()
-        except (SourceError, RuntimeError, ValueError) as error:
+        except Exception as error:  # whatever it was, the thread that watches tells of it
             self.error = error
 
     def _take_frames(self) -> None:

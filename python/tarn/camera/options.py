@@ -106,6 +106,7 @@ OPTIONS: list[click.Parameter] = [
     _picture(
         "--size",
         type=values.SizeType(),
+        metavar="WIDTHxHEIGHT",
         help="Size of the sensor in pixels; else that of the first picture or the video, or 640x480.",
     ),
     _picture(

@@ -34,6 +34,7 @@ def run(settings: list[Settings]) -> None:
     except KeyboardInterrupt:
         pass
     finally:
+        signal.signal(signal.SIGINT, signal.SIG_IGN)  # who presses Ctrl+C again need not wait long
         for camera in cameras:
             camera.stop()
     for camera in cameras:

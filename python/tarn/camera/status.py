@@ -94,6 +94,8 @@ class Watcher:
 
 def _reason(camera: Camera, frames: int, unreachable: bool) -> str | None:
     """Why no frames flow; `frames` were handed over and the network objected or not since the last look."""
+    if camera.error:
+        return f"the camera ended: {camera.error}"
     state = camera.server.state
     if state not in _HAS_CLIENT:
         return "no client"
