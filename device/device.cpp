@@ -89,7 +89,7 @@ void Device::OpenStream(const NetworkIdentity& network) {
 
 void Device::Publish(const NetworkIdentity& network) {
   FillNetwork(tree_.Memory(), network, format_.has_value(), resend_depth_ > 0);
-  const BootstrapProfile profile{format_.has_value(), network.max_packet_size};
+  const BootstrapProfile profile{format_.has_value(), network.max_packet_size, resend_depth_ > 0};
   SetLimit("GevSCPSPacketSize", UsablePacketSize(network.max_packet_size, profile));
   SetLimit("DeviceStreamChannelPacketSize", UsablePacketSize(network.max_packet_size, profile));
   DefineUserEvents(tree_);

@@ -159,6 +159,9 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
         stored &= ~StreamPacketSize::FireTest::kMask;
       }
       break;
+    case Bootstrap::kStreamChannelConfiguration:
+      if (!profile.resends) stored &= ~StreamChannelBits::ResendDestination::kMask;
+      break;
     case Bootstrap::kStreamPort:
       if (StreamPort::Interface::Get(value) != 0) return {WireStatus::InvalidParameter};
       break;

@@ -15,6 +15,7 @@ namespace Tarn {
 struct BootstrapProfile {
   bool has_stream = false;
   std::uint32_t max_packet_size = 1500;  ///< bytes with IP and UDP headers; what the interface carries
+  bool resends = false;                  ///< packets can be asked for again
 };
 
 /// Limits of the stream packet size register.

@@ -90,6 +90,16 @@ TEST(BootstrapRegisters, TakeOnlyWhatTheDeviceCanDo) {
   }
 }
 
+TEST(BootstrapRegisters, TakeAResendDestinationWherePacketsAreResent) {
+  const std::uint32_t bit = StreamChannelBits::ResendDestination::kMask;
+  for (const bool resends : {false, true}) {
+    const BootstrapProfile profile{true, 9000, resends};
+    const BootstrapWrite write = DecideBootstrapWrite(Bootstrap::kStreamChannelConfiguration, 0xFFFFFFFF, 0,
+                                                      profile, {kClient, false});
+    EXPECT_EQ(write.value, resends ? bit : 0) << resends;
+  }
+}
+
 TEST(BootstrapRegisters, ShowNoKeys) {
   std::array<std::uint8_t, 12> bytes;
   bytes.fill(0xAB);
