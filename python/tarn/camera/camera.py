@@ -94,8 +94,9 @@ class Camera:
             return settings.throughput
         needed = settings.pixel_format.payload_bytes(*settings.size) * settings.defaults.rate
         tree = self.server.node_map
-        link = tree.DeviceLinkSpeed.value  # 0 where it is not known
-        return min(max(_LEAST_THROUGHPUT, needed * _MARGIN), link or tree.DeviceLinkThroughputLimit.max)
+        link: int = tree.DeviceLinkSpeed.value  # 0 where it is not known
+        most: int = link or tree.DeviceLinkThroughputLimit.max
+        return min(max(_LEAST_THROUGHPUT, needed * _MARGIN), most)
 
     def _name_it(self) -> None:
         identity = self.settings.identity
