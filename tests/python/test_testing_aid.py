@@ -16,7 +16,7 @@ import numpy as np
 import pytest
 
 import tarn
-from conftest import ROOT, open_stream
+from conftest import PACKAGE, ROOT, open_stream
 from features import Features
 from gvcp_client import ControlClient
 from gvsp_receiver import Frame, StreamReceiver
@@ -174,7 +174,8 @@ def test_the_documented_test_runs_with_the_fixtures(tmp_path: pathlib.Path) -> N
     ran = subprocess.run(
         [sys.executable, "-m", "pytest", "-q", *options, *plugins, str(tmp_path)],
         cwd=tmp_path,
-        env=os.environ | {"PYTEST_DISABLE_PLUGIN_AUTOLOAD": "1"},  # the fixtures come from this build alone
+        # The fixtures come from this build alone.
+        env=os.environ | {"PYTHONPATH": str(PACKAGE.parent), "PYTEST_DISABLE_PLUGIN_AUTOLOAD": "1"},
         capture_output=True,
         text=True,
         timeout=60,
