@@ -13,7 +13,7 @@ from multiprocessing.connection import Connection
 from programs import PACKAGE
 
 import tarn
-from tarn.gevserver import DriverType, Server, State
+from tarn.gevserver import DriverType, Int32RegNode, Server, State
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "python"))
 
@@ -24,6 +24,8 @@ from gvcp_client import GVSP_CONFIGURATION, SCDA, SCP, SCPS, ControlClient
 DRIVERS = {"Socket": DriverType.Socket, "Filter": DriverType.Filter}
 IMAGES = {"4 MiB": (2048, 2048), "300 KiB": (640, 480), "4 KiB": (64, 64)}  # Mono8
 Cost = tuple[float, float]  # CPU seconds of the sending process, wall seconds
+
+HEARD = 0x0010_0010  # a register with a Python listener of reads
 
 _RUNNING_WITHIN = 10.0  # seconds
 
@@ -65,6 +67,8 @@ def _serve(pipe: Connection, address: str, driver: int, size: tuple[int, int], r
     server = Server.create_with_const_size_pfnc(tarn.Size2D(*size), tarn.PfncFormat.Mono8, driver)
     server.stream.resend_buffers_count = resend
     server.node_map.DeviceLinkThroughputLimitModeValue.value = 0
+    server.node_map.add_node(Int32RegNode.create("Heard", address=HEARD))
+    server.node_map.Heard.register_event_on_read_updated(lambda node: None)
     server.start(address)
     image = tarn.Image(size)
     # Memory that was never written is one page of zeros, which stays in the cache.
@@ -132,6 +136,10 @@ class Camera:
     def _ask(self, *order: object) -> object:
         self._pipe.send(list(order))
         return self._pipe.recv()
+
+    @property
+    def process(self) -> int:
+        return self._process.pid
 
     def send(self, count: int) -> Cost:
         """Send one image `count` times through the Python call."""

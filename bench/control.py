@@ -1,64 +1,39 @@
 #!/usr/bin/env python3
-"""Round trip of a register read, beside a bare UDP echo by a process of its own.
+"""Round trip of a register read, beside a bare UDP echo (``bench/udp_echo.cpp``), idle and while streaming.
 
 Run it with the package on the path: ``PYTHONPATH=build/perf/python python3 bench/control.py``.
-Camera and echo run in processes of their own; the same few lines of client ask both, in turn.
+
+Camera and echo run in processes of their own; the same few lines of client ask them in turn. While streaming,
+the camera sends images of 300 KiB as fast as it can to a socket that nobody reads, from a Python program that
+does nothing else. Figures are medians of the rounds' medians and slowest hundredths; they are compared with
+the echo on the idle machine, and the echo beside the stream tells what the machine itself has to do with it.
 """
 
-import multiprocessing
+import contextlib
 import socket
 import statistics
 import struct
 import time
-from collections.abc import Callable
-from multiprocessing.connection import Connection
 
-from tarn.gevserver import Int32RegNode, Server
+from camera import HEARD, IMAGES, Camera
+from programs import LOOPBACK, Program, silent_socket
 
-ROUNDS = 5
+from gvcp_client import PORT, READREG, SCPS, command
+
+ROUNDS = 9
 READS = 2_000
 CAMERA = "127.88.0.3"
-CONTROL_PORT = 3956
-REGISTER = 0x0010_0000
-HEARD = 0x0010_0010  # a register with a Python listener
+Endpoint = tuple[str, int]
 
 
-def echo(ready: Connection) -> None:
-    """Send back whatever comes, until something empty does."""
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
-        sock.bind(("127.0.0.1", 0))
-        ready.send(sock.getsockname())
-        while True:
-            datagram, source = sock.recvfrom(2048)
-            if not datagram:
-                return
-            sock.sendto(datagram, source)
-
-
-def camera(ready: Connection) -> None:
-    """Serve two registers, one with a listener of reads, until told to end."""
-    server = Server.create_non_streaming()
-    for name, address in (("Plain", REGISTER), ("Heard", HEARD)):
-        server.node_map.add_node(Int32RegNode.create(name, address=address))
-    server.node_map.Heard.register_event_on_read_updated(lambda node: None)
-    server.start(CAMERA)
-    ready.send((CAMERA, CONTROL_PORT))
-    ready.recv()
-    server.stop()
-
-
-def read_commands(address: int) -> list[bytes]:
-    """READREG commands, each with an id of its own."""
-    return [struct.pack(">BBHHHI", 0x42, 0x01, 0x0080, 4, number + 1, address) for number in range(READS)]
-
-
-def round_trips(target: tuple[str, int], datagrams: list[bytes]) -> list[float]:
-    """Microseconds from each datagram to its answer."""
+def round_trips(target: Endpoint, register: int) -> list[float]:
+    """Microseconds from each of READS commands, each with an id of its own, to its answer."""
     times = []
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
         sock.connect(target)
         sock.settimeout(5)
-        for datagram in datagrams:
+        for number in range(READS):
+            datagram = command(READREG, struct.pack(">I", register), request_id=number + 1)
             begin = time.perf_counter()
             sock.send(datagram)
             sock.recv(2048)
@@ -66,41 +41,36 @@ def round_trips(target: tuple[str, int], datagrams: list[bytes]) -> list[float]:
     return times
 
 
-def spawned(
-    serve: Callable[[Connection], None],
-) -> tuple[multiprocessing.Process, Connection, tuple[str, int]]:
-    ours, theirs = multiprocessing.Pipe()
-    process = multiprocessing.Process(target=serve, args=(theirs,))
-    process.start()
-    return process, ours, ours.recv()
+def measure(rows: dict[str, tuple[Endpoint, int]]) -> dict[str, tuple[float, float]]:
+    """Median and 99 % of each, asked in turn."""
+    cuts = {name: [] for name in rows}
+    for _ in range(ROUNDS):
+        for name, (target, register) in rows.items():
+            cuts[name].append(statistics.quantiles(round_trips(target, register), n=100))
+    return {
+        name: (statistics.median(cut[49] for cut in of_row), statistics.median(cut[98] for cut in of_row))
+        for name, of_row in cuts.items()
+    }
 
 
 def main() -> None:
-    multiprocessing.set_start_method("spawn")
-    echo_process, _, echo_address = spawned(echo)
-    camera_process, camera_pipe, camera_address = spawned(camera)
-    rows = {
-        "UDP echo": (echo_address, read_commands(REGISTER)),
-        "register read": (camera_address, read_commands(REGISTER)),
-        "with a Python listener": (camera_address, read_commands(HEARD)),
-    }
-    medians: dict[str, list[float]] = {name: [] for name in rows}
-    slowest: dict[str, list[float]] = {name: [] for name in rows}
-    for _ in range(ROUNDS):
-        for name, (address, datagrams) in rows.items():
-            cuts = statistics.quantiles(round_trips(address, datagrams), n=100)
-            medians[name].append(cuts[49])
-            slowest[name].append(cuts[98])
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
-        sock.sendto(b"", echo_address)
-    camera_pipe.send("end")
-    for process in (echo_process, camera_process):
-        process.join(10)
-    base = statistics.median(medians["UDP echo"]), statistics.median(slowest["UDP echo"])
-    print(f"{'':<24}{'median us':>10}{'x echo':>8}{'99% us':>10}{'x echo':>8}")
-    for name in rows:
-        row = statistics.median(medians[name]), statistics.median(slowest[name])
-        print(f"{name:<24}{row[0]:10.1f}{row[0] / base[0]:8.2f}{row[1]:10.1f}{row[1] / base[1]:8.2f}")
+    Program.build("udp_echo")
+    echo = Program("udp_echo", LOOPBACK)
+    rows = {"UDP echo": ((LOOPBACK, int(echo.read()[0])), SCPS)}
+    rows |= {"register read": ((CAMERA, PORT), SCPS), "with a Python listener": ((CAMERA, PORT), HEARD)}
+    base = None
+    print(f"{'':<36}{'median us':>10}{'x echo':>8}{'99 % us':>10}{'x echo':>8}")
+    with silent_socket() as sink:
+        camera = Camera(CAMERA, sink.getsockname()[1], size=IMAGES["300 KiB"])
+        for what, busy in (("idle", contextlib.nullcontext()), ("streaming", camera.streaming())):
+            with busy:
+                measured = measure(rows)
+            base = base or measured["UDP echo"]
+            for name, (median, slow) in measured.items():
+                ratios = median / base[0], slow / base[1]
+                print(f"{name + ', ' + what:<36}{median:10.1f}{ratios[0]:8.2f}{slow:10.1f}{ratios[1]:8.2f}")
+        camera.end()
+    echo.end()
 
 
 if __name__ == "__main__":

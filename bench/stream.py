@@ -29,8 +29,8 @@ ADDRESSES = ("127.88.0.4", "127.88.0.5")
 RECEIVE_BUFFER = 32 << 20  # bytes
 LOSS_BYTES = 256 << 20
 HEADING = (
-    "                         MB per CPU second      ratio of CPU time   us of CPU / frame       frames lost, %",
-    "driver  packet    image    bare    off     on   off/bare on/bare on/off    bare   off    on     bare  off   on",
+    "                        MB per CPU second     ratio of CPU time  us of CPU / frame      frames lost, %",
+    "driver packet   image   bare    off     on  off/bare on/bare on/off   bare    off     on  bare off on",
 )
 
 
@@ -48,7 +48,7 @@ class Row:
         return width * height
 
     def __str__(self) -> str:
-        return f"{self.driver:<7}{self.packet_size:>7}{self.image:>9}"
+        return f"{self.driver:<7}{self.packet_size:>6}{self.image:>8}"
 
 
 class Senders:
@@ -104,7 +104,7 @@ def report(row: Row, measured: list[list[Cost]], lost: list[float]) -> str:
     rates = "".join(f"{row.image_bytes / seconds / 1e6:7.0f}" for seconds in cpu)
     ratios = f"{ratio(bare, off):10.3f}{ratio(bare, on):8.3f}{ratio(off, on):7.3f}"
     times = "".join(f"{seconds * 1e6:8.1f}" for seconds in cpu)
-    return f"{row}{rates}{ratios}{times}" + "".join(f"{each:6.1f}" for each in lost)
+    return f"{row}{rates}{ratios}{times}" + "".join(f"{each:5.1f}" for each in lost)
 
 
 def main() -> None:
