@@ -8,7 +8,7 @@ namespace {
 using enum Visibility;
 using enum AccessMode;
 
-/// The device's own features that belong to a configuration, but for those of the image's size.
+/// Features of other categories that belong to a configuration, beside those that depend on the format.
 /// Source: GenICam SFNC. Without what describes the connection to one client: destination, port, id mode.
 constexpr const char* kStreamable[] = {"AcquisitionMode",
                                        "AcquisitionFrameCount",
@@ -16,7 +16,8 @@ constexpr const char* kStreamable[] = {"AcquisitionMode",
                                        "DeviceLinkThroughputLimit",
                                        "GevSCPSPacketSize",
                                        "GevSCPSDoNotFragment",
-                                       "GevSCPD"};
+                                       "GevSCPD",
+                                       "EventNotification"};
 
 }  // namespace
 

@@ -200,6 +200,39 @@ def test_reference_library_reads_again_what_was_loaded(camera: Camera, client: C
     del port
 
 
+def test_every_value_behind_a_selector_comes_back(camera, client):
+    pytest.importorskip("genicam", reason="the Python package genicam is not installed")
+    from genapi_peer import node_map
+
+    nodes, port = node_map(client)
+
+    def write(selected: dict[str, bool]) -> None:
+        for chunk, enabled in selected.items():
+            nodes.get_node("ChunkSelector").value = chunk
+            nodes.get_node("ChunkEnable").value = enabled
+
+    def read() -> dict[str, bool]:
+        seen = {}
+        for chunk in before:
+            nodes.get_node("ChunkSelector").value = chunk
+            seen[chunk] = nodes.get_node("ChunkEnable").value
+        return seen
+
+    before = dict.fromkeys(("Timestamp", "FrameID", "Width"), True)
+    changed = {"Timestamp": False, "FrameID": True, "Width": False}
+    nodes.get_node("ChunkModeActive").value = True
+    write(changed)
+    nodes.get_node("UserSetSelector").value = "UserSet1"
+    nodes.get_node("UserSetSave").execute()
+    for name, expected in (("Default", before), ("UserSet1", changed)):
+        nodes.get_node("UserSetSelector").value = name
+        nodes.get_node("UserSetLoad").execute()
+        assert read() == expected
+        with_chunks = nodes.get_node("PayloadSize").value > 640 * 480
+        assert with_chunks == (name == "UserSet1")
+    del port
+
+
 def test_aravis_reads_again_what_was_loaded(camera: Camera) -> None:
     pytest.importorskip("gi", reason="the Aravis binding (gir1.2-aravis-0.8) is not installed")
     command = [sys.executable, str(ARAVIS), camera.address]
