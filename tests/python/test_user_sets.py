@@ -200,7 +200,7 @@ def test_reference_library_reads_again_what_was_loaded(camera: Camera, client: C
     del port
 
 
-def test_every_value_behind_a_selector_comes_back(camera, client):
+def test_every_value_behind_a_selector_comes_back(camera: Camera, client: ControlClient) -> None:
     pytest.importorskip("genicam", reason="the Python package genicam is not installed")
     from genapi_peer import node_map
 
