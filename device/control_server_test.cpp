@@ -40,7 +40,7 @@ class FakeService final : public ControlService {
     if (request.bytes.back() < 0x80 && (request.bytes.back() & 1) != 0) {
       ++begun;
       if (in_listener) in_listener();
-      let_go.get_future().wait_for(seconds(20));
+      gone.wait_for(seconds(20));
     }
     answer[0] = request.bytes.back();
     return 1;
@@ -59,6 +59,7 @@ class FakeService final : public ControlService {
   std::optional<milliseconds> PendingAfter() override { return patience; }
 
   std::promise<void> let_go;
+  const std::shared_future<void> gone = let_go.get_future().share();
   std::function<void()> in_listener;
   std::optional<milliseconds> patience;
   std::atomic<int> begun = 0;
