@@ -118,10 +118,5 @@ def test_camera_test_program_receives_without_failures(make_camera: MakeCamera, 
     camera = make_camera((640, 480), resend=4)
     options = ["--no-packet-socket"] if way == "udp-socket" else []
     with Feeder(camera, [noise((640, 480), PfncFormat.Mono8, 0)], rate=30):
-        # A client that the machine does not let run for some milliseconds loses packets through no fault of
-        # the camera: a busy machine gets further chances.
-        for _ in range(3):
-            counts = camera_test_counts(camera.address, "--duration=4", *options)
-            if counts["n_failures"] == 0:
-                break
+        counts = camera_test_counts(camera.address, "--duration=4", *options)
     assert counts["n_completed_buffers"] > 60
