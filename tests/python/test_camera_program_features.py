@@ -1,12 +1,13 @@
 """What clients set on the camera program, and what that does to its frames."""
 
+import time
 
 import numpy as np
 import pytest
 
 from aravis_tools import tool
 from camera_program import Viewer, running, viewing
-from gvcp_client import SCP
+from gvcp_client import GVCP_CAPABILITY, SCP
 from namespaces import two_hosts
 from tarn.camera.clock import MARKS
 
@@ -76,6 +77,16 @@ def test_frame_rate_holds_from_the_next_frame_on() -> None:
         viewer.next_frames(20)
 
 
+@pytest.mark.parametrize("driver", ["socket", "filter"])
+@pytest.mark.parametrize("resend", ["0", "2"])
+def test_streams_with_each_driver_with_and_without_resend(driver: str, resend: str) -> None:
+    with running("--driver", driver, "--resend", resend) as program, viewing(program.address) as viewer:
+        can_resend = viewer.client.read_register(GVCP_CAPABILITY) >> 2 & 1
+        assert can_resend == (resend != "0")
+        viewer.start()
+        viewer.next_frames(5)
+
+
 @pytest.mark.parametrize(
     ("options", "megabytes"),
     [
@@ -131,13 +142,26 @@ def test_each_fault_can_be_set_both_ways(fault: str, way: str) -> None:
 
 
 def test_delay_makes_frames_late_but_not_fewer() -> None:
-    """In a second at 100 frames/s a camera that waited after each would make ten."""
-    with running("--delay", "100ms", "--fps", "100", "--pattern", "clock") as program:
-        with viewing(program.address) as viewer:
-            viewer.start()
-            numbers = frame_numbers(viewer.next_pictures(60))
-            viewer.features.execute("AcquisitionStop")
-        assert numbers == list(range(numbers[0], numbers[0] + 60)), "in their order, none left out"
+    options = ["--delay", "100ms", "--fps", "100", "--pattern", "clock"]
+    with running(*options) as program, viewing(program.address) as viewer:
+        viewer.start()
+        numbers = frame_numbers(viewer.next_pictures(60))
+    assert numbers == list(range(numbers[0], numbers[0] + 60)), "in their order, none left out"
+
+
+def test_late_frames_end_with_their_acquisition() -> None:
+    options = ["--trigger", "--delay", "500ms", "--pattern", "clock"]
+    with running(*options) as program, viewing(program.address) as viewer:
+        viewer.start()
+        viewer.features.execute("TriggerSoftware")
+        viewer.features.execute("AcquisitionStop")
+        viewer.features.execute("AcquisitionStart")
+        for _ in range(2):
+            before = time.monotonic()
+            viewer.features.execute("TriggerSoftware")
+            viewer.next_frames(1)
+        assert time.monotonic() - before >= 0.5, "late"
+        assert len(viewer.receiver.frames) == 2, "none is left from before"
 
 
 def test_says_why_no_frames_flow() -> None:

@@ -1,18 +1,17 @@
 """One camera: a server, and the thread that takes its frames."""
 
+import contextlib
 import dataclasses
 import logging
 import threading
 
-import numpy as np
-
 import tarn
 from tarn.camera.controls import Controls
-from tarn.camera.faults import Faults
+from tarn.camera.faults import Faults, Frame
 from tarn.camera.scene import Scene
 from tarn.camera.settings import Settings
 from tarn.camera.shutter import Shutter, Wake
-from tarn.gevserver import Server
+from tarn.gevserver import Node, Server
 
 log = logging.getLogger("tarn-camera")
 
@@ -61,6 +60,9 @@ class Camera:
         self._faults = Faults(self.controls)
         self._scenes: dict[str, Scene] = {}
         self._name_it()
+        self._acquisition = 0  # number of the present one; written on threads of the server
+        self._listening = contextlib.ExitStack()
+        self._listen_for_starts()
         self._thread = threading.Thread(target=self._run, name=f"camera {settings.address}")
 
     def start(self) -> None:
@@ -81,11 +83,24 @@ class Camera:
         if self._thread.is_alive():
             self._thread.join()
         self.server.stop()
+        self._listening.close()
 
     @property
     def is_running(self) -> bool:
         """False before the start, and once all frames were taken or `error` happened."""
         return self._thread.is_alive()
+
+    def _listen_for_starts(self) -> None:
+        """Let no frame, and no trigger, live longer than its acquisition."""
+
+        def started(_: Node) -> None:
+            self._acquisition += 1
+            self.shutter.forget_triggers()
+
+        node = self.server.node_map.AcquisitionStart
+        cookie = node.register_event_written_updated(started)
+        # The node keeps its listener alive, and with it the camera, which keeps the node.
+        self._listening.callback(node.unregister_event_written_updated, cookie)
 
     def _throughput(self) -> float:
         """Bytes per second: enough for what is asked for, gentle to clients that are held up for a moment."""
@@ -120,12 +135,12 @@ class Camera:
                 return
             if wake is Wake.Frame and (limit is None or self.counters.taken < limit):
                 self._take()
-            for late, frame in self._faults.due():
-                self._send(late, frame)
+            for frame in self._faults.due():
+                self._send(frame)
 
     def _take(self) -> None:
         """Take one frame; the picture is made when somebody can receive it."""
-        number = self.counters.taken
+        number, acquisition = self.counters.taken, self._acquisition
         self.counters.taken += 1
         # A triggered frame is tried in any case: the trigger may come at the moment of the start.
         if not self.server.stream.is_running and not self.controls.is_triggered:
@@ -134,8 +149,8 @@ class Camera:
         if self._faults.drops():
             log.debug("%s: frame %d dropped on purpose", self.settings.address, number)
             return
-        frame = self._faults.shown(self._scene().frame(number, self.controls.view))
-        self._faults.hold(number, self._faults.damaged(frame))
+        data = self._faults.shown(self._scene().frame(number, self.controls.view))
+        self._faults.hold(Frame(number, acquisition, self._faults.damaged(data)))
 
     def _scene(self) -> Scene:
         name = self.controls.pattern_name
@@ -143,20 +158,23 @@ class Camera:
             self._scenes = {name: Scene(self.settings.source(name), self.settings.pixel_format)}
         return self._scenes[name]
 
-    def _send(self, number: int, frame: np.ndarray) -> None:
-        image = tarn.WrappedImage.from_buffer(frame[None])
-        try:
-            sent = self.server.stream.try_send(image, _released)
-        except (ValueError, RuntimeError) as error:
-            # A client stopped, chose another region and started while this frame was on its way.
-            log.debug("%s: frame %d does not fit: %s", self.settings.address, number, error)
-            sent = False
+    def _send(self, frame: Frame) -> None:
+        # The client may stop at any moment, so a refused image is no failure.
+        sent = frame.acquisition == self._acquisition and self._try_send(frame)
         if sent:
             self.counters.sent += 1
-            self.counters.bytes += frame.nbytes
+            self.counters.bytes += frame.data.nbytes
         else:
             self.counters.refused += 1
-        log.debug("%s: frame %d %s", self.settings.address, number, "sent" if sent else "not wanted")
+        log.debug("%s: frame %d %s", self.settings.address, frame.number, "sent" if sent else "not wanted")
+
+    def _try_send(self, frame: Frame) -> bool:
+        try:
+            return self.server.stream.try_send(tarn.WrappedImage.from_buffer(frame.data[None]), _released)
+        except (ValueError, RuntimeError) as error:
+            # A client chose another region for its next acquisition while this frame was on its way.
+            log.debug("%s: frame %d does not fit: %s", self.settings.address, frame.number, error)
+            return False
 
 
 def _released(image: tarn.Image) -> None:

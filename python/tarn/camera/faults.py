@@ -3,12 +3,21 @@
 import collections
 import random
 import time
+from typing import NamedTuple
 
 import numpy as np
 
 from tarn.camera.controls import Controls
 
 _DAMAGED_PART = 8  # of a damaged frame one run of bytes of this part of it is inverted
+
+
+class Frame(NamedTuple):
+    """One frame on its way."""
+
+    number: int  # counted from 0 since the camera was started
+    acquisition: int  # to which it belongs
+    data: np.ndarray
 
 
 class Faults:
@@ -23,7 +32,7 @@ class Faults:
     def __init__(self, controls: Controls) -> None:
         self._controls = controls
         self._random = random.Random()
-        self._late: collections.deque[tuple[float, int, np.ndarray]] = collections.deque()
+        self._late: collections.deque[tuple[float, Frame]] = collections.deque()
         self._before: np.ndarray | None = None
 
     def shown(self, frame: np.ndarray) -> np.ndarray:
@@ -50,16 +59,16 @@ class Faults:
         damaged[start : start + run] ^= 0xFF
         return damaged
 
-    def hold(self, number: int, frame: np.ndarray) -> None:
+    def hold(self, frame: Frame) -> None:
         """Keep a frame until it is late enough; `due` gives it back."""
-        self._late.append((time.monotonic() + self._controls.delay / 1000, number, frame))
+        self._late.append((time.monotonic() + self._controls.delay / 1000, frame))
 
-    def due(self) -> list[tuple[int, np.ndarray]]:
-        """Numbers and frames that are late enough by now, in their order."""
+    def due(self) -> list[Frame]:
+        """The frames that are late enough by now, in their order."""
         now = time.monotonic()
         frames = []
         while self._late and self._late[0][0] <= now:
-            frames.append(self._late.popleft()[1:])
+            frames.append(self._late.popleft()[1])
         return frames
 
     @property

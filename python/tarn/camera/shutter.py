@@ -56,6 +56,11 @@ class Shutter:
                 self._changed.wait(min(moments) - now if moments else None)
             return Wake.End
 
+    def forget_triggers(self) -> None:
+        """Take no frame for the triggers that came before."""
+        with self._changed:
+            self._triggers = 0
+
     def end(self) -> None:
         """Let `wait` return, now and from now on."""
         with self._changed:
