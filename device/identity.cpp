@@ -145,9 +145,9 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
   memory.Store32(Bootstrap::kControlCapability, capability);
   if (!has_stream) return;
   // No unconditional streaming: a stream that nobody controls would go on to an address that may be gone.
-  memory.Store32(Bootstrap::kStreamChannelCapability,
-                 StreamChannelBits::ExtendedChunks::kMask |
-                     (resend ? StreamChannelBits::ResendDestination::kMask : 0));
+  memory.Store32(
+      Bootstrap::kStreamChannelCapability,
+      StreamChannelBits::ExtendedChunks::kMask | (resend ? StreamChannelBits::ResendDestination::kMask : 0));
   memory.Store32(Bootstrap::kStreamPacketSize, std::min(kUsualPacket, network.max_packet_size / 4 * 4));
   // A limit that the program chose stays.
   if (network.link_speed != 0 && memory.Load32(OwnRegisters::kThroughputLimit + 4) == kUsualThroughput) {

@@ -11,7 +11,18 @@ import tarn
 from conftest import Camera, MakeCamera, address_word, free_address, open_stream
 from features import Features
 from feeding import noise
-from gvcp_client import BUSY, GVCP_CAPABILITY, INVALID_PARAMETER, SCDA, SCP, SCPS, ControlClient, GvcpError
+from gvcp_client import (
+    BUSY,
+    GVCP_CAPABILITY,
+    INVALID_PARAMETER,
+    SCDA,
+    SCP,
+    SCPS,
+    TIMESTAMP_HIGH,
+    TIMESTAMP_LOW,
+    ControlClient,
+    GvcpError,
+)
 from gvsp_receiver import CHUNKED, FILE, IMAGE, RAW_DATA, StreamReceiver
 from tarn import PfncFormat
 from tarn.gevserver import Server
@@ -165,3 +176,22 @@ def test_test_packets_hold_data_that_clients_can_check(camera: Camera) -> None:
         for count, size in enumerate((576, 1500, 9000, 16000), 1):
             client.write_register(SCPS, FIRE | size)
             assert receiver.wait_test_packets(count, 5)[-1] == expected(size - 28)
+
+
+def test_leaders_tell_the_time_of_the_clock_that_clients_latch(camera: Camera) -> None:
+    def latched() -> int:
+        features.execute("TimestampLatch")
+        high, low = client.read_registers(TIMESTAMP_HIGH, TIMESTAMP_LOW)
+        return high << 32 | low
+
+    with StreamReceiver() as receiver, camera.client() as client:
+        client.connect()
+        open_stream(client, receiver)
+        features = Features(client)
+        for count in (1, 2):
+            features.execute("TimestampReset")
+            with acquiring(camera, client, features):
+                before = latched()
+                send(camera, noise(SIZE, PfncFormat.Mono8, 0))
+                leader = receiver.wait_frames(count)[-1].leader
+                assert before < leader.timestamp < latched()
