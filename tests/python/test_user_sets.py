@@ -101,6 +101,17 @@ def test_default_cannot_be_replaced(camera: Camera, client: ControlClient) -> No
     assert values(camera) == before
 
 
+def test_a_number_of_no_set_does_nothing(camera: Camera, client: ControlClient) -> None:
+    features, map_ = Features(client), camera.server.node_map
+    change(camera, features)
+    changed = values(camera)
+    map_.UserSetSelectorValue.value = 1000  # which no client could write
+    for command in ("UserSetLoad", "UserSetSave"):
+        getattr(map_, command).execute()
+        features.execute(command)
+    assert values(camera) == changed
+
+
 def test_listeners_hear_what_a_client_loads(camera: Camera, client: ControlClient) -> None:
     features = Features(client)
     change(camera, features)
