@@ -111,8 +111,8 @@ StreamConfig Device::ReadStreamConfig() const {
       StreamConfiguration::ExtendedIds::Get(memory.Load32(Bootstrap::kStreamConfiguration)) != 0;
   config.extended_status = ControlConfiguration::ExtendedStatus::Get(control) != 0 ||
                            ControlConfiguration::ExtendedStatus2::Get(control) != 0;
-  config.resend_to_requester = StreamChannelBits::ResendDestination::Get(
-                                   memory.Load32(Bootstrap::kStreamChannelConfiguration)) != 0;
+  config.resend_to_requester =
+      StreamChannelBits::ResendDestination::Get(memory.Load32(Bootstrap::kStreamChannelConfiguration)) != 0;
   config.resend_client = channel_.Privilege().Holder().address;
   config.packet_delay = Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
   if (memory.Load32(OwnRegisters::kThroughputLimitMode) != 0) {
@@ -141,8 +141,8 @@ void Device::DescribeBlock(ImageBlock& block, std::size_t sample_bytes) {
   if (!chunks_.Active(tree_)) return;
   block.tail = chunks_.Compose(tree_, image, sample_bytes);
   block.chunk_layout_id = block.tail.LayoutId();
-  // Types with chunks are sent whether or not the client enabled them in the channel's configuration: the only
-  // other chunk type tells nothing of the image's geometry, so that clients show it as 0x0 pixels.
+  // Types with chunks are sent whether or not the client enabled them in the channel's configuration: the
+  // only other chunk type tells nothing of the image's geometry, so that clients show it as 0x0 pixels.
   image.type = Chunked(image.type);
 }
 

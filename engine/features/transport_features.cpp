@@ -133,9 +133,9 @@ void AddStreamChannel(FeatureBuilder& add, const NodePtr& locked) {
   Limited(ReadOnlyNode(add.Integer("GevStreamChannelSelector", std::int64_t{0}, Expert,
                                    "Stream channel that is described")),
           std::int64_t{0}, std::int64_t{0});
-  FeatureBuilder::Deprecate(
-      add.Enumeration("GevSCPDirection", field("GevSCPDirectionValue", Bootstrap::kStreamPort, 0, 0, ReadOnly),
-                      {{"Transmitter", 0}, {"Receiver", 1}}, Invisible, "Direction of the stream"));
+  FeatureBuilder::Deprecate(add.Enumeration(
+      "GevSCPDirection", field("GevSCPDirectionValue", Bootstrap::kStreamPort, 0, 0, ReadOnly),
+      {{"Transmitter", 0}, {"Receiver", 1}}, Invisible, "Direction of the stream"));
   add.Integer("GevSCPInterfaceIndex",
               field("GevSCPInterfaceIndexValue", Bootstrap::kStreamPort, 12, 15, ReadOnly), Guru,
               "Interface that the stream uses");
@@ -143,9 +143,10 @@ void AddStreamChannel(FeatureBuilder& add, const NodePtr& locked) {
               field("GevSCCFGPacketResendDestinationValue", Bootstrap::kStreamChannelConfiguration, 28, 28,
                     ReadWrite),
               Guru, "Whether packets sent again go to who asked for them");
-  add.Boolean("GevSCCFGExtendedChunkData",
-              field("GevSCCFGExtendedChunkDataValue", Bootstrap::kStreamChannelConfiguration, 31, 31, ReadOnly),
-              Guru, "Whether blocks with chunks tell of the image too");
+  add.Boolean(
+      "GevSCCFGExtendedChunkData",
+      field("GevSCCFGExtendedChunkDataValue", Bootstrap::kStreamChannelConfiguration, 31, 31, ReadOnly), Guru,
+      "Whether blocks with chunks tell of the image too");
   add.Integer("GevSCPHostPort", field("GevSCPHostPortValue", Bootstrap::kStreamPort, 16, 31, ReadWrite), Guru,
               "Port to which the stream goes; 0 closes the channel");
   const NodePtr destination = add.Value("GevSCDAValue", Bootstrap::kStreamDestination, 4, ReadWrite);
