@@ -132,7 +132,7 @@ class Controls(FeatureSet, category="FaultInjection"):
         tool_tip="What the camera shows; Off for the pictures or the video that it was started with",
     )
     drop = Float(
-        min=0.0, max=100.0, unit="%", name="FaultDrop", tool_tip="Part of the frames that is never sent"
+        min=0.0, max=100.0, unit="%", name="FaultDrop", tool_tip="Share of the frames that is never sent"
     )
     delay = Float(
         min=DELAY_LIMITS[0],
@@ -142,7 +142,7 @@ class Controls(FeatureSet, category="FaultInjection"):
         tool_tip="How late each frame is sent",
     )
     corrupt = Float(
-        min=0.0, max=100.0, unit="%", name="FaultCorrupt", tool_tip="Part of the frames with damaged pixels"
+        min=0.0, max=100.0, unit="%", name="FaultCorrupt", tool_tip="Share of the frames with damaged pixels"
     )
     freeze = Boolean(name="FaultFreeze", tool_tip="Sends the same picture again and again")
     dropped = Integer(min=0, read_only=True, name="FaultDroppedFrames", tool_tip="Frames that FaultDrop took")

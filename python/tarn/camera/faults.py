@@ -9,7 +9,7 @@ import numpy as np
 
 from tarn.camera.controls import Controls
 
-_DAMAGED_PART = 8  # of a damaged frame one run of bytes of this part of it is inverted
+_DAMAGED_SHARE = 8  # of a damaged frame a run of one in so many bytes is inverted
 
 
 class Frame(NamedTuple):
@@ -54,7 +54,7 @@ class Faults:
             return frame
         self._controls.corrupted += 1
         damaged = frame.copy()
-        run = -(-len(frame) // _DAMAGED_PART)
+        run = -(-len(frame) // _DAMAGED_SHARE)
         start = self._random.randrange(len(frame) - run + 1)
         damaged[start : start + run] ^= 0xFF
         return damaged

@@ -151,7 +151,7 @@ OPTIONS: list[click.Parameter] = [
         "--drop",
         type=values.PercentType(),
         default=0.0,
-        help="Part of the frames that is never sent, such as 1%. Feature FaultDrop.",
+        help="Share of the frames that is never sent, such as 1%. Feature FaultDrop.",
     ),
     _faults(
         "--delay",
@@ -163,7 +163,7 @@ OPTIONS: list[click.Parameter] = [
         "--corrupt",
         type=values.PercentType(),
         default=0.0,
-        help="Part of the frames with damaged pixels, such as 1%. Feature FaultCorrupt.",
+        help="Share of the frames with damaged pixels, such as 1%. Feature FaultCorrupt.",
     ),
     _faults("--freeze", is_flag=True, help="The same picture again and again. Feature FaultFreeze."),
     _other(

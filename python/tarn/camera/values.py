@@ -35,7 +35,7 @@ class SizeType(_OptionType):
 
 
 class PercentType(_OptionType):
-    """A part, such as 1%, 0.5% or 25 for 25%."""
+    """A share, such as 1%, 0.5% or 25 for 25%."""
 
     name = "PERCENT"
 
@@ -44,7 +44,7 @@ class PercentType(_OptionType):
             return value
         number = _number(value.removesuffix("%"))
         if number is None or not 0 <= number <= 100:
-            self.fail(f"{value!r} is no part like 1% (0% to 100%)", param, ctx)
+            self.fail(f"{value!r} is no share like 1% (0% to 100%)", param, ctx)
         return number
 
 
