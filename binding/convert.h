@@ -168,7 +168,7 @@ void InsertItem(const PyRef& dictionary, const std::string& key, const PyRef& va
 template <class T>
 struct Converter<std::map<std::string, T>> {
   static PyRef ToPython(const std::map<std::string, T>& values) {
-    const PyRef dictionary = PyRef::Steal(PyDict_New());
+    PyRef dictionary = PyRef::Steal(PyDict_New());
     if (!dictionary) throw std::runtime_error("failed to create python dictionary");
     for (const auto& [key, value] : values) InsertItem(dictionary, key, Converter<T>::ToPython(value));
     return dictionary;

@@ -61,7 +61,7 @@ class NodeMapMeta : public RegisteredMeta {
   /// not recorded.
   template <class Create>
   PyRef NodeObjectOrCreate(const std::string& full_name, const void* native, Create&& create) {
-    const PyRef live = Find(full_name);
+    PyRef live = Find(full_name);
     if (live && Holds(live.Get(), native)) return live;
     PyRef made = create();
     if (!Py_IsNone(made.Get())) Record(full_name, made.Get());

@@ -13,12 +13,12 @@ namespace Tarn {
 /// Discoveries and memory reads are the commands with long answers that the standard opens to everybody, so
 /// they are what a forger of source addresses would use. They stay open, within these bounds:
 ///
-///   | command       | answer / question | at once        | then           | why so much |
-///   |---------------+-------------------+----------------+----------------+------------------------------------|
-///   | discovery     | 256 / 8 bytes     | 32             | 10 per second  | a client asks a few times a
-///   second | | read memory   | 548 / 16 bytes    | 8 MB in excess | 1 MB/s         | monitors load the
-///   description file | | read register | as long           | -              | -              | gains nothing
-///   |
+///   | command       | answer / question | at once        | then          | why so much           |
+///   |---------------+-------------------+----------------+---------------+-----------------------|
+///   | discovery     | 256 / 8 bytes     | 32             | 10 per second | clients ask now and   |
+///   |               |                   |                |               | then                  |
+///   | read memory   | 548 / 16 bytes    | 8 MB in excess | 1 MB/s        | monitors load the XML |
+///   | read register | as long           | -              | -             | gains nothing         |
 ///
 /// The client in control is not counted. It may have the whole stream sent to its address, so a forger who
 /// took control in somebody's name would not need the answers.

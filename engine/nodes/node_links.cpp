@@ -85,6 +85,7 @@ bool SameWeak(const std::weak_ptr<Node>& link, const NodePtr& node) { return lin
 void SetVariables(Node& knife, std::vector<NodePtr> variables) {
   if (!knife.formula.Empty()) {
     std::vector<std::string> names;
+    names.reserve(variables.size());
     for (const NodePtr& variable : variables) names.push_back(variable->name);
     knife.formula = Formula::Parse(knife.formula_text, names);
   }
