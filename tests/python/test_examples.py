@@ -4,6 +4,7 @@ import contextlib
 import ipaddress
 import pathlib
 import signal
+import struct
 from collections.abc import Iterator
 from typing import Any
 
@@ -92,6 +93,20 @@ def test_trigger_takes_one_picture_for_each_execution() -> None:
         assert [(value - shown[0]) % 256 for value in shown] == [0, 1, 2]
         features.write("TriggerMode", 0)
         receiver.wait_frames(8)
+
+
+def test_chunk_data_fits_the_image_that_brings_it() -> None:
+    with running("chunk_data.py") as address, streaming(address, ChunkModeActive=1) as (_, receiver):
+        frames = receiver.wait_frames(12)
+    parts = []
+    for frame in frames:
+        image, *_, exposure, part, verdict = frame.chunks.values()
+        (microseconds,) = struct.unpack(">d", exposure)
+        parts.append(int.from_bytes(part, "big"))
+        assert image == bytes([int(microseconds / 2)]) * (640 * 480)
+        assert verdict.rstrip(b"\0") == (b"good" if parts[-1] % 10 else b"broken")
+        assert microseconds == 100 * 2 ** (parts[-1] % 3)
+    assert parts == sorted(set(parts))
 
 
 @pytest.mark.parametrize(("fault", "unusual"), [(0, 0), (2, 5)])
