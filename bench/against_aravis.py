@@ -26,7 +26,7 @@ from features import description
 from gvcp_client import SCDA, SCP, SCPS, ControlClient
 
 PACKETS = (1500, 9000)
-ROUNDS = 5
+ROUNDS = 7
 SECONDS = 0.5
 FAKE = LOOPBACK  # it takes addresses of interfaces, not all that they hear
 OURS = "127.88.0.7"
