@@ -1,4 +1,4 @@
-"""A camera whose images bring along with what exposure and of which part they were taken: runs until Ctrl+C."""
+"""A camera whose images bring along their exposure and the part they show: runs until Ctrl+C."""
 
 import argparse
 import contextlib
