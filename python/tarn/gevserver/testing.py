@@ -37,10 +37,10 @@ _POLL = 0.005  # seconds; the start of a stream tells nobody
 
 
 class Write(NamedTuple):
-    """A client's write to a feature. `value` is what the feature had afterwards, None for a command."""
+    """A client's write to a feature."""
 
-    feature: str
-    value: Any
+    feature: str  #: its name
+    value: Any  #: what it had afterwards, None for a command
 
 
 def free_address() -> str:
@@ -146,7 +146,7 @@ class RunningCamera:
         return self._notes.frames
 
     def forget(self) -> None:
-        """Start the record anew: writes and frames."""
+        """Start the record of writes and frames anew."""
         self._notes.forget()
 
     def wait_written(self, feature: str, timeout: float = 10.0) -> Any:

@@ -26,21 +26,21 @@ Act = Callable[[Any, Any], None]  # what to do with a feature set and a node of 
 class Options(TypedDict, total=False):
     """What every feature can have."""
 
-    name: str  # that clients see; by default made of the attribute's: exposure_time gives ExposureTime
-    display_name: str
-    tool_tip: str
-    description: str
-    category: str  # by default that of the class
-    standard: bool  # in the standard name space, for features that have their name from the SFNC
+    name: str  #: that clients see; by default exposure_time becomes ExposureTime
+    display_name: str  #: what viewers show instead of the name
+    tool_tip: str  #: a few words
+    description: str  #: as much as there is to say
+    category: str  #: by default that of the class
+    standard: bool  #: in the standard name space, for features that have their name from the SFNC
 
 
 class ValueOptions(Options, total=False):
     """What every feature with a value can have."""
 
-    read_only: bool  # for clients; the program may set it
-    polling: int  # milliseconds after which viewers read it again, 0: never
-    streamable: bool  # clients save it with the settings of the camera
-    selector: "Selector | tuple[Selector, ...]"  # there is a value for each of the selectors' values
+    read_only: bool  #: for clients; the program may set it
+    polling: int  #: milliseconds after which viewers read it again; 0 for never
+    streamable: bool  #: clients save it with the settings of the camera
+    selector: "Selector | tuple[Selector, ...]"  #: there is a value for each of the selectors' values
 
 
 class Feature:

@@ -75,7 +75,7 @@ class FeatureSet:
 
     @property
     def nodes(self) -> Mapping[str, Any]:
-        """The nodes that clients see, by the names of the attributes: each of the type for its kind."""
+        """The nodes that clients see, by the names of the attributes; each of the type for its kind."""
         return MappingProxyType(self._nodes)
 
     def close(self) -> None:
