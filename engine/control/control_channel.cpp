@@ -34,6 +34,12 @@ std::size_t Answer(MutableByteView buffer, const CommandHeader& command, WireSta
   return AckHeader::kSize + payload;
 }
 
+/// The header of a command that is as long as it says; the rest of `in` is its payload.
+std::optional<CommandHeader> HeaderOf(ByteReader& in) {
+  const std::optional<CommandHeader> header = CommandHeader::Decode(in);
+  return header && header->length == in.Rest().size() ? header : std::nullopt;
+}
+
 /// How many bytes a memory read asks for. \param in  behind the header
 std::uint32_t ReadMemoryCount(ByteReader in) {
   in.Skip(6);  // address, reserved
@@ -51,8 +57,8 @@ void PutIndex(ByteWriter& out, std::size_t index) {
 std::size_t ControlChannel::Handle(const ControlRequest& request, ControlActions& actions,
                                    MutableByteView answer) {
   ByteReader in(request.bytes);
-  const std::optional<CommandHeader> header = CommandHeader::Decode(in);
-  if (!header || header->length != in.Rest().size()) return 0;
+  const std::optional<CommandHeader> header = HeaderOf(in);
+  if (!header) return 0;
   const Command command = header->command;
   const bool wants_answer = (header->flags & CommandFlag::kAckRequired) != 0;
   if (request.broadcast && !IsForAll(command)) return 0;
@@ -234,6 +240,7 @@ WireStatus ControlChannel::WritePrivilege(Context& context, std::uint32_t value)
   } else {
     ShowPrivilege();
   }
+  if (privilege_.Held() && before == Endpoint{}) ForgetDestinations();
   const bool switched = privilege_.Held() && before != Endpoint{} && !privilege_.IsHolder(before);
   if (switched) context.actions.Report(EventNumber::kPrimaryApplicationSwitch);
   context.actions.AfterWrite(Bootstrap::kControlPrivilege, 4);
@@ -248,6 +255,17 @@ void ControlChannel::ShowPrivilege() {
   tree_.NoteStore(Bootstrap::kControlPrivilege);
 }
 
+/// An earlier client's addresses are not the new one's to send to. Who takes control over by key goes on with
+/// what the holder before chose.
+void ControlChannel::ForgetDestinations() {
+  SparseMemory& memory = tree_.Memory();
+  for (const std::uint32_t reg : {Bootstrap::kMessageDestination, Bootstrap::kStreamDestination}) {
+    if (IsAllowedDestination(memory.Load32(reg), privilege_.Holder().address)) continue;
+    memory.Store32(reg, 0);
+    tree_.NoteStore(reg);
+  }
+}
+
 void ControlChannel::RequestResend(const Context& context) {
   // Clients ask from their stream socket, so the port says nothing about who asks.
   if (!privilege_.Held() || privilege_.Holder().address != context.request.source.address) return;
@@ -258,7 +276,7 @@ void ControlChannel::RequestResend(const Context& context) {
 
 Reception ControlChannel::Arrived(const ControlRequest& request) {
   ByteReader in(request.bytes);
-  const std::optional<CommandHeader> header = CommandHeader::Decode(in);
+  const std::optional<CommandHeader> header = HeaderOf(in);
   if (!header) return {Reception::Turn::Never, {}};
   if (!IsBystander(header->command)) privilege_.Heard(request.source, request.arrival);
   const Reception admitted = Admit(request, *header, in);

@@ -103,6 +103,7 @@ class ControlChannel {
   WireStatus WriteUnit(Context& context, std::uint32_t address, ByteView bytes);
   WireStatus WritePrivilege(Context& context, std::uint32_t value);
   void ShowPrivilege();
+  void ForgetDestinations();
   void RequestResend(const Context& context);
   WireStatus Action(Context& context, bool& silent);
   WireStatus Act(Context& context, const ActionCommand& action, SignalSet signals);

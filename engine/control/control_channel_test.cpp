@@ -275,6 +275,7 @@ TEST_F(ControlChannelTest, TakesControlFromASilentClient) {
   Read(kASecondSocket, "00000A00");
   Say(kA, "42 11 0002 0000 0001");
   Say(kA, "42 00 0040 000C 0001 0000 0007 00000003 00FFFFFF");
+  Say(kA, "42 01 0080 0008 0001 00000A00");  // shorter than it says
   pass(milliseconds(1));
   EXPECT_FALSE(channel_.Privilege().Held());
   EXPECT_EQ(Stored(Bootstrap::kControlPrivilege), 0u);
@@ -287,6 +288,28 @@ TEST_F(ControlChannelTest, TakesControlFromASilentClient) {
   EXPECT_EQ(channel_.HeartbeatDeadline(), Instant::max());
   pass(std::chrono::hours(1));
   EXPECT_TRUE(channel_.Privilege().IsHolder(kB));
+}
+
+TEST_F(ControlChannelTest, LetsNobodySendToAnEarlierClientsAddress) {
+  constexpr std::uint32_t kGroup = 0xEF00'0001;
+  Write(kA, kTakeControl);
+  Write(kA, "00000D18 7F000001");
+  Write(kA, "00000B10 7F000001");
+  EXPECT_EQ(Write(kA, "00000D18 7F000002"), Hex("8002 0083 0004 0000 0000 0000"));
+  Write(kA, kLeave);
+  EXPECT_EQ(Stored(Bootstrap::kStreamDestination), kA.address);
+  Write(kB, kLeave);  // changes nothing, since it takes nothing
+  Write(kASecondSocket, kTakeControl);
+  EXPECT_EQ(Stored(Bootstrap::kStreamDestination), kA.address) << "of the same host";
+  EXPECT_EQ(Stored(Bootstrap::kMessageDestination), kA.address) << "of the same host";
+  Write(kASecondSocket, kLeave);
+  Write(kB, kTakeControl);
+  EXPECT_EQ(Stored(Bootstrap::kStreamDestination), 0u);
+  EXPECT_EQ(Stored(Bootstrap::kMessageDestination), 0u);
+  Write(kB, "00000D18 EF000001");
+  Write(kB, kLeave);
+  Write(kA, kTakeControl);
+  EXPECT_EQ(Stored(Bootstrap::kStreamDestination), kGroup);
 }
 
 TEST_F(ControlChannelTest, ResendsOnlyToTheControllersHost) {

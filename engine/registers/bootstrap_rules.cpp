@@ -108,13 +108,12 @@ const Row* Find(std::uint32_t address, const BootstrapProfile& profile) {
   return &row;
 }
 
-/// Only the controller's own address or a multicast group: nobody can be flooded by somebody else's wish.
-bool IsAllowedDestination(std::uint32_t address, const WriteContext& context) {
-  constexpr std::uint32_t kMulticastPrefix = 0xE;  // 224.0.0.0/4
-  return address == 0 || address == context.controller.address || address >> 28 == kMulticastPrefix;
-}
-
 }  // namespace
+
+bool IsAllowedDestination(std::uint32_t address, std::uint32_t controller) {
+  constexpr std::uint32_t kMulticastPrefix = 0xE;  // 224.0.0.0/4
+  return address == 0 || address == controller || address >> 28 == kMulticastPrefix;
+}
 
 bool BootstrapExists(std::uint32_t address, const BootstrapProfile& profile) {
   return Find(address, profile) != nullptr;
@@ -170,7 +169,7 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
       break;
     case Bootstrap::kMessageDestination:
     case Bootstrap::kStreamDestination:
-      if (!IsAllowedDestination(value, context)) return {WireStatus::InvalidParameter};
+      if (!IsAllowedDestination(value, context.controller.address)) return {WireStatus::InvalidParameter};
       break;
     default:
       break;

@@ -60,6 +60,10 @@ void BlankWriteOnly(std::uint32_t address, MutableByteView bytes);
 BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, std::uint32_t old,
                                     const BootstrapProfile& profile, const WriteContext& context);
 
+/// Whether the client on `controller` may have data sent to `address`: only its own address or a multicast
+/// group, so that nobody can be flooded by somebody else's wish. 0 is no destination and allowed.
+bool IsAllowedDestination(std::uint32_t address, std::uint32_t controller);
+
 /// The nearest usable packet size.
 std::uint32_t UsablePacketSize(std::uint32_t size, const BootstrapProfile& profile);
 
