@@ -14,7 +14,9 @@ MessageChannel::MessageChannel(std::uint32_t address, std::shared_ptr<const Devi
 
 void MessageChannel::Configure(const EventChannelConfig& config) {
   const MutexLock lock(mutex_);
+  const Instant before = sender_.Deadline();
   sender_.Configure(config);
+  if (sender_.Deadline() < before) wakeup_.Wake();
 }
 
 void MessageChannel::TellFrames(bool starts, bool ends) {

@@ -47,6 +47,10 @@ TEST_F(MessageChannelTest, WakesItsThreadForADeadline) {
   channel_.Serve();
   EXPECT_EQ(::poll(&wakeup, 1, 0), 0);
   EXPECT_LT(channel_.Deadline(), Now() + 1s);
+  Open(200ms);
+  EXPECT_EQ(::poll(&wakeup, 1, 0), 0);
+  Open(50ms);  // nearer than before
+  EXPECT_EQ(::poll(&wakeup, 1, 0), 1);
   EXPECT_EQ(client_.Next().size(), 24u);
 }
 

@@ -5,6 +5,8 @@
 namespace Tarn {
 
 void EventSender::Configure(const EventChannelConfig& config) {
+  deadline_ +=
+      config.timeout - config_.timeout;  // what waits for its acknowledge waits no longer than new ones
   config_ = config;
   if (config.IsOpen()) return;
   count_ = 0;

@@ -73,6 +73,20 @@ TEST_F(EventSenderTest, RepeatsOneCommandUntilItGivesUp) {
   EXPECT_EQ(sender_->Counters().lost, 1u);
 }
 
+TEST_F(EventSenderTest, WaitsNoLongerThanTheLatestTimeout) {
+  sender_->Configure({kClient, milliseconds(0xFFFF'FFFF), 0xFFFF'FFFF, false});
+  Push(1);
+  EXPECT_EQ(SentAt(milliseconds(0)), (List{{1, 1, 1}}));
+  EXPECT_EQ(sender_->Deadline(), kStart + milliseconds(0xFFFF'FFFF));
+  sender_->Configure({kClient, milliseconds(100), 1, false});
+  EXPECT_EQ(sender_->Deadline(), kStart + milliseconds(100));
+  EXPECT_EQ(SentAt(milliseconds(100)), (List{{1, 1, 1}}));
+  sender_->Configure({kClient, milliseconds(0), 1, false});
+  Push(2);
+  EXPECT_EQ(SentAt(milliseconds(101)), (List{{0, 2, 2}}));
+  EXPECT_EQ(sender_->Counters().lost, 1u);
+}
+
 TEST_F(EventSenderTest, GoesOnWhenTheRightAcknowledgeCame) {
   Push(1);
   Push(2);

@@ -10,7 +10,9 @@ constexpr std::size_t kGroupBytes = Pacer::kBurstBytes / 2;
 }  // namespace
 
 void Pacer::Configure(Nanoseconds packet_delay, std::uint64_t bytes_per_second) noexcept {
-  delay_ = std::max(packet_delay, Nanoseconds{0});
+  const Nanoseconds delay = std::max(packet_delay, Nanoseconds{0});
+  if (delay != delay_ || bytes_per_second != rate_) due_ = {};  // that was seconds ahead by the longest delay
+  delay_ = delay;
   rate_ = bytes_per_second;
 }
 

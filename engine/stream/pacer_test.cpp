@@ -82,6 +82,16 @@ TEST(Pacer, KeepsPacketDelaysOnAverageAndLongOnesOneByOne) {
   EXPECT_GE(slow.Due() - Instant{1s}, Nanoseconds{900us}) << "the first two packets must not leave together";
 }
 
+TEST(Pacer, ForgetsTheDebtOfOtherSettings) {
+  Pacer pacer;
+  pacer.Configure(4s, 0);
+  pacer.Sent(Instant{10s}, 1, 1500);
+  pacer.Configure(4s, 0);
+  EXPECT_GT(pacer.Due(), Instant{13s});
+  pacer.Configure(0ns, 125'000'000);
+  EXPECT_LE(pacer.Due(), Instant{10s});
+}
+
 TEST(Pacer, TheStricterOfDelayAndRateHolds) {
   Pacer pacer;
   pacer.Configure(100us, 125'000'000);
