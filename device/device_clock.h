@@ -13,7 +13,9 @@ namespace Tarn {
 class DeviceClock {
  public:
   std::uint64_t Ticks() const noexcept {
-    return static_cast<std::uint64_t>(Now().time_since_epoch().count() - zero_.load());
+    // Before the time is taken: with a reset in between the difference would be less than 0.
+    const std::int64_t zero = zero_;
+    return static_cast<std::uint64_t>(Now().time_since_epoch().count() - zero);
   }
   /// When the clock shows, or showed, `ticks` as long as nobody resets it; the end of time for never.
   Instant At(std::uint64_t ticks) const noexcept {

@@ -17,6 +17,11 @@ using Listeners = std::vector<std::shared_ptr<const NodeListener>>;
 // More actions than this are counted, but their listeners are called no more often: they read the count.
 constexpr std::size_t kMostUnheard = 64;
 
+// Milliseconds. The program can store any number behind the feature: 0 would have notices sent without a
+// break, and twice as much as the most would not fit into the notice.
+constexpr std::uint32_t kLeastPatience = 10;
+constexpr std::uint32_t kMostPatience = 0x7FFF;
+
 }  // namespace
 
 /// Carries out one command: lets go of the tree lock while others are called.
@@ -29,8 +34,9 @@ class Device::Actions final : public ControlActions {
   }
 
   void AfterWrite(std::uint32_t address, std::uint32_t length) override {
+    const bool saves = address == OwnRegisters::kUserSetSave && device_.tree_.Memory().Load32(address) != 0;
     device_.FollowStores();
-    if (address == OwnRegisters::kUserSetSave) SaveWhatClientsRead();
+    if (saves) SaveWhatClientsRead();
     const std::vector<PlacedRegister> loaded = std::exchange(device_.loaded_, {});
     TellWritten(address, length);
     for (const PlacedRegister& reg : loaded) {
@@ -125,6 +131,7 @@ Instant Device::Deadline() {
 
 bool Device::Tick(Instant now, const std::vector<Endpoint>& waiting) {
   MutexLock lock(TreeLock());
+  if (!server_) return false;  // stopped in the meantime
   const bool silent = now >= channel_.HeartbeatDeadline();
   const bool due = now >= channel_.NextAction();
   if (due) {
@@ -173,7 +180,8 @@ std::optional<std::chrono::milliseconds> Device::PendingAfter() {
   const SparseMemory& memory = tree_.Memory();
   if (ControlConfiguration::PendingAck::Get(memory.Load32(Bootstrap::kControlConfiguration)) == 0)
     return std::nullopt;
-  return std::chrono::milliseconds(memory.Load32(Bootstrap::kPendingTimeout));
+  return std::chrono::milliseconds(
+      std::clamp(memory.Load32(Bootstrap::kPendingTimeout), kLeastPatience, kMostPatience));
 }
 
 void Device::Settle() {

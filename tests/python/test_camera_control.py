@@ -30,6 +30,7 @@ from gvcp_client import (
     INVALID_PARAMETER,
     NOT_IMPLEMENTED,
     PACKETRESEND,
+    PENDING_ACK,
     PORT,
     PRIMARY_ADDRESS,
     PRIMARY_PORT,
@@ -303,6 +304,30 @@ def test_a_repeated_command_is_answered_again_but_runs_once(camera: Camera) -> N
         assert client.exchange(write(request_id=4712)).status == SUCCESS
         assert client.exchange(write(request_id=0)).ack_id == 0
         assert len(calls) == 3
+
+
+@pytest.mark.parametrize(("patience", "told"), [(0, 20), (50, 100)])
+def test_notices_keep_a_distance_whatever_the_program_asks_for(
+    camera: Camera, patience: int, told: int
+) -> None:
+    """A notice says when to expect the next sign at the latest: after twice the time between notices."""
+    gate = threading.Event()
+    tree = camera.server.node_map
+    tree.GevGVCPPendingTimeout.value = patience
+    tree.AcquisitionStop.register_event_written_updated(lambda node: gate.wait(10))
+    with camera.client() as client:
+        address, _ = Features(client).register("AcquisitionStop")
+        client.connect()
+        client.write_register(GVCP_CONFIGURATION, 0x2)
+        client.send_raw(command(WRITEREG, words(address, 1), request_id=999))
+        notice = client.receive(5)
+        gate.set()
+        assert notice
+        assert (notice.code, notice.payload) == (PENDING_ACK, words(told))
+        while (answer := client.receive(5)) and answer.code == PENDING_ACK:
+            pass
+        assert answer
+        assert answer.status == SUCCESS
 
 
 @pytest.mark.parametrize("pending", [False, True])

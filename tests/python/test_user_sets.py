@@ -101,6 +101,19 @@ def test_default_cannot_be_replaced(camera: Camera, client: ControlClient) -> No
     assert values(camera) == before
 
 
+def test_a_zero_is_no_command(camera: Camera, client: ControlClient) -> None:
+    features = Features(client)
+    features.write("UserSetSelector", USER_SET)
+    before = values(camera)
+    change(camera, features)
+    changed = values(camera)
+    features.write("UserSetLoad", 0)
+    assert values(camera) == changed
+    features.write("UserSetSave", 0)
+    features.execute("UserSetLoad")
+    assert values(camera) == before  # nothing was saved
+
+
 def test_a_number_of_no_set_does_nothing(camera: Camera, client: ControlClient) -> None:
     features, map_ = Features(client), camera.server.node_map
     change(camera, features)
