@@ -37,10 +37,14 @@ void AddAnswers(FeatureBuilder& add) {
 
 void AddPrivilege(FeatureBuilder& add) {
   const NodePtr privilege = add.Value("GevCCPValue", Bootstrap::kControlPrivilege, 4, ReadWrite);
-  add.Enumeration(
-      "GevCCP", privilege,
-      {{"OpenAccess", 0}, {"ExclusiveAccess", 1}, {"ControlAccess", 2}, {"ControlAccessSwitchoverActive", 6}},
-      Guru, "Who may control the device");
+  // The numbers are those that the register shows: exclusive access has the bit of control, too.
+  add.Enumeration("GevCCP", privilege,
+                  {{"OpenAccess", 0},
+                   {"ControlAccess", 2},
+                   {"ExclusiveAccess", 3},
+                   {"ControlAccessSwitchoverActive", 6},
+                   {"ExclusiveAccessSwitchoverActive", 7}},
+                  Guru, "Who may control the device");
   const NodePtr key =
       add.Value("GevPrimaryApplicationSwitchoverKeyValue", Bootstrap::kSwitchoverKey, 4, WriteOnly);
   Limited(add.Integer("GevPrimaryApplicationSwitchoverKey", key, Guru,

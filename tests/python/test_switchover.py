@@ -9,6 +9,7 @@ from gvcp_client import (
     ACCESS_DENIED,
     CCP,
     CONTROL,
+    EXCLUSIVE,
     PRIMARY_ADDRESS,
     PRIMARY_PORT,
     SCDA,
@@ -67,5 +68,10 @@ def test_keys_and_control_are_features(camera: Camera) -> None:
         features.write("GevCCP", CONTROL | SWITCHOVER)
         tree = camera.server.node_map
         assert tree.GevCCP.value == "ControlAccessSwitchoverActive"
+        for wish in (EXCLUSIVE, EXCLUSIVE | CONTROL):
+            features.write("GevCCP", wish)
+            assert tree.GevCCP.value == "ExclusiveAccess"
+        features.write("GevCCP", EXCLUSIVE | SWITCHOVER)
+        assert tree.GevCCP.value == "ExclusiveAccessSwitchoverActive"
         assert tree.GevPrimaryApplicationSocket.value == client.local[1]
         assert (tree.PtpEnable.value, tree.PtpStatus.value) == (False, "Disabled")
