@@ -1,4 +1,4 @@
-"""What the documents tell readers to type to clients and administrators, typed; and their pieces of Python."""
+"""What the documents tell readers to type to clients and administrators, typed; their pieces of Python."""
 
 import contextlib
 import itertools

@@ -2,6 +2,7 @@
 
 import os
 import socket
+from typing import Any
 
 import pytest
 
@@ -48,16 +49,18 @@ class Blocks:
 @pytest.mark.parametrize(
     ("extended", "driver", "resend"), [(False, DriverType.Socket, 8), (True, DriverType.Filter, 0)]
 )
-def test_ids_time_and_memory_after_more_blocks_than_short_ids(extended, driver, resend):
+def test_ids_time_and_memory_after_more_blocks_than_short_ids(
+    extended: Any, driver: Any, resend: Any
+) -> None:
     size = tarn.Size2D(16, 16)
     server = Server.create_with_const_size_pfnc(size, tarn.PfncFormat.Mono8, driver)
     server.stream.resend_buffers_count = resend
     server.node_map.DeviceLinkThroughputLimitModeValue.value = 0
     camera = Camera(server, free_address())
-    blocks = Blocks(extended)
-    released = []
+    blocks: Any = Blocks(extended)  # a receiver to whoever asks for its endpoint
+    released: list[tarn.Image] = []
 
-    def send_and_read(count):
+    def send_and_read(count: int) -> None:
         for _ in range(count // BURST):
             for _ in range(BURST):
                 server.stream.send(image, released.append)
