@@ -67,7 +67,7 @@ T& Output(T* target, const char* argument) {
 }
 
 // One table of codes on each side of the C line: a number that differs is caught here.
-#define TARN_SAME_CODE(failure, code) static_assert(static_cast<TR_STATUS>(Failure::failure) == code)
+#define TARN_SAME_CODE(failure, code) static_assert(static_cast<TR_STATUS>(Failure::failure) == (code))
 TARN_SAME_CODE(kFailed, TR_E_FAILED);
 TARN_SAME_CODE(kInvalidArgument, TR_E_INVALID_ARGUMENT);
 TARN_SAME_CODE(kInvalidHandle, TR_E_INVALID_HANDLE);

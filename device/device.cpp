@@ -23,7 +23,7 @@ std::string TextOf(FeatureTree& tree, const char* name) {
 }  // namespace
 
 std::shared_ptr<Device> Device::Create(const std::optional<SensorFormat>& format, StreamDriver driver) {
-  const std::shared_ptr<Device> device(new Device(format, driver));
+  std::shared_ptr<Device> device(new Device(format, driver));
   const MutexLock lock(TreeLock());
   device->tree_.SetOwner(device);
   return device;

@@ -21,7 +21,8 @@ std::int64_t Minor(const Tarn::GenApiVersion& version) { return version.minor_ve
 std::int64_t SubMinor(const Tarn::GenApiVersion& version) { return version.sub_minor_version; }
 const char* VersionFormat() { return "GenApiVersion(major=%r, minor=%r, sub_minor=%r)"; }
 
-PyRef NewConnection(NewType type, std::optional<std::string> address, std::optional<std::uint16_t> port) {
+PyRef NewConnection(NewType type, const std::optional<std::string>& address,
+                    std::optional<std::uint16_t> port) {
   const Tarn::NetworkConnection connection{address.value_or("0.0.0.0"), port.value_or(0)};
   return Construct(type.type, std::make_shared<Tarn::NetworkConnection>(connection));
 }
