@@ -105,9 +105,9 @@ class Device final : public ControlService, public TreeOwner, public std::enable
  private:
   class Actions;
 
-  /// An image of a limited acquisition was accepted; after the last one the acquisition ends. Takes the tree
-  /// lock.
-  void CountFrame();
+  /// An image of a limited acquisition was accepted; after the last one the acquisition ends. Does nothing
+  /// when that acquisition is over. Takes the tree lock.
+  void CountFrame(std::uint64_t acquisition);
 
   Device(const std::optional<SensorFormat>& format, StreamDriver driver);
 
@@ -176,6 +176,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   std::size_t resend_depth_ = 0;
   std::string user_version_;
   std::uint32_t xml_version_[3] = {1, 0, 0};
+  std::uint64_t acquisition_ = 0;         ///< number of the latest one
   std::int64_t frames_left_ = 0;          ///< of a limited acquisition; negative: no limit
   std::uint64_t heartbeat_timeouts_ = 0;  ///< since the start
   std::uint64_t refused_commands_ = 0;    ///< since the start

@@ -56,6 +56,7 @@ void Device::StartAcquisition() {
   const std::int64_t count = tree_.Memory().Load32(OwnRegisters::kAcquisitionFrameCount);
   frames_left_ = mode == kContinuous ? -1 : mode == kSingleFrame ? 1 : count;
   acquiring_ = true;
+  ++acquisition_;
   LockParameters(true);
   TellEvent(EventNumber::kAcquisitionStart);  // before the first frame is told
   actions_.Post([stream = stream_] { stream->SetRunning(true); });
@@ -150,6 +151,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   std::shared_ptr<StreamChannel> stream;
   std::size_t payload_size = 0;
   bool limited = false;
+  std::uint64_t acquisition = 0;
   ImageBlock block;
   {
     const MutexLock lock(TreeLock());
@@ -158,6 +160,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
     stream = stream_;
     payload_size = tree_.Memory().Load32(OwnRegisters::kPayloadSize);
     limited = frames_left_ >= 0;
+    acquisition = acquisition_;
     DescribeBlock(block, SampleBytesOf(image));
   }
   LayOut(image, block);
@@ -169,13 +172,13 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   block.owner = std::move(owner);
   const SendResult result = stream->Send(std::move(block));
   if (result != SendResult::Accepted) ThrowRefusal(result);
-  if (limited) CountFrame();
+  if (limited) CountFrame(acquisition);
 }
 
-void Device::CountFrame() {
+void Device::CountFrame(std::uint64_t acquisition) {
   {
     const MutexLock lock(TreeLock());
-    if (frames_left_ <= 0 || --frames_left_ > 0) return;
+    if (acquisition != acquisition_ || frames_left_ <= 0 || --frames_left_ > 0) return;
     StopAcquisition(Unsent::Send);
   }
   actions_.Drain();

@@ -241,6 +241,25 @@ def test_limited_acquisitions_end_by_themselves(camera: Camera) -> None:
             assert all(frame.is_whole for frame in receiver.wait_frames(received))
 
 
+def test_a_frame_counts_for_the_acquisition_that_took_it(camera: Camera) -> None:
+    """The client starts anew before the program's call came back."""
+    image, stream = wrap(picture(64, 48)), camera.server.stream
+    with streaming(camera) as (_, receiver, features):
+
+        def start_anew(image: Any = None) -> None:
+            features.execute("AcquisitionStop")
+            features.execute("AcquisitionStart")
+
+        features.execute("AcquisitionStop")
+        features.write("AcquisitionMode", 1)
+        start_anew()
+        camera.wait_running()
+        stream.send(image, start_anew)
+        assert stream.try_send(image)
+        assert not stream.try_send(image)
+        assert all(frame.is_whole for frame in receiver.wait_frames(2))
+
+
 def test_failing_sends_release_nothing(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=2)
     stream = camera.server.stream
