@@ -11,7 +11,29 @@ from gvcp_client import discover
 
 _ROW = re.compile(r"^(\w+:\w+) +([A-Z]+) ?(.*)$", re.M)
 _COLOUR = re.compile(r"\x1b\[[0-9;]*m")
-_TRANSPORT = re.compile(r"BufferCheck|FrameRate|^GigEVision|^Genicam:Load")
+_CHECKS = {
+    "Genicam:Load",
+    "Genicam:Schema",
+    "Properties:SensorSizeReadout",
+    "Properties:SensorSizeCheck",
+    "Properties:GainAvailable",
+    "Properties:GainReadout",
+    "Properties:ExposureTimeAvailable",
+    "Properties:ExposureTimeReadout",
+    "MultipleAcquisitionA:BufferCheck",
+    "MultipleAcquisitionA:FrameRate",
+    "SingleAcquisition:BufferCheck",
+    "SoftwareTrigger:BufferCheck",
+    "MultipleAcquisitionB:BufferCheck",
+    "MultipleAcquisitionB:FrameRate",
+    "Multipart:NoSupport",
+    "Chunks:BufferCheck",
+    "GigEVision:NNetworkInterfaces",
+    "GigEVision:NStreamChannels",
+    "GigEVision:StreamChannel",
+}
+# Left out where the program's stock configuration has no entry for the camera's model.
+_LEFT_OUT = {"Genicam:Schema", "Properties:SensorSizeCheck"}
 
 
 def judgements(address: str) -> dict[str, tuple[str, str]]:
@@ -28,16 +50,17 @@ def judgements(address: str) -> dict[str, tuple[str, str]]:
 
 
 def failures(address: str) -> dict[str, tuple[str, str]]:
-    """The checks about the transport that did not succeed in one run."""
+    """The checks that did not succeed in one run; that all were made is asserted."""
     told = judgements(address)
-    transport = {check: result for check, result in told.items() if _TRANSPORT.search(check)}
-    images = {"MultipleAcquisitionA", "SingleAcquisition", "SoftwareTrigger", "MultipleAcquisitionB"}
-    assert {f"{kind}:BufferCheck" for kind in images} <= set(transport), told
-    print("other failures:", {check for check in told if told[check][0] == "FAILURE"} - set(transport))
-    return {check: result for check, result in transport.items() if result[0] != "SUCCESS"}
+    assert set(told) >= _CHECKS, _CHECKS - set(told)
+    return {
+        check: (status, remark)
+        for check, (status, remark) in told.items()
+        if status != ("IGNORED" if check in _LEFT_OUT else "SUCCESS")
+    }
 
 
-def test_the_transport_passes_every_check(request: pytest.FixtureRequest) -> None:
+def test_the_camera_passes_every_check(request: pytest.FixtureRequest) -> None:
     need_tool("arv-test-0.8")
     runs = request.config.getoption("--arv-test")
     # A client that the machine does not let run for some milliseconds loses packets through no fault of the
