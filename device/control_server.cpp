@@ -4,7 +4,8 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
-#include <deque>
+#include <iterator>
+#include <list>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,9 +19,10 @@ namespace {
 
 constexpr std::size_t kReceiveBuffer =
     2048;  // larger than any command, so that longer ones are recognised as such
-constexpr std::size_t kMostWaiting = 64;  // commands; clients have one under way each
-constexpr std::size_t kMostDelayed = 64;  // discoveries
-constexpr int kMostInOneGo = 64;          // datagrams of one socket before the clock is looked at again
+constexpr std::size_t kMostWaiting = 64;     // commands; clients have one under way each
+constexpr std::size_t kMostOfStrangers = 8;  // of those; a slow listener is not to be kept busy by anybody
+constexpr std::size_t kMostDelayed = 64;     // discoveries
+constexpr int kMostInOneGo = 64;             // datagrams of one socket before the clock is looked at again
 constexpr std::chrono::seconds kStopPatience{5};
 
 /// A command on its way through the listeners.
@@ -30,13 +32,15 @@ struct Job {
   bool broadcast = false;
   Instant arrival;
   Instant next_notice;  ///< when its client is told next that it takes longer
+  bool from_holder = false;
 
-  Job(const ControlRequest& request, Instant notice)
+  Job(const ControlRequest& request, Instant notice, bool holder = false)
       : bytes(request.bytes.begin(), request.bytes.end()),
         source(request.source),
         broadcast(request.broadcast),
         arrival(request.arrival),
-        next_notice(notice) {}
+        next_notice(notice),
+        from_holder(holder) {}
   ControlRequest Request() const { return {bytes, source, broadcast, arrival}; }
 };
 
@@ -132,7 +136,7 @@ class ControlServer::Threads {
   void Receive(int fd);
   void Answer(const ControlRequest& request);
   void Send(ByteView answer, Endpoint client);
-  void Enqueue(const ControlRequest& request);
+  void Enqueue(const ControlRequest& request, bool holder);
   Instant NextDelayed() const;
   void AnswerDelayed(Instant now);
   void AskForCall();
@@ -151,7 +155,7 @@ class ControlServer::Threads {
   std::thread executing_ TARN_GUARDED_BY(mutex_);
   std::condition_variable_any job_came_;
   std::condition_variable_any ended_;
-  std::deque<Job> jobs_ TARN_GUARDED_BY(mutex_);     ///< the first one is being executed
+  std::list<Job> jobs_ TARN_GUARDED_BY(mutex_);      ///< the first one is being executed
   bool call_asked_ TARN_GUARDED_BY(mutex_) = false;  ///< for the service's Call
   int running_ TARN_GUARDED_BY(mutex_) = 0;
   bool ending_ TARN_GUARDED_BY(mutex_) = false;
@@ -194,7 +198,10 @@ void ControlServer::Threads::Receive(int fd) {
         Answer(request);
         break;
       case Reception::Turn::Listeners:
-        Enqueue(request);
+        Enqueue(request, false);
+        break;
+      case Reception::Turn::ListenersFirst:
+        Enqueue(request, true);
         break;
       case Reception::Turn::Later:
         if (delayed_.size() < kMostDelayed) delayed_.push_back({reception.due, {request, Instant::max()}});
@@ -230,14 +237,21 @@ void ControlServer::Threads::Send(ByteView answer, Endpoint client) {
   service_->Answered();
 }
 
-void ControlServer::Threads::Enqueue(const ControlRequest& request) {
+void ControlServer::Threads::Enqueue(const ControlRequest& request, bool holder) {
   const std::optional<std::chrono::milliseconds> patience = service_->PendingAfter();
   const MutexLock lock(mutex_);
   const bool repeated = std::ranges::any_of(jobs_, [&](const Job& job) {
     return job.source == request.source && std::ranges::equal(job.bytes, request.bytes);
   });
-  if (repeated || jobs_.size() >= kMostWaiting) return;
-  jobs_.emplace_back(request, patience ? request.arrival + *patience : Instant::max());
+  const auto strangers =
+      jobs_.size() - static_cast<std::size_t>(std::ranges::count(jobs_, true, &Job::from_holder));
+  if (repeated || jobs_.size() >= kMostWaiting || (!holder && strangers >= kMostOfStrangers)) return;
+  // Behind the one that is being executed, and behind the holder's own.
+  auto place = jobs_.end();
+  if (holder && !jobs_.empty()) {
+    place = std::ranges::find(std::next(jobs_.begin()), jobs_.end(), false, &Job::from_holder);
+  }
+  jobs_.emplace(place, request, patience ? request.arrival + *patience : Instant::max(), holder);
   job_came_.notify_all();
 }
 
@@ -255,7 +269,7 @@ void ControlServer::Threads::ExecuteJobs() {
         job_came_.wait(lock);
         continue;
       }
-      const Job& job = jobs_.front();  // stays in place: others only append
+      const Job& job = jobs_.front();  // stays in place: others come behind it
       const Endpoint client = job.source;
       lock.unlock();
       std::array<std::uint8_t, kMaxControlDatagram> answer;

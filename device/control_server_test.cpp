@@ -26,18 +26,21 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kLoopback = 0x7F000001;
 
 /// Commands with an odd request id call a listener, which lasts until it is let go. Those with an id from
-/// 0x80 on are answered a little later, those from 0xC0 on never.
+/// 0x80 on are answered a little later, those from 0xC0 on never. Those from 0x40 on come from the client in
+/// control.
 class FakeService final : public ControlService {
  public:
   Reception Arrived(const ControlRequest& request) override {
     const std::uint8_t id = request.bytes.back();
     if (id >= 0xC0) return {Reception::Turn::Never, {}};
     if (id >= 0x80) return {Reception::Turn::Later, request.arrival + milliseconds(id - 0x80)};
-    return {(id & 1) != 0 ? Reception::Turn::Listeners : Reception::Turn::Now, {}};
+    if ((id & 1) == 0) return {Reception::Turn::Now, {}};
+    return {id >= 0x40 ? Reception::Turn::ListenersFirst : Reception::Turn::Listeners, {}};
   }
 
   std::size_t Execute(const ControlRequest& request, MutableByteView answer) override {
     if (request.bytes.back() < 0x80 && (request.bytes.back() & 1) != 0) {
+      heard.push_back(request.bytes.back());
       ++begun;
       if (in_listener) in_listener();
       gone.wait_for(seconds(20));
@@ -62,6 +65,7 @@ class FakeService final : public ControlService {
   const std::shared_future<void> gone = let_go.get_future().share();
   std::function<void()> in_listener;
   std::optional<milliseconds> patience;
+  std::vector<std::uint8_t> heard;  ///< ids of the commands that called a listener, in their order
   std::atomic<int> begun = 0;
   std::atomic<int> answered = 0;
   std::atomic<std::size_t> waiting_clients = 0;
@@ -113,6 +117,25 @@ bool Eventually(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(milliseconds(1));
   }
   return false;
+}
+
+TEST(ControlServer, LetsTheClientInControlPassTheOthers) {
+  const auto service = std::make_shared<FakeService>();
+  ControlServer server(kLoopback, 0);
+  server.Start(service, nullptr);
+  Client stranger(server.Local());
+  Client holder(server.Local());
+  stranger.Say(1);
+  ASSERT_TRUE(Eventually([&] { return service->begun == 1; }));
+  for (std::uint8_t id = 3; id < 0x3F; id += 2) stranger.Say(id);
+  ASSERT_TRUE(Eventually([&] { return service->waiting_clients == 8; }));
+  holder.Say(0x41);
+  holder.Say(0x43);
+  ASSERT_TRUE(Eventually([&] { return service->waiting_clients == 10; })) << "it finds a place in any case";
+  service->let_go.set_value();
+  ASSERT_TRUE(Eventually([&] { return service->answered == 10; }));
+  server.Stop();
+  EXPECT_EQ(service->heard, (Bytes{1, 0x41, 0x43, 3, 5, 7, 9, 11, 13, 15}));
 }
 
 TEST(ControlServer, KeepsNobodyWaitingForASlowListener) {

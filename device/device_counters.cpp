@@ -5,15 +5,6 @@
 #include "wire/gvcp.h"
 
 namespace Tarn {
-namespace {
-
-void Store64(SparseMemory& memory, std::uint32_t address, std::uint64_t value) {
-  memory.Store32(address, static_cast<std::uint32_t>(value >> 32));
-  memory.Store32(address + 4, static_cast<std::uint32_t>(value));
-}
-
-}  // namespace
-
 /// \param answer  as it goes to the client; empty for silence
 void Device::CountAnswer(ByteView answer) {
   ByteReader in(answer);
@@ -23,24 +14,24 @@ void Device::CountAnswer(ByteView answer) {
 
 void Device::ShowCounters() {
   SparseMemory& memory = tree_.Memory();
-  Store64(memory, OwnRegisters::kHeartbeatTimeouts, heartbeat_timeouts_);
-  Store64(memory, OwnRegisters::kRefusedCommands, refused_commands_);
+  memory.Store64(OwnRegisters::kHeartbeatTimeouts, heartbeat_timeouts_);
+  memory.Store64(OwnRegisters::kRefusedCommands, refused_commands_);
   if (messages_) {
     const EventCounters events = messages_->Counters();
-    Store64(memory, OwnRegisters::kEventsSent, events.sent);
-    Store64(memory, OwnRegisters::kEventsRepeated, events.repeated);
-    Store64(memory, OwnRegisters::kEventsLost, events.lost);
-    Store64(memory, OwnRegisters::kEventsDropped, events.dropped);
+    memory.Store64(OwnRegisters::kEventsSent, events.sent);
+    memory.Store64(OwnRegisters::kEventsRepeated, events.repeated);
+    memory.Store64(OwnRegisters::kEventsLost, events.lost);
+    memory.Store64(OwnRegisters::kEventsDropped, events.dropped);
   }
   if (!stream_) return;  // what the last run counted stays
   const StreamCounters counters = stream_->Counters();
-  Store64(memory, OwnRegisters::kStreamFrames, counters.frames);
-  Store64(memory, OwnRegisters::kStreamDroppedFrames, counters.dropped_blocks);
-  Store64(memory, OwnRegisters::kStreamPackets, counters.packets);
-  Store64(memory, OwnRegisters::kStreamBytes, counters.bytes);
-  Store64(memory, OwnRegisters::kStreamResentPackets, counters.resent_packets);
-  Store64(memory, OwnRegisters::kStreamFailedPackets, counters.failed_sends);
-  Store64(memory, OwnRegisters::kStreamUnreachable, counters.unreachable);
+  memory.Store64(OwnRegisters::kStreamFrames, counters.frames);
+  memory.Store64(OwnRegisters::kStreamDroppedFrames, counters.dropped_blocks);
+  memory.Store64(OwnRegisters::kStreamPackets, counters.packets);
+  memory.Store64(OwnRegisters::kStreamBytes, counters.bytes);
+  memory.Store64(OwnRegisters::kStreamResentPackets, counters.resent_packets);
+  memory.Store64(OwnRegisters::kStreamFailedPackets, counters.failed_sends);
+  memory.Store64(OwnRegisters::kStreamUnreachable, counters.unreachable);
 }
 
 }  // namespace Tarn

@@ -117,8 +117,7 @@ StreamConfig Device::ReadStreamConfig() const {
   config.resend_client = channel_.Privilege().Holder().address;
   config.packet_delay = Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
   if (memory.Load32(OwnRegisters::kThroughputLimitMode) != 0) {
-    config.bytes_per_second = std::uint64_t{memory.Load32(OwnRegisters::kThroughputLimit)} << 32 |
-                              memory.Load32(OwnRegisters::kThroughputLimit + 4);
+    config.bytes_per_second = memory.Load64(OwnRegisters::kThroughputLimit);
   }
   return config;
 }

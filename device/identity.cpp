@@ -42,9 +42,9 @@ bool IsHardware(const Interface& interface) {
   return !interface.loopback && stat(("/sys/class/net/" + interface.name + "/device").c_str(), &info) == 0;
 }
 
-void Store64(SparseMemory& memory, std::uint32_t address, std::uint64_t value) {
-  memory.Store32(address, static_cast<std::uint32_t>(value >> 32));
-  memory.Store32(address + 4, static_cast<std::uint32_t>(value));
+/// \param link_speed  bytes per second; 0: unknown
+std::uint64_t UsualThroughput(std::uint64_t link_speed) {
+  return link_speed != 0 ? link_speed : kUsualThroughput;
 }
 
 }  // namespace
@@ -113,11 +113,11 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
   // Chunks always come in the types that tell of the image too, so the configuration says so from the start.
   memory.Store32(Bootstrap::kStreamChannelConfiguration, StreamChannelBits::ExtendedChunks::kMask);
   memory.Store32(OwnRegisters::kThroughputLimitMode, 1);
-  Store64(memory, OwnRegisters::kThroughputLimit, kUsualThroughput);
+  memory.Store64(OwnRegisters::kThroughputLimit, kUsualThroughput);
 }
 
 void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_stream, bool resend) {
-  Store64(memory, Bootstrap::kMacHigh, network.mac);
+  memory.Store64(Bootstrap::kMacHigh, network.mac);
   memory.Store32(Bootstrap::kCurrentAddress, network.address);
   memory.Store32(Bootstrap::kCurrentMask, network.mask);
   memory.Store32(Bootstrap::kCurrentGateway, network.gateway);
@@ -128,7 +128,9 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
     StoreText(memory, Bootstrap::kSerialNumber, 16, serial);
   }
   memory.Store32(Bootstrap::kLinkSpeed, network.link_speed);
-  Store64(memory, OwnRegisters::kLinkSpeed, std::uint64_t{network.link_speed} * 125'000);
+  const std::uint64_t last_speed = memory.Load64(OwnRegisters::kLinkSpeed);
+  const std::uint64_t speed = std::uint64_t{network.link_speed} * 125'000;
+  memory.Store64(OwnRegisters::kLinkSpeed, speed);
   // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
       ControlCapability::SerialNumber::kMask | ControlCapability::HeartbeatDisable::kMask |
@@ -149,9 +151,9 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
       Bootstrap::kStreamChannelCapability,
       StreamChannelBits::ExtendedChunks::kMask | (resend ? StreamChannelBits::ResendDestination::kMask : 0));
   memory.Store32(Bootstrap::kStreamPacketSize, std::min(kUsualPacket, network.max_packet_size / 4 * 4));
-  // A limit that the program chose stays.
-  if (network.link_speed != 0 && memory.Load32(OwnRegisters::kThroughputLimit + 4) == kUsualThroughput) {
-    Store64(memory, OwnRegisters::kThroughputLimit, std::uint64_t{network.link_speed} * 125'000);
+  // The limit follows the link from start to start, until somebody chooses another.
+  if (memory.Load64(OwnRegisters::kThroughputLimit) == UsualThroughput(last_speed)) {
+    memory.Store64(OwnRegisters::kThroughputLimit, UsualThroughput(speed));
   }
 }
 

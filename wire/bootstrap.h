@@ -66,7 +66,6 @@ inline constexpr std::uint32_t kSwitchoverKey = 0x095C;
 inline constexpr std::uint32_t kStreamConfiguration = 0x0960;
 inline constexpr std::uint32_t kLinkCapability = 0x0964;
 inline constexpr std::uint32_t kLinkConfiguration = 0x0968;
-inline constexpr std::uint32_t kPtpStatus = 0x096C;
 inline constexpr std::uint32_t kScheduledActionQueueSize = 0x0970;
 inline constexpr std::uint32_t kControlPrivilege = 0x0A00;
 inline constexpr std::uint32_t kPrimaryPort = 0x0A04;
@@ -113,7 +112,6 @@ using DiscoveryDelayWritable = Bits<8>;
 using ExtendedStatus = Bits<9>;
 using Switchover = Bits<10>;
 using UnconditionalAction = Bits<11>;
-using Ptp = Bits<12>;
 using ExtendedStatus2 = Bits<13>;
 using ScheduledAction = Bits<14>;
 using Action = Bits<25>;
@@ -182,14 +180,12 @@ using HostPort = Bits<16, 31>;
 
 namespace StreamChannelBits {  // capability and configuration of a stream channel
 using ResendDestination = Bits<28>;
-using UnconditionalStreaming = Bits<30>;
 using ExtendedChunks = Bits<31>;
 }  // namespace StreamChannelBits
 
 namespace StreamPacketSize {
 using FireTest = Bits<0>;
 using DoNotFragment = Bits<1>;
-using BigEndianPixels = Bits<2>;
 using Bytes = Bits<16, 31>;  // whole packet, IP and UDP headers included
 static_assert(FireTest::kMask == 0x8000'0000 && Bytes::kMask == 0x0000'FFFF);
 }  // namespace StreamPacketSize

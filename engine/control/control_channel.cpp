@@ -119,8 +119,7 @@ WireStatus ControlChannel::Discovery(Context& context) {
 WireStatus ControlChannel::ForceIp(Context& context, bool& silent) {
   const std::optional<ForceIpCommand> wanted = ForceIpCommand::Decode(context.in);
   const SparseMemory& memory = tree_.Memory();
-  const std::uint64_t own_mac =
-      std::uint64_t{memory.Load32(Bootstrap::kMacHigh)} << 32 | memory.Load32(Bootstrap::kMacLow);
+  const std::uint64_t own_mac = memory.Load64(Bootstrap::kMacHigh);
   // Meant for another device, or for a restart of an address configuration that the host does for us.
   silent = silent || !wanted || wanted->mac != own_mac || wanted->address == 0;
   if (silent) return WireStatus::Success;
@@ -281,7 +280,8 @@ Reception ControlChannel::Arrived(const ControlRequest& request) {
   if (!IsBystander(header->command)) privilege_.Heard(request.source, request.arrival);
   const Reception admitted = Admit(request, *header, in);
   if (admitted.turn != Reception::Turn::Now || !HasListeners(header->command, in)) return admitted;
-  return {Reception::Turn::Listeners, {}};
+  const bool holder = privilege_.IsHolder(request.source);
+  return {holder ? Reception::Turn::ListenersFirst : Reception::Turn::Listeners, {}};
 }
 
 Reception ControlChannel::Admit(const ControlRequest& request, const CommandHeader& header, ByteReader in) {

@@ -8,10 +8,11 @@ namespace Tarn {
 
 struct Reception {
   enum class Turn {
-    Now,        ///< to be executed at once
-    Listeners,  ///< as well, but where listeners may be called
-    Later,      ///< at `due`
-    Never,      ///< to be dropped
+    Now,             ///< to be executed at once
+    Listeners,       ///< as well, but where listeners may be called
+    ListenersFirst,  ///< there, but ahead of what clients without control wait for
+    Later,           ///< at `due`
+    Never,           ///< to be dropped
   };
 
   Turn turn = Turn::Now;

@@ -45,7 +45,7 @@ void AddCounters(FeatureBuilder& add, bool has_stream) {
   AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
                    "Clients that lost control because they fell silent"});
   AddCounter(add, {"DeviceRefusedCommands", OwnRegisters::kRefusedCommands, "",
-                   "Commands refused because another client is in control"});
+                   "Commands refused because their client was not in control"});
   for (const Counter& counter : kEventCounters) AddCounter(add, counter);
   if (!has_stream) return;
   for (const Counter& counter : kStreamCounters) AddCounter(add, counter);

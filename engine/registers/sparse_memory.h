@@ -21,6 +21,13 @@ class SparseMemory {
 
   std::uint32_t Load32(std::uint64_t address) const noexcept;
   void Store32(std::uint64_t address, std::uint32_t value);
+  std::uint64_t Load64(std::uint64_t address) const noexcept {
+    return std::uint64_t{Load32(address)} << 32 | Load32(address + 4);
+  }
+  void Store64(std::uint64_t address, std::uint64_t value) {
+    Store32(address, static_cast<std::uint32_t>(value >> 32));
+    Store32(address + 4, static_cast<std::uint32_t>(value));
+  }
 
  private:
   static constexpr std::uint64_t kPageSize = 4096;

@@ -18,7 +18,7 @@ class Pacer {
   /// The most that leaves back to back, headers included. A receive buffer of Linux' default size (212,992
   /// bytes) is charged more than the bytes of a packet: it takes about 90 packets of 1500, so this fills a
   /// third of it and leaves the reader time.
-  static constexpr std::size_t kBurstBytes = 48 * 1024;
+  static constexpr std::size_t kBurstBytes = std::size_t{48} * 1024;
   /// A packet delay is kept in groups of about this duration.
   static constexpr Nanoseconds kDelayGroup{100'000};
 
