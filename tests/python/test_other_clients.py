@@ -44,6 +44,23 @@ def documented_version(client: str) -> str:
     return str(version)
 
 
+@pytest.mark.parametrize(
+    ("client", "program"),
+    [
+        ("Aravis", "arv-tool-0.8"),
+        ("GStreamer with `aravissrc`", "gst-launch-1.0"),
+        ("Wireshark (tshark)", "tshark"),
+    ],
+)
+def test_compatibility_table_has_the_versions_that_are_tried(client: str, program: str) -> None:
+    need_tool(program)
+    done = subprocess.run([program, "--version"], capture_output=True, text=True, timeout=60)
+    (installed, *_) = re.findall(
+        r"(\d+\.\d+)\.\d+", done.stdout
+    )  # Debian may repair one, and count up the last
+    assert documented_version(client).startswith(f"{installed}.")
+
+
 def check_frames(frames: list[dict[str, Any]], sent: list[np.ndarray]) -> None:
     assert len(frames) == FRAMES
     blocks = [frame["block"] for frame in frames]
