@@ -38,7 +38,7 @@ std::vector<NodePtr> AllDependants(const NodePtr& node, const Dependants& direct
     }
   };
   append(node.get());
-  for (std::size_t i = 0; i < found.size(); ++i) append(found[i].get());
+  for (std::size_t next = 0; next < found.size();) append(found[next++].get());
   return found;
 }
 

@@ -51,7 +51,7 @@ PublishedFormula PublishFormula(const Node& knife) {
     published.variables.push_back(VariableName(knife, variable->name));
   const auto named = [&](const std::string& operand) {
     if (IsName(operand)) return operand;
-    const std::string name = UnusedName(knife, published.parts.size() + 1);
+    std::string name = UnusedName(knife, published.parts.size() + 1);
     published.parts.push_back({name, operand});
     return name;
   };

@@ -1,5 +1,6 @@
 """Every command and every payload type on the wire, as tshark's dissectors read them."""
 
+import contextlib
 import dataclasses
 import itertools
 import pathlib
@@ -246,28 +247,35 @@ class Session:
     frames: list[Frame]
 
 
-def stream_once(camera: Camera, sent: np.ndarray, kind: str, chunks: bool, extended: bool) -> Session:
-    """A client's whole session: some frames of the payload type, with packets that are asked for again."""
+def stream_once(
+    sockets: contextlib.ExitStack, camera: Camera, sent: np.ndarray, kind: str, chunks: bool, extended: bool
+) -> Session:
+    """A client's whole session: some frames of the payload type, with packets that are asked for again.
+
+    Its sockets live as long as `sockets`: the capture is read by port, so no port may be used twice.
+    """
 
     def lost(block: int, number: int, copies: int) -> bool:
         return copies == 0 and number == block
 
-    with StreamReceiver(drop=lost, resend_from=camera.address) as receiver, camera.client() as client:
-        client.connect()
-        features = Features(client)
-        features.write("PayloadType", {"Image": IMAGE, "RawData": RAW_DATA, "File": FILE}[kind])
-        features.write("ChunkModeActive", chunks)
-        features.write("GevGVSPExtendedIDMode", extended)
-        open_stream(client, receiver, 576)
-        features.execute("AcquisitionStart")
-        camera.wait_running()
-        for _ in range(FRAMES):
-            camera.server.stream.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
-        frames = receiver.wait_frames(FRAMES)
-        features.execute("AcquisitionStop")
-        name = f"{kind}{' with chunks' * chunks}{', 64-bit ids' * extended}"
-        assert all(frame.is_whole and frame.asked for frame in frames), name
-        return Session(name, receiver.port, extended, frames)
+    receiver = sockets.enter_context(StreamReceiver(drop=lost, resend_from=camera.address))
+    client = sockets.enter_context(camera.client())
+    client.connect()
+    features = Features(client)
+    features.write("PayloadType", {"Image": IMAGE, "RawData": RAW_DATA, "File": FILE}[kind])
+    features.write("ChunkModeActive", chunks)
+    features.write("GevGVSPExtendedIDMode", extended)
+    open_stream(client, receiver, 576)
+    features.execute("AcquisitionStart")
+    camera.wait_running()
+    for _ in range(FRAMES):
+        camera.server.stream.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
+    frames = receiver.wait_frames(FRAMES)
+    features.execute("AcquisitionStop")
+    client.disconnect()
+    name = f"{kind}{' with chunks' * chunks}{', 64-bit ids' * extended}"
+    assert all(frame.is_whole and frame.asked for frame in frames), name
+    return Session(name, receiver.port, extended, frames)
 
 
 def test_every_payload_type_reads_as_it_was_sent(make_camera: MakeCamera, tmp_path: pathlib.Path) -> None:
@@ -275,9 +283,9 @@ def test_every_payload_type_reads_as_it_was_sent(make_camera: MakeCamera, tmp_pa
     camera = make_camera(SIZE, resend=FRAMES)
     path = tmp_path / "streams.pcapng"
     sent = noise(SIZE, PfncFormat.Mono8, 0)
-    with capturing(camera.address, path):
+    with capturing(camera.address, path), contextlib.ExitStack() as sockets:
         ways = itertools.product(["Image", "RawData", "File"], [False, True], [False, True])
-        sessions = [stream_once(camera, sent, *way) for way in ways]
+        sessions = [stream_once(sockets, camera, sent, *way) for way in ways]
     decode_as = " ".join(f"udp.port=={session.port},gvsp" for session in sessions)
     assert not faults(path, decode_as)
     packets: dict[tuple[int, int], dict[int, Fields]] = {}
