@@ -45,8 +45,11 @@ def _send_images(server: Server, image: tarn.Image, count: int) -> Cost:
 
 def _send_until_told(server: Server, image: tarn.Image, pipe: Connection) -> None:
     send = server.stream.send
+    # Asking the pipe lets go of the interpreter lock for a moment that is too short for another thread, but
+    # starts that thread's wait for its turn anew: asked between all images, no listener would ever run.
     while not pipe.poll():
-        send(image, _released)
+        for _ in range(100):
+            send(image, _released)
     pipe.recv()
 
 

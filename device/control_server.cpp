@@ -22,7 +22,6 @@ constexpr std::size_t kReceiveBuffer =
 constexpr std::size_t kMostWaiting = 64;     // commands; clients have one under way each
 constexpr std::size_t kMostOfStrangers = 8;  // of those; a slow listener is not to be kept busy by anybody
 constexpr std::size_t kMostDelayed = 64;     // discoveries
-constexpr int kMostInOneGo = 64;             // datagrams of one socket before the clock is looked at again
 constexpr std::chrono::seconds kStopPatience{5};
 
 /// A command on its way through the listeners.
@@ -186,29 +185,28 @@ void ControlServer::Threads::Hear(SideChannel* side) {
   NoteEnd();
 }
 
+/// Takes one datagram: to look for a second one costs more than to be told of it.
 void ControlServer::Threads::Receive(int fd) {
   std::array<std::uint8_t, kReceiveBuffer> buffer;
-  for (int i = 0; i < kMostInOneGo; ++i) {
-    const auto received = sockets_.Receive(fd, buffer);
-    if (!received) return;
-    const ControlRequest request{received->bytes, received->source, received->broadcast, received->arrival};
-    const Reception reception = service_->Arrived(request);
-    switch (reception.turn) {
-      case Reception::Turn::Now:
-        Answer(request);
-        break;
-      case Reception::Turn::Listeners:
-        Enqueue(request, false);
-        break;
-      case Reception::Turn::ListenersFirst:
-        Enqueue(request, true);
-        break;
-      case Reception::Turn::Later:
-        if (delayed_.size() < kMostDelayed) delayed_.push_back({reception.due, {request, Instant::max()}});
-        break;
-      case Reception::Turn::Never:
-        break;
-    }
+  const auto received = sockets_.Receive(fd, buffer);
+  if (!received) return;
+  const ControlRequest request{received->bytes, received->source, received->broadcast, received->arrival};
+  const Reception reception = service_->Arrived(request);
+  switch (reception.turn) {
+    case Reception::Turn::Now:
+      Answer(request);
+      break;
+    case Reception::Turn::Listeners:
+      Enqueue(request, false);
+      break;
+    case Reception::Turn::ListenersFirst:
+      Enqueue(request, true);
+      break;
+    case Reception::Turn::Later:
+      if (delayed_.size() < kMostDelayed) delayed_.push_back({reception.due, {request, Instant::max()}});
+      break;
+    case Reception::Turn::Never:
+      break;
   }
 }
 
