@@ -160,6 +160,10 @@ class Camera:
         """What must not grow with the number of frames."""
         return self._ask("belongings")
 
+    @property
+    def pid(self) -> int:
+        return self._process.pid
+
     def end(self) -> None:
         self.client.disconnect()
         self.client.close()

@@ -3,13 +3,17 @@
 
 Run it with the package on the path: ``PYTHONPATH=build/perf/python python3 bench/control.py``.
 
-Camera and echo run in processes of their own; the same few lines of client ask them in turn. While streaming,
-the camera sends images of 300 KiB as fast as it can to a socket that nobody reads, from a Python program that
-does nothing else. Figures are medians of the rounds' medians and slowest hundredths; they are compared with
-the echo on the idle machine, and the echo beside the stream tells what the machine itself has to do with it.
+Camera and echo run in processes of their own; the same few lines of client ask them in turn. While
+streaming, the camera sends images of 300 KiB as fast as it can to a socket that nobody reads, from a Python
+program that does nothing else. All who ask and answer share one core, where the scheduler would now and
+then put them on two, whose waking each other takes longer than the rest; the stream has the other. Figures
+are medians of the rounds' medians and slowest hundredths; they are compared with the echo on the idle
+machine, and the echo beside the stream tells what the machine itself has to do with it.
 """
 
 import contextlib
+import os
+import pathlib
 import socket
 import statistics
 import struct
@@ -41,6 +45,15 @@ def round_trips(target: Endpoint, register: int) -> list[float]:
     return times
 
 
+def pin(echo: int, camera: int) -> None:
+    """Put the client, the echo and the camera's own threads on one core, the camera's program on another."""
+    answering, sending = {0}, {1}
+    for process in (os.getpid(), echo):
+        os.sched_setaffinity(process, answering)
+    for thread in pathlib.Path(f"/proc/{camera}/task").iterdir():
+        os.sched_setaffinity(int(thread.name), sending if int(thread.name) == camera else answering)
+
+
 def measure(rows: dict[str, tuple[Endpoint, int]]) -> dict[str, tuple[float, float]]:
     """Median and 99 % of each, asked in turn."""
     cuts = {name: [] for name in rows}
@@ -62,6 +75,7 @@ def main() -> None:
     print(f"{'':<36}{'median us':>10}{'x echo':>8}{'99 % us':>10}{'x echo':>8}")
     with silent_socket() as sink:
         camera = Camera(CAMERA, sink.getsockname()[1], size=IMAGES["300 KiB"])
+        pin(echo.pid, camera.pid)
         for what, busy in (("idle", contextlib.nullcontext()), ("streaming", camera.streaming())):
             with busy:
                 measured = measure(rows)

@@ -22,6 +22,10 @@ class Program:
         command = [str(BUILD / name), *map(str, arguments)]
         self._process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
 
+    @property
+    def pid(self) -> int:
+        return self._process.pid
+
     @staticmethod
     def build(*names: str) -> None:
         """Bring programs up to date."""
