@@ -292,6 +292,7 @@ Instant ControlServer::Threads::NextNotice() {
 }
 
 void ControlServer::Threads::SendNotices(Instant now) {
+  if (now < NextNotice()) return;
   const std::optional<std::chrono::milliseconds> patience = service_->PendingAfter();
   if (!patience) return;
   const MutexLock lock(mutex_);

@@ -5,6 +5,7 @@
 #include "wire/gvcp.h"
 
 namespace Tarn {
+
 /// \param answer  as it goes to the client; empty for silence
 void Device::CountAnswer(ByteView answer) {
   ByteReader in(answer);

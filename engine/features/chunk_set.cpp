@@ -15,12 +15,6 @@ constexpr std::uint32_t kOwnChunks = NumberOf(ChunkId::PixelFormat) + 1;
 constexpr auto kFirstOfProgram = static_cast<std::uint32_t>(ChunkId::FirstOfProgram);
 constexpr std::string_view kPrefix = "Chunk";
 
-/// The register at the end of a feature's value chain; null when there is none.
-NodePtr RegisterBehind(NodePtr node) {
-  while (node && !node->is_register()) node = NodeOf(node->value);
-  return node;
-}
-
 bool IsOwnChunk(const RegisterPart& reg) {
   return reg.port == PortKind::Chunk && reg.port_id < kFirstOfProgram;
 }
@@ -142,9 +136,9 @@ ChunkTail ChunkSet::Compose(const FeatureTree& tree, const ImageLeader& image, s
   ChunkTail tail;
   tail.EndImage(static_cast<std::uint32_t>(ChunkId::Image), image_bytes);
   for (const Chunk& chunk : chunks_) {
+    if (!Enabled(tree, chunk)) continue;
     const ChunkId id{chunk.id};
     if (chunk.id < kFirstOfProgram) WriteInteger(*chunk.reg, OwnValue(id, image));
-    if (!Enabled(tree, chunk)) continue;
     if (id == ChunkId::FrameId) {
       tail.AddBlockId(chunk.id);
     } else {

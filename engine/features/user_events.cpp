@@ -110,14 +110,6 @@ void RemoveEntries(const NodePtr& selector) {
   }
 }
 
-/// The register at the end of the value chain; null when there is none. Commands hold no value that a client
-/// could want to hear of.
-const Node* RegisterBehind(const Node& node) {
-  const Node* next = &node;
-  while (next && !next->is_register() && next->kind != NodeKind::Command) next = NodeOf(next->value).get();
-  return next && next->is_register() && next->reg->port == PortKind::Device ? next : nullptr;
-}
-
 }  // namespace
 
 void DefineUserEvents(FeatureTree& tree) {
@@ -139,9 +131,10 @@ EventSources FindEventSources(const FeatureTree& tree) {
   EventSources sources;
   for (const NodePtr& node : tree.Nodes()) {
     if (node->event_id == 0 || IsOwnEvent(node->event_id)) continue;
-    const Node* reg = RegisterBehind(*node);
-    if (!reg) continue;
-    std::vector<std::uint16_t>& numbers = sources[reg];
+    if (node->kind == NodeKind::Command) continue;  // it holds no value that a client could want to hear of
+    const NodePtr reg = RegisterBehind(node);
+    if (!reg || reg->reg->port != PortKind::Device) continue;
+    std::vector<std::uint16_t>& numbers = sources[reg.get()];
     const auto number = static_cast<std::uint16_t>(node->event_id);
     if (std::ranges::find(numbers, number) == numbers.end()) numbers.push_back(number);
   }

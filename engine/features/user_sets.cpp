@@ -15,12 +15,6 @@ void MergeBits(const BitRange& bits, const std::vector<std::uint8_t>& value,
   }
 }
 
-/// The register at the end of the node's value chain; null when the value is a constant or computed.
-NodePtr RegisterOf(NodePtr node) {
-  while (node && !node->is_register()) node = NodeOf(node->value);
-  return node;
-}
-
 }  // namespace
 
 std::vector<std::uint8_t> UserSets::Content(const PlacedRegister& reg) const {
@@ -74,7 +68,7 @@ void InvalidateByUserSets(const FeatureTree& tree) {
   const NodePtr load = tree.Find("UserSetLoad");
   for (const NodePtr& node : tree.Nodes()) {
     if (!node->streamable) continue;
-    const NodePtr reg = RegisterOf(node);
+    const NodePtr reg = RegisterBehind(node);
     if (reg && IsWritable(reg->reg->access)) AddRelated(reg, NodeList::Invalidator, load, nullptr);
   }
 }

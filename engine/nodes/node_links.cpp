@@ -172,6 +172,11 @@ bool DependsOn(const Node& node, const Node& target) {
   return false;
 }
 
+NodePtr RegisterBehind(NodePtr node) {
+  while (node && !node->is_register()) node = NodeOf(node->value);
+  return node;
+}
+
 void CheckLink(const Node& node, const Node& related) {
   if (node.tree && related.tree && node.tree != related.tree) {
     throw EngineError(Failure::kInvalidArgument, related.name + " is in another node map than " + node.name);

@@ -28,6 +28,9 @@ bool DependsOn(const Node& node, const Node& target);
 /// Every node that `node` is directly linked to by what DependsOn follows.
 std::vector<NodePtr> DirectDependencies(const Node& node);
 
+/// The register at the end of the node's value chain; null when the value is a constant or computed.
+NodePtr RegisterBehind(NodePtr node);
+
 /// Throws: EngineError kCycle when a link from `node` to `related` would close a circle, kInvalidArgument
 /// when both are in trees, and not in the same.
 void CheckLink(const Node& node, const Node& related);
