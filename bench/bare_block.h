@@ -10,8 +10,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "net/datagram_batch.h"
-#include "wire/gvsp.h"
+#include "camera/net/datagram_batch.h"
+#include "camera/wire/gvsp.h"
 
 namespace Tarn {
 

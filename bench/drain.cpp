@@ -17,8 +17,8 @@
 #include <optional>
 #include <vector>
 
-#include "engine/stream/block_ids.h"
-#include "wire/gvsp.h"
+#include "camera/engine/stream/block_ids.h"
+#include "camera/wire/gvsp.h"
 
 namespace Tarn {
 namespace {

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "bench/bare_block.h"
-#include "device/stream_channel.h"
+#include "camera/device/stream_channel.h"
 
 namespace Tarn {
 namespace {

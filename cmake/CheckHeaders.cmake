@@ -2,7 +2,7 @@
 # are compiled as C11 as well.
 function(tarn_check_headers)
   set(sources)
-  foreach(folder base wire engine net image device capi gevserver core binding module)
+  foreach(folder camera gevserver core binding module)
     file(GLOB_RECURSE headers RELATIVE ${CMAKE_SOURCE_DIR} CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.h)
     foreach(header IN LISTS headers)
       set(languages cpp)

@@ -6,12 +6,12 @@
 #include <array>
 #include <vector>
 
-#include "base/engine_error.h"
-#include "engine/control/control_channel.h"
-#include "engine/features/standard_features.h"
-#include "engine/nodes/node_values.h"
+#include "camera/base/engine_error.h"
+#include "camera/engine/control/control_channel.h"
+#include "camera/engine/features/standard_features.h"
+#include "camera/engine/nodes/node_values.h"
+#include "camera/wire/bootstrap.h"
 #include "fuzz/fuzzed_tree.h"
-#include "wire/bootstrap.h"
 
 namespace {
 

@@ -20,12 +20,12 @@
 #include <cstring>
 #include <vector>
 
-#include "base/engine_error.h"
-#include "device/device.h"
-#include "engine/nodes/node_values.h"
+#include "camera/base/engine_error.h"
+#include "camera/device/device.h"
+#include "camera/engine/nodes/node_values.h"
+#include "camera/net/owned_fd.h"
+#include "camera/wire/bootstrap.h"
 #include "fuzz/fuzzed_tree.h"
-#include "net/owned_fd.h"
-#include "wire/bootstrap.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "engine/control/event_sender.h"
+#include "camera/engine/control/event_sender.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "wire/gvcp.h"
+#include "camera/wire/gvcp.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "wire/gvsp.h"
+#include "camera/wire/gvsp.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "engine/xml/xml_writer.h"
+#include "camera/engine/xml/xml_writer.h"
 
 namespace {
 

@@ -3,13 +3,13 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "engine/features/event_features.h"
-#include "engine/nodes/node_items.h"
-#include "engine/nodes/node_links.h"
-#include "engine/registers/own_registers.h"
-#include "wire/bootstrap.h"
-#include "wire/event_command.h"
-#include "wire/gvcp.h"
+#include "camera/engine/features/event_features.h"
+#include "camera/engine/nodes/node_items.h"
+#include "camera/engine/nodes/node_links.h"
+#include "camera/engine/registers/own_registers.h"
+#include "camera/wire/bootstrap.h"
+#include "camera/wire/event_command.h"
+#include "camera/wire/gvcp.h"
 
 namespace Tarn {
 namespace {

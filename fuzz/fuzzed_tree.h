@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engine/nodes/feature_tree.h"
+#include "camera/engine/nodes/feature_tree.h"
 
 namespace Tarn {
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <memory>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 
 namespace Tarn::GevServer::Private {
 

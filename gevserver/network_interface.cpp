@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "base/endpoint.h"
+#include "camera/base/endpoint.h"
 #include "core/handle_guard.h"
 #include "gevserver/address_text.h"
 #include "gevserver/library/tr_gev_server.h"

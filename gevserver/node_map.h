@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 #include "core/gen_api_version.h"
 
 namespace Tarn::GevServer {

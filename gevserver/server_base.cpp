@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "base/endpoint.h"
+#include "camera/base/endpoint.h"
 #include "core/two_call_text.h"
 #include "gevserver/address_text.h"
 #include "gevserver/callback_scope.h"

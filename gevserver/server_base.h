@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 #include "core/network_connection.h"
 #include "gevserver/library/tr_types.h"
 #include "gevserver/server_state.h"

@@ -4,7 +4,7 @@
 
 #include <condition_variable>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 
 namespace Tarn::GevServer::Private {
 

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 
 namespace _tarn::gevserver {
 namespace {

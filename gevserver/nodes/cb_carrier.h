@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 
 namespace Tarn::GevServer {
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "base/mutex.h"
+#include "camera/base/mutex.h"
 #include "gevserver/library/tr_types.h"
 
 namespace Tarn::GevServer {

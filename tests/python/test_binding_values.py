@@ -138,7 +138,7 @@ def test_codes_are_plain_ints_that_stay() -> None:
 
 
 def test_pixel_formats_are_those_of_the_list() -> None:
-    with open(ROOT / "wire" / "pfnc.csv", newline="") as file:
+    with open(ROOT / "camera" / "wire" / "pfnc.csv", newline="") as file:
         listed = {row["name"]: int(row["value"], 16) for row in csv.DictReader(file)}
     names = [name for name in dir(tarn.PfncFormat) if not name.startswith("_")]
     assert {name: getattr(tarn.PfncFormat, name) for name in names} == listed

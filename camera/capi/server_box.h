@@ -1,0 +1,22 @@
+#pragma once
+
+/// What a server handle stands for.
+
+#include <memory>
+
+#include "camera/device/device.h"
+
+namespace Tarn {
+
+struct ServerBox {
+  static constexpr std::uint32_t kHandleKind = 0x53525652;  // "SRVR"
+
+  explicit ServerBox(std::shared_ptr<Device> its_device) : device(std::move(its_device)) {}
+  /// A running device ends by itself: whoever drops the last handle may hold a lock that its callbacks wait
+  /// for.
+  ~ServerBox() { device->Abandon(); }
+
+  const std::shared_ptr<Device> device;
+};
+
+}  // namespace Tarn

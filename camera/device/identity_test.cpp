@@ -1,0 +1,30 @@
+#include "camera/device/identity.h"
+
+#include <gtest/gtest.h>
+
+#include "camera/engine/registers/own_registers.h"
+
+namespace Tarn {
+namespace {
+
+constexpr std::uint64_t kGigabit = 125'000'000;  // bytes per second
+
+TEST(Identity, TheUsualThroughputFollowsTheLinkUntilAnotherIsChosen) {
+  SparseMemory memory;
+  FillConstants(memory, true);
+  const auto limit_on = [&](std::uint32_t mbit) {
+    NetworkIdentity network;
+    network.link_speed = mbit;
+    network.max_packet_size = 1500;
+    FillNetwork(memory, network, true, false);
+    return memory.Load64(OwnRegisters::kThroughputLimit);
+  };
+  EXPECT_EQ(limit_on(10'000), 10 * kGigabit);
+  EXPECT_EQ(limit_on(0), kGigabit) << "a link that does not tell its speed";
+  EXPECT_EQ(limit_on(100'000), 100 * kGigabit);
+  memory.Store64(OwnRegisters::kThroughputLimit, 7);
+  EXPECT_EQ(limit_on(1'000), 7);
+}
+
+}  // namespace
+}  // namespace Tarn

@@ -1,0 +1,29 @@
+#include "camera/device/server_events.h"
+
+namespace Tarn {
+
+std::uint64_t ServerEvents::Register(ServerEvent event, Listener listener, void* context) {
+  const std::lock_guard lock(mutex_);
+  entries_.push_back({event, listener, context});
+  return entries_.size();
+}
+
+void ServerEvents::Tell(ServerEvent event) {
+  const std::lock_guard lock(mutex_);
+  // By index: a listener may register another one.
+  for (std::size_t i = 0; open_ && i < entries_.size(); ++i) {
+    if (entries_[i].event == event) entries_[i].listener(entries_[i].context);
+  }
+}
+
+void ServerEvents::Open() {
+  const std::lock_guard lock(mutex_);
+  open_ = true;
+}
+
+void ServerEvents::Close() {
+  const std::lock_guard lock(mutex_);
+  open_ = false;
+}
+
+}  // namespace Tarn

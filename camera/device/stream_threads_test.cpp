@@ -1,0 +1,236 @@
+// Stopping, waiting, telling owners: what may happen at the same time.
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "camera/device/stream_channel_fixture.h"
+
+namespace Tarn {
+namespace {
+
+using StreamThreads = StreamChannelTest;
+
+TEST_F(StreamThreads, StopDropsWhatIsBeingSent) {
+  const Bytes pixels = Pattern(2'000'000);
+  for (const std::size_t depth : {0u, 4u}) {
+    for (const bool long_delay : {false, true}) {
+      Owners told;
+      config.bytes_per_second = long_delay ? 0 : 1'000'000;  // a block takes two seconds
+      config.packet_delay = long_delay ? Nanoseconds{60s} : Nanoseconds{0};
+      Open(depth);
+      std::thread sender([&] { EXPECT_EQ(channel->Send(Block(pixels, told.For(1))), SendResult::Accepted); });
+      receiver.Next();
+      channel->SetRunning(false);
+      sender.join();
+      EXPECT_TRUE(Eventually([&] { return channel->Counters().dropped_blocks == 1; }));
+      if (depth == 0) {
+        EXPECT_EQ(told.Told().size(), 1u);
+      }
+      channel->Close();
+      EXPECT_EQ(told.Told().size(), 1u);
+      EXPECT_EQ(channel->Counters().frames, 0u);
+      receiver.Arrived();
+    }
+  }
+}
+
+TEST_F(StreamThreads, AcquisitionThatEndsByItselfLosesNothing) {
+  config.bytes_per_second = 50'000'000;
+  Open(4);
+  const Bytes pixels = Pattern(500'000);
+  ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
+  ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
+  channel->EndRunning();
+  EXPECT_EQ(channel->Send(Block(pixels)), SendResult::NotRunning);
+  EXPECT_TRUE(Eventually([&] { return channel->Counters().frames == 2; }));
+  EXPECT_EQ(channel->Counters().dropped_blocks, 0u);
+  channel->Close();  // the pixels go
+}
+
+TEST_F(StreamThreads, ASenderWithPacingDoesNotWaitUntilThreeBlocksAreOnTheirWay) {
+  config.bytes_per_second = 1'000'000;
+  Open(8);
+  const Bytes pixels = Pattern(2'000'000);
+  for (int i = 1; i <= 3; ++i) ASSERT_EQ(channel->Send(Block(pixels, owners.For(i))), SendResult::Accepted);
+  EXPECT_EQ(channel->Counters().frames, 0u) << "a block takes two seconds, so none was waited for";
+  std::atomic<bool> returned{false};
+  std::thread fourth([&] {
+    channel->Send(Block(pixels, owners.For(4)));
+    returned = true;
+  });
+  channel->Close();  // lets the fourth go
+  fourth.join();
+  EXPECT_TRUE(returned);
+  auto told = owners.Told();
+  if (told.size() == 4) told.pop_back();  // taken before the channel was closed, or refused
+  EXPECT_EQ(told, (std::vector{1, 2, 3}));
+}
+
+/// First come, first served, and the holder may take it again: an interpreter lock in small.
+class FairLock {
+ public:
+  void lock() {
+    std::unique_lock guard(mutex_);
+    if (holder_ != std::this_thread::get_id()) {
+      const int ticket = next_ticket_++;
+      served_.wait(guard, [&] { return serving_ == ticket; });
+      holder_ = std::this_thread::get_id();
+    }
+    ++depth_;
+  }
+  void unlock() {
+    const std::lock_guard guard(mutex_);
+    if (--depth_ != 0) return;
+    holder_ = {};
+    ++serving_;
+    served_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable served_;
+  std::thread::id holder_;
+  int depth_ = 0;
+  int next_ticket_ = 0;
+  int serving_ = 0;
+};
+
+/// The caller holds the lock for slices of 5 ms, in which it sends and computes; owners need it too. The
+/// blocks are just so large that the loop has to finish them.
+TEST_F(StreamThreads, OwnersMayNeedALockThatTheSenderHoldsAndDoNotPileUp) {
+  struct Told {
+    FairLock lock;
+    std::vector<std::uint64_t> blocks;
+  } told;
+  struct Note {
+    Told* told;
+    std::uint64_t number;
+  };
+  const Bytes pixels = Pattern(1'000);
+  std::vector<Note> notes;
+  for (std::uint64_t i = 0; i < 20'000; ++i) notes.push_back({&told, i});
+  Open(3);
+  for (std::size_t next = 0; next < notes.size();) {
+    const std::lock_guard lock(told.lock);
+    const auto end = std::chrono::steady_clock::now() + 5ms;
+    for (; next < notes.size() && std::chrono::steady_clock::now() < end; ++next) {
+      BlockOwner owner(
+          [](void* context) {
+            const auto* note = static_cast<const Note*>(context);
+            const std::lock_guard inner(note->told->lock);
+            note->told->blocks.push_back(note->number);
+          },
+          &notes[next]);
+      ASSERT_EQ(channel->Send(Block(pixels, std::move(owner))), SendResult::Accepted);
+      ASSERT_LE(next - told.blocks.size(), 2'000u) << "blocks pile up";
+      if (next % 20 == 0) Ask(next, 1, 1);
+    }
+  }
+  channel->Close();
+  ASSERT_EQ(told.blocks.size(), notes.size());
+  for (std::uint64_t i = 0; i < notes.size(); ++i) ASSERT_EQ(told.blocks[i], i);
+}
+
+TEST_F(StreamThreads, ASenderWithoutResendIsToldByItselfAlthoughAnotherIsBeingTold) {
+  struct Slow {
+    std::atomic<bool> entered{false};
+    std::atomic<bool> go_on{false};
+  } slow;
+  Open(0);
+  const Bytes pixels = Pattern(1'000);
+  std::thread other([&] {
+    BlockOwner owner(
+        [](void* context) {
+          auto* self = static_cast<Slow*>(context);
+          self->entered = true;
+          EXPECT_TRUE(Eventually([&] { return self->go_on.load(); }));
+        },
+        &slow);
+    EXPECT_EQ(channel->Send(Block(pixels, std::move(owner))), SendResult::Accepted);
+  });
+  EXPECT_TRUE(Eventually([&] { return slow.entered.load(); }));
+  EXPECT_EQ(channel->Send(Block(pixels, owners.For(1))), SendResult::Accepted);
+  EXPECT_EQ(owners.Told().size(), 1u);
+  slow.go_on = true;
+  other.join();
+}
+
+TEST_F(StreamThreads, EveryOwnerIsToldOnceWhateverHappensMeanwhile) {
+  const Bytes pixels = Pattern(50'000);
+  for (const std::size_t depth : {0u, 3u}) {
+    for (const std::uint64_t rate : {std::uint64_t{0}, std::uint64_t{50'000'000}}) {
+      config.bytes_per_second = rate;
+      Open(depth, StreamDriver::Filter);
+      std::array<std::atomic<int>, 600> told{};
+      std::array<std::atomic<bool>, 600> accepted{};
+      std::atomic<int> next{0};
+      std::vector<std::thread> threads;
+      for (int t = 0; t < 2; ++t) {
+        threads.emplace_back([&] {
+          for (std::size_t i; (i = static_cast<std::size_t>(next++)) < told.size();) {
+            BlockOwner owner([](void* context) { ++*static_cast<std::atomic<int>*>(context); }, &told[i]);
+            accepted[i] = channel->Send(Block(pixels, std::move(owner))) == SendResult::Accepted;
+          }
+        });
+      }
+      for (std::uint32_t i = 0; static_cast<std::size_t>(next) < told.size(); ++i) {
+        Ask(i, i % 30, i % 30 + 5);
+        if (i % 7 == 0) channel->FireTestPacket();
+        if (i % 11 == 0) channel->SetRunning(i % 2 == 0);
+        if (i % 13 == 0) channel->ChannelOpened();
+        if (i % 17 == 0) {
+          config.packet_size = i % 2 == 0 ? 1500 : 4000;
+          channel->Configure(config);
+        }
+        std::this_thread::sleep_for(100us);
+      }
+      channel->SetRunning(true);
+      for (std::thread& thread : threads) thread.join();
+      channel->Close();
+      for (std::size_t i = 0; i < told.size(); ++i) ASSERT_EQ(told[i], accepted[i] ? 1 : 0) << i;
+      receiver.Arrived();
+    }
+  }
+}
+
+TEST_F(StreamThreads, OwnersMayCloseAndDestroyTheChannel) {
+  struct Closer {
+    std::shared_ptr<StreamChannel> channel;
+    bool close;
+    std::atomic<int>* told;
+  };
+  const Bytes pixels = Pattern(50'000);
+  for (const bool close : {false, true}) {
+    for (const std::size_t depth : {0u, 1u}) {
+      config.bytes_per_second = 10'000'000;
+      Open(depth);
+      std::shared_ptr<StreamChannel> shared(std::move(channel));
+      std::atomic<int> told{0};
+      Closer closer{shared, close, &told};
+      BlockOwner first(
+          [](void* context) {
+            auto* self = static_cast<Closer*>(context);
+            if (self->close) self->channel->Close();
+            self->channel.reset();
+            ++*self->told;
+          },
+          &closer);
+      ASSERT_EQ(shared->Send(Block(pixels, std::move(first))), SendResult::Accepted);
+      if (depth != 0) {
+        BlockOwner second([](void* context) { ++*static_cast<std::atomic<int>*>(context); }, &told);
+        ASSERT_EQ(shared->Send(Block(pixels, std::move(second))), SendResult::Accepted);
+        ASSERT_TRUE(Eventually([&] { return told != 0; })) << "the first leaves the store";
+      }
+      shared.reset();
+      EXPECT_TRUE(Eventually([&] { return told == (depth == 0 ? 1 : 2); }));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Tarn

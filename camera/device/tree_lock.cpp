@@ -1,0 +1,11 @@
+#include "camera/device/tree_lock.h"
+
+namespace Tarn {
+
+Mutex& TreeLock() {
+  // Never destroyed: threads of an abandoned device may still end after the process began to exit.
+  static Mutex& lock = *new Mutex;
+  return lock;
+}
+
+}  // namespace Tarn

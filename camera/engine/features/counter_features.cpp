@@ -1,0 +1,54 @@
+#include "camera/engine/features/feature_parts.h"
+#include "camera/engine/registers/own_registers.h"
+
+namespace Tarn {
+namespace {
+
+struct Counter {
+  const char* name;
+  std::uint32_t address;
+  const char* unit;
+  const char* tool_tip;
+};
+
+constexpr Counter kEventCounters[] = {
+    {"DeviceEventsSent", OwnRegisters::kEventsSent, "", "Events sent since the start, repeats not counted"},
+    {"DeviceEventsRepeated", OwnRegisters::kEventsRepeated, "", "Event messages sent again"},
+    {"DeviceEventsLost", OwnRegisters::kEventsLost, "", "Events that the client did not acknowledge"},
+    {"DeviceEventsDropped", OwnRegisters::kEventsDropped, "",
+     "Events not sent because too many waited for their turn"},
+};
+
+constexpr Counter kStreamCounters[] = {
+    {"DeviceStreamFrames", OwnRegisters::kStreamFrames, "", "Frames sent to their end since the start"},
+    {"DeviceStreamDroppedFrames", OwnRegisters::kStreamDroppedFrames, "",
+     "Frames taken from the program and not sent to their end"},
+    {"DeviceStreamPackets", OwnRegisters::kStreamPackets, "", "Stream packets sent, resends included"},
+    {"DeviceStreamBytes", OwnRegisters::kStreamBytes, "B",
+     "Bytes in these packets, without their IP and UDP headers"},
+    {"DeviceStreamResentPackets", OwnRegisters::kStreamResentPackets, "",
+     "Stream packets sent again on the client's request"},
+    {"DeviceStreamFailedPackets", OwnRegisters::kStreamFailedPackets, "",
+     "Stream packets that the system refused: no address, no route, or no room for too long"},
+    {"DeviceStreamUnreachable", OwnRegisters::kStreamUnreachable, "",
+     "Times that the network reported that nobody takes the stream"},
+};
+
+void AddCounter(FeatureBuilder& add, const Counter& counter) {
+  Unit(add.IntRegister(counter.name, counter.address, 8, Visibility::Guru, counter.tool_tip), counter.unit);
+}
+
+}  // namespace
+
+void AddCounters(FeatureBuilder& add, bool has_stream) {
+  add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
+  AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
+                   "Clients that lost control because they fell silent"});
+  AddCounter(add, {"DeviceRefusedCommands", OwnRegisters::kRefusedCommands, "",
+                   "Commands refused because their client was not in control"});
+  for (const Counter& counter : kEventCounters) AddCounter(add, counter);
+  if (!has_stream) return;
+  for (const Counter& counter : kStreamCounters) AddCounter(add, counter);
+}
+
+}  // namespace Tarn

@@ -1,0 +1,153 @@
+#pragma once
+
+/// The nodes of one device, the register space behind them, and the order in which clients' accesses reach
+/// them.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "camera/engine/nodes/node.h"
+#include "camera/engine/registers/sparse_memory.h"
+
+namespace Tarn {
+
+/// First address that belongs to the device's maker; below lie the standard's own registers.
+/// Source: GigE Vision, bootstrap register map.
+constexpr std::uint64_t kBootstrapEnd = 0xA000;
+
+/// Where registers without an address are placed; explicit addresses, which tend to be small, seldom collide.
+constexpr std::uint64_t kAutomaticStart = 0x4000'0000;
+
+/// Registers of the standard features that the standard gives no address, and the description file.
+constexpr std::uint64_t kOwnRegisters = 0xF000'0000;
+constexpr std::uint64_t kDescriptionFile = 0xF100'0000;
+
+/// The description's port, through which clients reach the registers, is called so; no node may be.
+constexpr const char* kPortName = "Device";
+
+/// Whoever does what follows from stores into the tree's registers.
+class TreeOwner {
+ public:
+  virtual ~TreeOwner() = default;
+  /// Requires: the tree lock is not held.
+  virtual void Settle() = 0;
+};
+
+/// Threads: guarded by the tree lock.
+class FeatureTree {
+ public:
+  FeatureTree() = default;
+  ~FeatureTree() { Release(); }
+  FeatureTree(const FeatureTree&) = delete;
+  FeatureTree& operator=(const FeatureTree&) = delete;
+
+  /// Puts a free node into the tree; a register gets its address and keeps its value.
+  /// Throws: EngineError kExists when it is in a tree or the name is taken, kAddress when another register or
+  /// a
+  ///   reserved range lies there, kWrongState while frozen.
+  void Add(const NodePtr& node);
+
+  /// Adds a node of the device's own, whose register may lie in reserved ranges and over other registers.
+  void AddOwn(const NodePtr& node);
+
+  /// Takes a node out. Categories and lists that only inform forget it; a register keeps its value.
+  /// Throws: EngineError kNotFound when it is not in this tree, kWrongState while frozen.
+  void Remove(const NodePtr& node);
+
+  /// Takes a register of the tree out of the device's register space and puts it at the beginning of a port's
+  /// data; it keeps its value. Throws: EngineError kWrongState while frozen.
+  void MoveToPort(Node& reg, PortKind port, std::uint32_t id);
+  /// Puts such a register back into the register space, at an address of the tree's choice. Throws: as Add.
+  void MoveToDevice(Node& reg);
+
+  /// Lets go of all nodes; those that others hold are free again.
+  void Release() noexcept;
+
+  /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
+  void AdoptEntry(const NodePtr& entry);
+
+  /// Lets go of an entry that no enumeration of the tree lists any more, unless it was added by itself.
+  void DropEntry(const NodePtr& entry);
+
+  /// Nodes first, then adopted entries; null when there is none of the name (without namespace).
+  NodePtr Find(const std::string& name) const;
+
+  /// Everything that Find can find, in the order of adding.
+  const std::vector<NodePtr>& Nodes() const { return nodes_; }
+
+  SparseMemory& Memory() { return memory_; }
+  const SparseMemory& Memory() const { return memory_; }
+
+  /// While frozen, descriptions cannot change.
+  bool Frozen() const { return frozen_; }
+  void SetFrozen(bool frozen) { frozen_ = frozen; }
+
+  /// Records that the device's own side or a client stored into the register at `address`.
+  void NoteStore(std::uint64_t address);
+  /// The addresses below kBootstrapEnd, or of the device's own registers, that were stored to since the last
+  /// call.
+  std::vector<std::uint64_t> TakeStores();
+  bool HasStores() const { return !stores_.empty() || !watched_stores_.empty(); }
+
+  /// From now on the device's own side's stores into these registers, and no others, are kept for
+  /// TakeWatchedStores(). Requires: the registers stay in the tree until they are watched no more.
+  void Watch(std::unordered_set<const Node*> registers);
+  /// Records a store by the device's own side.
+  void NoteOwnStore(const Node& reg, std::uint64_t address);
+  struct WatchedStore {
+    const Node* reg;
+    std::uint64_t address;  ///< where the register was then
+  };
+  /// The stores into watched registers since the last call, in their order.
+  std::vector<WatchedStore> TakeWatchedStores();
+
+  /// Own registers that show what is counted elsewhere: `refresh` is called, under the tree lock, before
+  /// bytes of the device's own registers are read, and may store into them.
+  void SetRefresh(std::function<void(std::uint64_t address, std::uint64_t length)> refresh) {
+    refresh_ = std::move(refresh);
+  }
+  /// These bytes are about to be read.
+  void Refresh(std::uint64_t address, std::uint64_t length) const {
+    if (refresh_ && address < kDescriptionFile && address + length > kOwnRegisters) refresh_(address, length);
+  }
+
+  void SetOwner(std::weak_ptr<TreeOwner> owner) { owner_ = std::move(owner); }
+  std::shared_ptr<TreeOwner> Owner() const { return owner_.lock(); }
+
+ private:
+  struct Extent {
+    std::uint64_t end;
+    const Node* owner;
+  };
+
+  void Insert(const NodePtr& node);
+  void CheckAddable(const NodePtr& node) const;
+  void PlaceRegister(Node& node);
+  std::uint64_t FreeAddress(std::uint32_t length) const;
+  const Node* OwnerWithin(std::uint64_t begin, std::uint64_t end) const;
+  void CheckChangeable() const;
+  void TakeBytes(Node& reg);
+  void Forget(const NodePtr& node);
+
+  std::vector<NodePtr> nodes_;
+  std::unordered_map<std::string, NodePtr> by_name_;
+  std::unordered_map<std::string, NodePtr> entries_by_name_;
+  std::map<std::uint64_t, Extent> extents_;  ///< of the users' registers, by first address
+  SparseMemory memory_;
+  std::vector<std::uint64_t> stores_;
+  std::unordered_set<const Node*> watched_;
+  std::vector<WatchedStore> watched_stores_;
+  std::uint64_t next_automatic_ = kAutomaticStart;
+  bool frozen_ = false;
+  std::function<void(std::uint64_t, std::uint64_t)> refresh_;
+  std::weak_ptr<TreeOwner> owner_;
+};
+
+}  // namespace Tarn

@@ -1,0 +1,115 @@
+#include "camera/engine/nodes/node.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "camera/base/engine_error.h"
+
+namespace Tarn {
+namespace {
+
+void CheckLength(NodeKind kind, const std::string& name, std::int64_t length) {
+  const bool fits = kind == NodeKind::IntReg     ? length >= 1 && length <= 8
+                    : kind == NodeKind::FloatReg ? length == 4 || length == 8
+                                                 : length >= 4 && length % 4 == 0 && length <= 0x10000;
+  if (!fits) {
+    throw EngineError(Failure::kInvalidArgument,
+                      "a register length of " + std::to_string(length) + " bytes is not possible for " +
+                          name +
+                          (kind == NodeKind::StringReg ? ": it must be a multiple of four, 4 to 65536" : ""));
+  }
+}
+
+void CheckNameSpace(NameSpace space) {
+  if (space < NameSpace::Standard || space > NameSpace::Private) {
+    throw EngineError(Failure::kInvalidArgument,
+                      std::to_string(static_cast<std::int32_t>(space)) + " is no name space");
+  }
+}
+
+void CheckAddress(const std::string& name, std::int64_t address, std::int64_t length) {
+  if (address == -1) return;
+  constexpr std::int64_t kSpace = std::int64_t{1} << 32;  // GVCP addresses are 32 bit
+  if (address < 0 || address > kSpace - length) {
+    throw EngineError(Failure::kAddress,
+                      "the address of " + name + " lies outside the 32-bit register space");
+  }
+  if (address % 4 != 0) {
+    throw EngineError(Failure::kAddress, "the address of " + name + " is not a multiple of 4");
+  }
+}
+
+}  // namespace
+
+// GenApi names: a letter, then letters, digits and underscores (attribute pattern of the GenApi schema).
+void CheckName(const std::string& name) {
+  const auto letter = [](char c) { return std::isalpha(static_cast<unsigned char>(c)) && (c & 0x80) == 0; };
+  const auto fits = [&](char c) { return letter(c) || (c >= '0' && c <= '9') || c == '_'; };
+  if (name.empty() || !letter(name.front()) || !std::all_of(name.begin(), name.end(), fits)) {
+    throw EngineError(Failure::kName,
+                      "'" + name + "' is no GenICam name: a letter, then letters, digits, '_'");
+  }
+  // Loading a description turns entries into nodes of such names.
+  if (name.starts_with("EnumEntry_")) {
+    throw EngineError(Failure::kName, "'" + name + "': names beginning with EnumEntry_ are reserved");
+  }
+}
+
+std::string FullName(const Node& node) {
+  switch (node.name_space) {
+    case NameSpace::Standard:
+      return "Std::" + node.name;
+    case NameSpace::Private:
+      return "Priv::" + node.name;
+    case NameSpace::Custom:
+      break;
+  }
+  return "Cust::" + node.name;
+}
+
+NodePtr MakeNode(NodeKind kind, const std::string& name, NameSpace name_space) {
+  CheckName(name);
+  CheckNameSpace(name_space);
+  auto node = std::make_shared<Node>(kind, name, name_space);
+  switch (kind) {
+    case NodeKind::Integer:
+      node->value = std::int64_t{0};
+      break;
+    case NodeKind::Float:
+      node->value = 0.0;
+      break;
+    case NodeKind::String:
+      node->value = std::string();
+      break;
+    case NodeKind::Boolean:
+      node->value = std::int64_t{0};
+      node->on_value = std::int64_t{1};
+      node->off_value = std::int64_t{0};
+      break;
+    case NodeKind::Command:
+      node->value = std::int64_t{0};
+      node->on_value = std::int64_t{1};
+      break;
+    case NodeKind::Enumeration:
+    case NodeKind::EnumEntry:
+      node->value = std::int64_t{0};
+      break;
+    default:
+      break;
+  }
+  return node;
+}
+
+NodePtr MakeRegister(NodeKind kind, const std::string& name, NameSpace name_space, std::int64_t address,
+                     std::int64_t length) {
+  CheckLength(kind, name, length);
+  CheckAddress(name, address, length);
+  NodePtr node = MakeNode(kind, name, name_space);
+  node->reg.emplace();
+  node->reg->address = address;
+  node->reg->length = static_cast<std::uint32_t>(length);
+  node->reg->bytes.resize(static_cast<std::size_t>(length));
+  return node;
+}
+
+}  // namespace Tarn

@@ -1,0 +1,111 @@
+#include "camera/engine/nodes/node_limits.h"
+
+#include <cmath>
+#include <limits>
+
+#include "camera/base/engine_error.h"
+#include "camera/engine/nodes/node_values.h"
+#include "camera/engine/nodes/number_text.h"
+#include "camera/engine/nodes/register_value.h"
+
+namespace Tarn {
+namespace {
+
+constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
+
+std::int64_t IntegerSetting(const Setting& setting, std::int64_t otherwise) {
+  if (const auto* number = std::get_if<std::int64_t>(&setting)) return *number;
+  if (const NodePtr node = NodeOf(setting)) return ReadInteger(*node);
+  return otherwise;
+}
+
+std::optional<double> FloatSetting(const Setting& setting) {
+  if (const auto* number = std::get_if<double>(&setting)) return *number;
+  if (const auto* number = std::get_if<std::int64_t>(&setting)) return static_cast<double>(*number);
+  if (const NodePtr node = NodeOf(setting)) return ReadFloat(*node);
+  return std::nullopt;
+}
+
+FloatLimits RegisterFloatLimits(const RegisterPart& reg) {
+  const double largest = reg.length == 4 ? static_cast<double>(std::numeric_limits<float>::max())
+                                         : std::numeric_limits<double>::max();
+  return {-largest, largest, std::nullopt};
+}
+
+FloatLimits AsFloat(const IntegerLimits& limits) {
+  return {static_cast<double>(limits.min), static_cast<double>(limits.max), std::nullopt};
+}
+
+}  // namespace
+
+IntegerLimits IntegerLimitsOf(const Node& node) {
+  switch (node.kind) {
+    case NodeKind::IntReg:
+      return {SmallestNumber(*node.reg), LargestNumber(*node.reg), 1};
+    case NodeKind::Integer: {
+      const NodePtr source = NodeOf(node.value);
+      const IntegerLimits inner =
+          source && source->kind != NodeKind::Float && source->kind != NodeKind::FloatReg
+              ? IntegerLimitsOf(*source)
+              : IntegerLimits{kLowest, kHighest, 1};
+      return {IntegerSetting(node.min, inner.min), IntegerSetting(node.max, inner.max),
+              IntegerSetting(node.increment, inner.increment)};
+    }
+    case NodeKind::IntSwissKnife:
+    case NodeKind::Enumeration:
+    case NodeKind::Command:
+      return {kLowest, kHighest, 1};
+    case NodeKind::Boolean:
+      return {0, 1, 1};
+    default:
+      break;
+  }
+  throw EngineError(Failure::kNotSupported, node.name + " has no integer limits");
+}
+
+FloatLimits FloatLimitsOf(const Node& node) {
+  if (node.kind == NodeKind::FloatReg) return RegisterFloatLimits(*node.reg);
+  if (node.kind != NodeKind::Float) return AsFloat(IntegerLimitsOf(node));
+  const double largest = std::numeric_limits<double>::max();
+  const NodePtr source = NodeOf(node.value);
+  const FloatLimits inner = source ? FloatLimitsOf(*source) : FloatLimits{-largest, largest, std::nullopt};
+  const std::optional<double> increment = FloatSetting(node.increment);
+  return {FloatSetting(node.min).value_or(inner.min), FloatSetting(node.max).value_or(inner.max),
+          increment ? increment : inner.increment};
+}
+
+void CheckInteger(const Node& node, std::int64_t value) {
+  const IntegerLimits limits = IntegerLimitsOf(node);
+  if (value < limits.min || value > limits.max) {
+    throw EngineError(Failure::kOutOfRange, node.name + ": " + std::to_string(value) + " lies outside " +
+                                                std::to_string(limits.min) + " to " +
+                                                std::to_string(limits.max));
+  }
+  // The distance from the minimum may exceed the signed range.
+  const std::uint64_t distance = static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(limits.min);
+  if (limits.increment > 1 && distance % static_cast<std::uint64_t>(limits.increment) != 0) {
+    throw EngineError(Failure::kIncrement, node.name + ": " + std::to_string(value) + " is not " +
+                                               std::to_string(limits.min) + " plus a multiple of " +
+                                               std::to_string(limits.increment));
+  }
+}
+
+void CheckFloat(const Node& node, double value) {
+  const FloatLimits limits = FloatLimitsOf(node);
+  // Written so that a NaN fails.
+  if (!(value >= limits.min && value <= limits.max)) {
+    throw EngineError(Failure::kOutOfRange, node.name + ": " + FloatText(value) + " lies outside " +
+                                                FloatText(limits.min) + " to " + FloatText(limits.max));
+  }
+  if (!limits.increment || *limits.increment <= 0) return;
+  // Increments such as 0.1 have no exact binary form, so a step is met when the rest is tiny beside it.
+  const double steps = (value - limits.min) / *limits.increment;
+  if (std::abs(steps - std::round(steps)) > 1e-6 * std::max(1.0, std::abs(steps))) {
+    throw EngineError(Failure::kIncrement, node.name + ": " + FloatText(value) + " is not " +
+                                               FloatText(limits.min) + " plus a multiple of " +
+                                               FloatText(*limits.increment));
+  }
+}
+
+}  // namespace Tarn
