@@ -61,7 +61,8 @@ class Device::Actions final : public ControlActions {
  private:
   void TellWritten(std::uint32_t address, std::uint32_t length) {
     Tell(device_.registers_.Listeners(address, length, NodeEvent::Write));
-    for (const NodePtr& node : device_.registers_.Concerned(address, length)) Finish(*node);
+    // A client that waits for the end of a command reads its register until the number is gone.
+    device_.registers_.FinishCommands(address, length);
   }
 
   /// Saves once more, after all whose values are brought up to date by read listeners were.
@@ -70,16 +71,6 @@ class Device::Actions final : public ControlActions {
       BeforeRead(static_cast<std::uint32_t>(reg.address), reg.node->reg->length);
     }
     device_.SaveUserSet();
-  }
-
-  /// A client that waits for the end of a command reads its register until the number is gone.
-  static void Finish(Node& node) {
-    if (node.kind != NodeKind::Command) return;
-    try {
-      FinishCommand(node);
-    } catch (const EngineError&) {
-      // Its source takes no other number, or the number cannot be computed now: the client waits in vain.
-    }
   }
 
   // The lock is the caller's, held again on return; the analysis does not follow it through the reference.

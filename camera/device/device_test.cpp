@@ -233,7 +233,7 @@ TEST_F(DeviceTest, CanBeStoppedByAListener) {
   }));
 }
 
-TEST_F(DeviceTest, OutlivesACommandThatCannotBeFinished) {
+TEST_F(DeviceTest, FinishesACommandWhateverItsLimits) {
   const NodePtr number = NewIntReg("Number", 0xA000);
   const NodePtr limited = NewInteger("Limited", number);
   limited->min = std::int64_t{1};
@@ -245,7 +245,7 @@ TEST_F(DeviceTest, OutlivesACommandThatCannotBeFinished) {
   device_->Start(kAddress);
   TakeControl();
   EXPECT_EQ(Say("42 01 0082 0008 0002 0000A000 00000001"), Hex("0000 0083 0004 0002 0000 0001"));
-  EXPECT_EQ(Say("42 01 0080 0004 0003 0000A000"), Hex("0000 0081 0004 0003 00000001"));
+  EXPECT_EQ(Say("42 01 0080 0004 0003 0000A000"), Hex("0000 0081 0004 0003 00000000"));
 }
 
 TEST_F(DeviceTest, EndsByItselfWhenItsLastHolderGoes) {

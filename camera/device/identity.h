@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "camera/engine/registers/sparse_memory.h"
+#include "camera/engine/memory/sparse_memory.h"
 
 namespace Tarn {
 

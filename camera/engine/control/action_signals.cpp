@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "camera/engine/registers/sparse_memory.h"
+#include "camera/engine/memory/sparse_memory.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {

@@ -2,6 +2,7 @@
 
 #include "camera/engine/features/chunk_set.h"
 #include "camera/engine/features/feature_parts.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/node_values.h"
 #include "camera/engine/registers/own_registers.h"
 
@@ -53,7 +54,9 @@ void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& fo
       add.Formula("ChunkEnableOffset", {selector}, "ChunkSelector * 4"));
   const NodePtr enable = add.Boolean("ChunkEnable", enable_value, Expert,
                                      "Whether the selected chunk goes along; the image always does");
-  selector->selected.push_back(enable);
+  AddRelated(selector, NodeList::Selected, enable, nullptr);
+  // Also writable for the image, which goes along whatever it says: clients that choose chunks switch each off
+  // first, and give up at the first that they cannot.
   for (const NodePtr& node : {active, enable}) {
     node->is_locked = locked;
     node->streamable = true;

@@ -1,4 +1,5 @@
 #include "camera/engine/features/feature_parts.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/registers/own_registers.h"
 #include "camera/wire/bootstrap.h"
 
@@ -57,7 +58,7 @@ void AddTimestamp(FeatureBuilder& add) {
                                     "Latches the device's clock");
   const NodePtr value = Unit(
       add.IntRegister("TimestampLatchValue", Bootstrap::kTimestampHigh, 8, Expert, "The latched time"), "ns");
-  value->invalidators.push_back(latch);
+  AddRelated(value, NodeList::Invalidator, latch, nullptr);
 }
 
 void AddLink(FeatureBuilder& add, bool has_stream) {

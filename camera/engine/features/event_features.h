@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
+#include "camera/engine/memory/sparse_memory.h"
 #include "camera/engine/registers/own_registers.h"
-#include "camera/engine/registers/sparse_memory.h"
 
 namespace Tarn {
 

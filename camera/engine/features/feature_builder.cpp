@@ -7,7 +7,7 @@ namespace Tarn {
 
 NodePtr FeatureBuilder::Own(NodePtr node, bool feature) {
   tree_.AddOwn(node);
-  if (feature && category_) category_->children.push_back(node);
+  if (feature && category_) AddRelated(category_, NodeList::Child, node, nullptr);
   return node;
 }
 
@@ -104,7 +104,7 @@ NodePtr FeatureBuilder::Formula(const std::string& name, std::initializer_list<N
                                 const std::string& formula) {
   NodePtr node = Own(MakeNode(NodeKind::IntSwissKnife, name, NameSpace::Standard), false);
   node->visibility = Visibility::Invisible;
-  node->children = variables;
+  for (const NodePtr& variable : variables) AddRelated(node, NodeList::Child, variable, nullptr);
   SetTextItem(*node, NodeItem::Formula, formula);
   return node;
 }

@@ -1,4 +1,5 @@
 #include "camera/engine/features/feature_parts.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/node_values.h"
 #include "camera/engine/registers/own_registers.h"
 #include "camera/wire/gvsp.h"
@@ -55,7 +56,7 @@ void AddRegion(FeatureBuilder& add, const SensorFormat& format, const NodePtr& l
       node->streamable = format.variable_size;
       node->representation = Representation::Linear;
     }
-    payload_size->invalidators.push_back(extent_value);
+    AddRelated(payload_size, NodeList::Invalidator, extent_value, nullptr);
     WriteInteger(*extent_value, axis.size);
   }
 }

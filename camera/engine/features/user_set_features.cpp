@@ -1,5 +1,6 @@
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/features/user_sets.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/registers/own_registers.h"
 
 namespace Tarn {
@@ -42,7 +43,7 @@ void AddUserSets(FeatureBuilder& add, FeatureTree& tree, const NodePtr& locked) 
   load->is_locked = locked;
   // What the camera began with cannot be replaced.
   save->is_locked = add.Formula("UserSetSaveLocked", {selected}, "UserSetSelectorValue = 0");
-  for (const NodePtr& command : {load, save}) selector->selected.push_back(command);
+  for (const NodePtr& command : {load, save}) AddRelated(selector, NodeList::Selected, command, nullptr);
 }
 
 }  // namespace Tarn

@@ -4,15 +4,11 @@
 #include <utility>
 
 #include "camera/base/engine_error.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/register_value.h"
 
 namespace Tarn {
 namespace {
-
-template <class List>
-void EraseWeak(List& list, const NodePtr& node) {
-  std::erase_if(list, [&](const std::weak_ptr<Node>& other) { return other.lock() == node; });
-}
 
 std::string AddressText(std::uint64_t address) {
   constexpr const char* kDigits = "0123456789ABCDEF";
@@ -24,15 +20,14 @@ std::string AddressText(std::uint64_t address) {
 }  // namespace
 
 void FeatureTree::Release() noexcept {
-  for (const NodePtr& node : nodes_) {
-    node->tree = nullptr;
-    // Entries that share their name with another node are not listed.
-    if (node->kind != NodeKind::Enumeration) continue;
-    for (const NodePtr& entry : node->children) entry->tree = nullptr;
+  for (const auto& [name, node] : added_) node->tree = nullptr;
+  for (const auto& [name, entries] : entries_) {
+    for (const NodePtr& entry : entries) entry->tree = nullptr;
   }
   nodes_.clear();
-  by_name_.clear();
-  entries_by_name_.clear();
+  gaps_ = 0;
+  added_.clear();
+  entries_.clear();
 }
 
 void FeatureTree::CheckChangeable() const {
@@ -45,7 +40,7 @@ void FeatureTree::CheckAddable(const NodePtr& node) const {
   CheckChangeable();
   if (node->tree == this) throw EngineError(Failure::kExists, node->name + " is in this node map already");
   if (node->tree) throw EngineError(Failure::kExists, node->name + " is in the node map of another server");
-  if (by_name_.contains(node->name) || node->name == kPortName) {
+  if (added_.contains(node->name) || node->name == kPortName) {
     throw EngineError(Failure::kExists, "the node map has a node named " + node->name + " already");
   }
 }
@@ -62,19 +57,37 @@ void FeatureTree::AddOwn(const NodePtr& node) {
 }
 
 void FeatureTree::Insert(const NodePtr& node) {
-  by_name_.emplace(node->name, node);
-  if (const auto entry = entries_by_name_.extract(node->name)) std::erase(nodes_, entry.mapped());
-  nodes_.push_back(node);
+  if (const NodePtr entry = Find(node->name)) Hide(entry);
+  added_.emplace(node->name, node);
+  Show(node);
   node->tree = this;
-  for (const NodePtr& child : node->children) {
-    if (node->kind == NodeKind::Enumeration) AdoptEntry(child);
+  if (node->kind != NodeKind::Enumeration) return;
+  for (const NodePtr& entry : node->children) AdoptEntry(entry);
+}
+
+void FeatureTree::Show(const NodePtr& node) {
+  node->place = nodes_.size();
+  nodes_.push_back(node);
+}
+
+void FeatureTree::Hide(const NodePtr& node) {
+  nodes_[node->place] = nullptr;
+  ++gaps_;
+  if (2 * gaps_ > nodes_.size()) Nodes();  // so that gaps do not pile up where nobody looks at the list
+}
+
+const std::vector<NodePtr>& FeatureTree::Nodes() const {
+  if (std::exchange(gaps_, 0) > 0) {
+    std::erase(nodes_, nullptr);
+    for (std::size_t i = 0; i < nodes_.size(); ++i) nodes_[i]->place = i;
   }
+  return nodes_;
 }
 
 void FeatureTree::PlaceRegister(Node& node) {
   RegisterPart& reg = *node.reg;
   const bool automatic = reg.address < 0;
-  const std::uint64_t begin = automatic ? FreeAddress(reg.length) : static_cast<std::uint64_t>(reg.address);
+  const std::uint64_t begin = automatic ? FreeAddress(node) : static_cast<std::uint64_t>(reg.address);
   const std::uint64_t end = begin + reg.length;
   if (begin < kBootstrapEnd || end > kOwnRegisters) {
     throw EngineError(Failure::kAddress, "the address " + AddressText(begin) + " of " + node.name +
@@ -92,14 +105,24 @@ void FeatureTree::PlaceRegister(Node& node) {
   memory_.Write(begin, reg.bytes);
 }
 
-std::uint64_t FeatureTree::FreeAddress(std::uint32_t length) const {
-  const std::uint64_t alignment = length == 8 ? 8 : 4;
-  std::uint64_t begin = (next_automatic_ + alignment - 1) / alignment * alignment;
-  while (const Node* owner = OwnerWithin(begin, begin + length)) {
-    const std::uint64_t after = static_cast<std::uint64_t>(owner->reg->address) + owner->reg->length;
-    begin = (after + alignment - 1) / alignment * alignment;
+/// Goes on behind the last one, so that addresses increase, and looks for gaps when the end was reached.
+std::uint64_t FeatureTree::FreeAddress(const Node& node) const {
+  for (const std::uint64_t from : {next_automatic_, kAutomaticStart}) {
+    if (const auto free = FreeAddressFrom(from, node.reg->length)) return *free;
   }
-  return begin;
+  throw EngineError(Failure::kAddress, "there is no room for the register " + node.name);
+}
+
+std::optional<std::uint64_t> FeatureTree::FreeAddressFrom(std::uint64_t begin, std::uint32_t length) const {
+  const std::uint64_t alignment = length == 8 ? 8 : 4;
+  const auto aligned = [=](std::uint64_t address) {
+    return (address + alignment - 1) / alignment * alignment;
+  };
+  begin = aligned(begin);
+  while (const Node* owner = OwnerWithin(begin, begin + length)) {
+    begin = aligned(static_cast<std::uint64_t>(owner->reg->address) + owner->reg->length);
+  }
+  return begin + length <= kOwnRegisters ? std::optional(begin) : std::nullopt;
 }
 
 const Node* FeatureTree::OwnerWithin(std::uint64_t begin, std::uint64_t end) const {
@@ -145,48 +168,41 @@ void FeatureTree::MoveToDevice(Node& reg) {
 }
 
 void FeatureTree::Forget(const NodePtr& node) {
-  const auto erase_from = [&](std::unordered_map<std::string, NodePtr>& names) {
-    const auto found = names.find(node->name);
-    if (found != names.end() && found->second == node) names.erase(found);
-  };
-  erase_from(by_name_);
-  erase_from(entries_by_name_);
-  // Searched from the end: what was added last is usually removed first.
-  const auto found = std::find(nodes_.rbegin(), nodes_.rend(), node);
-  if (found != nodes_.rend()) nodes_.erase(std::next(found).base());
-  for (const NodePtr& other : nodes_) {
-    if (other->kind == NodeKind::Category) std::erase(other->children, node);
-    EraseWeak(other->selected, node);
-    EraseWeak(other->invalidators, node);
+  const bool shown = Find(node->name) == node;
+  if (shown) Hide(node);
+  if (WasAdded(*node)) added_.erase(node->name);
+  if (const auto found = entries_.find(node->name); found != entries_.end()) {
+    std::erase(found->second, node);
+    if (found->second.empty()) entries_.erase(found);
   }
+  if (const NodePtr next = shown ? Find(node->name) : nullptr) Show(next);
+  RemoveFromLists(node);
   node->tree = nullptr;
   if (node->kind != NodeKind::Enumeration) return;
-  for (const NodePtr& entry : std::vector<NodePtr>(node->children)) {
-    if (entry->tree == this) Forget(entry);
-  }
+  for (const NodePtr& entry : std::vector<NodePtr>(node->children)) DropEntry(entry);
+}
+
+bool FeatureTree::WasAdded(const Node& node) const {
+  const auto found = added_.find(node.name);
+  return found != added_.end() && found->second.get() == &node;
 }
 
 void FeatureTree::AdoptEntry(const NodePtr& entry) {
   if (entry->tree) return;
   entry->tree = this;
-  if (by_name_.contains(entry->name) || !entries_by_name_.emplace(entry->name, entry).second) return;
-  nodes_.push_back(entry);
+  const bool hidden = Find(entry->name) != nullptr;
+  entries_[entry->name].push_back(entry);
+  if (!hidden) Show(entry);
 }
 
 void FeatureTree::DropEntry(const NodePtr& entry) {
-  const auto added = by_name_.find(entry->name);
-  if (entry->tree != this || (added != by_name_.end() && added->second == entry)) return;
-  const bool listed = std::any_of(nodes_.begin(), nodes_.end(), [&entry](const NodePtr& node) {
-    return node->kind == NodeKind::Enumeration &&
-           std::find(node->children.begin(), node->children.end(), entry) != node->children.end();
-  });
-  if (!listed) Forget(entry);
+  if (entry->tree == this && !WasAdded(*entry) && !IsListedEntry(*entry)) Forget(entry);
 }
 
 NodePtr FeatureTree::Find(const std::string& name) const {
-  if (const auto found = by_name_.find(name); found != by_name_.end()) return found->second;
-  const auto found = entries_by_name_.find(name);
-  return found == entries_by_name_.end() ? nullptr : found->second;
+  if (const auto found = added_.find(name); found != added_.end()) return found->second;
+  const auto found = entries_.find(name);
+  return found == entries_.end() ? nullptr : found->second.front();
 }
 
 void FeatureTree::NoteStore(std::uint64_t address) {

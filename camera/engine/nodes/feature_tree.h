@@ -7,14 +7,15 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "camera/engine/memory/sparse_memory.h"
 #include "camera/engine/nodes/node.h"
-#include "camera/engine/registers/sparse_memory.h"
 
 namespace Tarn {
 
@@ -50,27 +51,30 @@ class FeatureTree {
 
   /// Puts a free node into the tree; a register gets its address and keeps its value.
   /// Throws: EngineError kExists when it is in a tree or the name is taken, kAddress when another register or
-  /// a
-  ///   reserved range lies there, kWrongState while frozen.
+  ///   a reserved range lies there or no room is left, kWrongState while frozen.
   void Add(const NodePtr& node);
 
   /// Adds a node of the device's own, whose register may lie in reserved ranges and over other registers.
   void AddOwn(const NodePtr& node);
 
-  /// Takes a node out. Categories and lists that only inform forget it; a register keeps its value.
+  /// Takes a node out. Categories, enumerations and lists that only inform forget it; a register keeps its
+  /// value. With an enumeration go its entries that no other one has.
   /// Throws: EngineError kNotFound when it is not in this tree, kWrongState while frozen.
   void Remove(const NodePtr& node);
 
   /// Takes a register of the tree out of the device's register space and puts it at the beginning of a port's
-  /// data; it keeps its value. Throws: EngineError kWrongState while frozen.
+  /// data; it keeps its value.
+  /// Throws: EngineError kWrongState while frozen.
   void MoveToPort(Node& reg, PortKind port, std::uint32_t id);
-  /// Puts such a register back into the register space, at an address of the tree's choice. Throws: as Add.
+  /// Puts such a register back into the register space, at an address of the tree's choice.
+  /// Throws: as Add.
   void MoveToDevice(Node& reg);
 
   /// Lets go of all nodes; those that others hold are free again.
   void Release() noexcept;
 
-  /// Lets the entry of an enumeration be found by name, as long as no other node has the name.
+  /// Takes the entry of an enumeration into the tree. It is found by its name as long as no node that was
+  /// added, and no entry that came earlier, has the name.
   void AdoptEntry(const NodePtr& entry);
 
   /// Lets go of an entry that no enumeration of the tree lists any more, unless it was added by itself.
@@ -79,8 +83,8 @@ class FeatureTree {
   /// Nodes first, then adopted entries; null when there is none of the name (without namespace).
   NodePtr Find(const std::string& name) const;
 
-  /// Everything that Find can find, in the order of adding.
-  const std::vector<NodePtr>& Nodes() const { return nodes_; }
+  /// Everything that Find can find and nothing else, in the order in which it could be found.
+  const std::vector<NodePtr>& Nodes() const;
 
   SparseMemory& Memory() { return memory_; }
   const SparseMemory& Memory() const { return memory_; }
@@ -88,6 +92,11 @@ class FeatureTree {
   /// While frozen, descriptions cannot change.
   bool Frozen() const { return frozen_; }
   void SetFrozen(bool frozen) { frozen_ = frozen; }
+
+  /// Another number after each change of a value.
+  std::uint64_t Revision() const { return memory_.Revision() + constants_; }
+  /// Records that a value outside the register space changed.
+  void NoteConstant() { ++constants_; }
 
   /// Records that the device's own side or a client stored into the register at `address`.
   void NoteStore(std::uint64_t address);
@@ -128,19 +137,25 @@ class FeatureTree {
   };
 
   void Insert(const NodePtr& node);
+  void Show(const NodePtr& node);
+  void Hide(const NodePtr& node);
   void CheckAddable(const NodePtr& node) const;
   void PlaceRegister(Node& node);
-  std::uint64_t FreeAddress(std::uint32_t length) const;
+  std::uint64_t FreeAddress(const Node& node) const;
+  std::optional<std::uint64_t> FreeAddressFrom(std::uint64_t begin, std::uint32_t length) const;
   const Node* OwnerWithin(std::uint64_t begin, std::uint64_t end) const;
   void CheckChangeable() const;
   void TakeBytes(Node& reg);
   void Forget(const NodePtr& node);
+  bool WasAdded(const Node& node) const;
 
-  std::vector<NodePtr> nodes_;
-  std::unordered_map<std::string, NodePtr> by_name_;
-  std::unordered_map<std::string, NodePtr> entries_by_name_;
+  mutable std::vector<NodePtr> nodes_;  ///< null where one was taken out since the last call of Nodes()
+  mutable std::size_t gaps_ = 0;
+  std::unordered_map<std::string, NodePtr> added_;
+  std::unordered_map<std::string, std::vector<NodePtr>> entries_;  ///< adopted ones, in their order
   std::map<std::uint64_t, Extent> extents_;  ///< of the users' registers, by first address
   SparseMemory memory_;
+  std::uint64_t constants_ = 0;  ///< changes of them
   std::vector<std::uint64_t> stores_;
   std::unordered_set<const Node*> watched_;
   std::vector<WatchedStore> watched_stores_;

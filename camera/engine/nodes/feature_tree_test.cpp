@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <set>
+
 #include "camera/engine/nodes/make_nodes_test.h"
 #include "camera/engine/nodes/node_values.h"
 #include "camera/engine/nodes/register_value.h"
@@ -68,6 +71,52 @@ TEST(FeatureTree, FindsEntriesBehindNodes) {
   EXPECT_EQ(tree.Nodes(), std::vector<NodePtr>{lamp});
 }
 
+/// Names that two enumerations, an entry that was added by itself and a node share, in every order of going.
+TEST(FeatureTree, ListsWhatItFindsWhicheverOfOneNameGoes) {
+  const auto agree = [](FeatureTree& tree) {
+    std::set<NodePtr> listed(tree.Nodes().begin(), tree.Nodes().end());
+    EXPECT_EQ(listed.size(), tree.Nodes().size());
+    for (const char* name : {"First", "Second", "Same"}) {
+      const NodePtr found = tree.Find(name);
+      EXPECT_EQ(listed.erase(found), found ? 1u : 0u) << name;
+    }
+    EXPECT_TRUE(listed.empty());
+  };
+  std::vector<int> order{0, 1, 2, 3};
+  do {
+    FeatureTree tree;
+    const NodePtr first = NewEnumeration("First", {}, {{"Same", 0}});
+    const NodePtr second = NewEnumeration("Second", {}, {{"Same", 0}});
+    const NodePtr node = NewInteger("Same");
+    const NodePtr entry = first->children[0];
+    const NodePtr other = second->children[0];
+    for (const NodePtr& added : {first, second, node}) tree.Add(added);
+    agree(tree);
+    for (const int step : order) {
+      if (step == 0) tree.Remove(node);
+      if (step == 1) tree.Remove(first);
+      if (step == 2 && entry->tree) tree.Remove(entry);
+      if (step == 3) RemoveRelated(second, NodeList::Child, other);
+      agree(tree);
+    }
+    EXPECT_EQ(tree.Nodes(), std::vector<NodePtr>{second});
+    EXPECT_EQ(other->tree, nullptr);
+    EXPECT_EQ(entry->tree, nullptr);
+  } while (std::ranges::next_permutation(order).found);
+}
+
+TEST(FeatureTree, TakesEntriesThatGoOutOfTheirEnumeration) {
+  FeatureTree tree;
+  const NodePtr mode = NewEnumeration("Mode", {}, {{"Off", 0}, {"On", 1}});
+  tree.Add(mode);
+  const NodePtr off = mode->children[0];
+  tree.Remove(off);
+  EXPECT_EQ(mode->children.size(), 1u);
+  EXPECT_EQ(off->tree, nullptr);
+  AddRelated(mode, NodeList::Child, off, nullptr);  // as free as any other
+  EXPECT_EQ(tree.Find("Off"), off);
+}
+
 TEST(FeatureTree, RefusesEverythingWhileFrozen) {
   FeatureTree tree;
   const NodePtr node = NewNode(NodeKind::Category, "Group");
@@ -99,6 +148,22 @@ TEST(RegisterAddresses, AreAssignedIncreasingAndAligned) {
   EXPECT_EQ(offset(number), 4);
   EXPECT_EQ(offset(wide), 16);
   EXPECT_EQ(offset(text), 24);
+}
+
+TEST(RegisterAddresses, AreUsedAgain) {
+  FeatureTree tree;
+  const NodePtr kept = NewIntReg("Kept");
+  tree.Add(kept);
+  const NodePtr text = NewRegister(NodeKind::StringReg, "Text", -1, 0x10000);
+  WriteText(*text, "text");
+  // More often than there is room for.
+  for (std::uint64_t i = 0; i < (kOwnRegisters - kAutomaticStart) / 0x10000 + 2; ++i) {
+    text->reg->address = -1;
+    ASSERT_EQ(Refusal([&] { tree.Add(text); }), std::nullopt) << i;
+    tree.Remove(text);
+  }
+  EXPECT_EQ(ReadText(*text), "text");
+  EXPECT_EQ(CurrentAddress(*kept), static_cast<std::int64_t>(kAutomaticStart));
 }
 
 TEST(RegisterAddresses, MayNotBeReservedOrTaken) {

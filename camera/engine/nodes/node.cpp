@@ -67,6 +67,53 @@ std::string FullName(const Node& node) {
   return "Cust::" + node.name;
 }
 
+namespace {
+
+/// Every shared link of a node that ends, so that nothing else ends inside its destructor.
+void TakeLinks(Node& node, std::vector<NodePtr>& to) {
+  const auto take = [&to](NodePtr& link) {
+    if (link) to.push_back(std::move(link));
+  };
+  for (Setting* setting :
+       {&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value}) {
+    if (NodePtr* link = std::get_if<NodePtr>(setting)) take(*link);
+  }
+  for (NodePtr* link : {&node.is_implemented, &node.is_available, &node.is_locked}) take(*link);
+  for (NodePtr& link : node.children) take(link);
+  if (!node.reg) return;
+  for (NodePtr& link : node.reg->address_nodes) take(link);
+}
+
+}  // namespace
+
+Node::~Node() {
+  for (const NodePtr& child : children) Unlist(*child, *this);
+  for (const auto* list : {&selected, &invalidators}) {
+    for (const std::weak_ptr<Node>& link : *list) {
+      if (const NodePtr related = link.lock()) Unlist(*related, *this);
+    }
+  }
+  thread_local std::vector<NodePtr>* ending = nullptr;  // of the outermost destructor that runs
+  if (ending) {
+    TakeLinks(*this, *ending);
+    return;
+  }
+  std::vector<NodePtr> links;
+  ending = &links;
+  TakeLinks(*this, links);
+  while (!links.empty()) {
+    const NodePtr next = std::move(links.back());
+    links.pop_back();
+  }
+  ending = nullptr;
+}
+
+void Unlist(Node& node, const Node& list) {
+  // From the end: what was listed last usually goes first.
+  const auto found = std::find(node.listed_by.rbegin(), node.listed_by.rend(), &list);
+  if (found != node.listed_by.rend()) node.listed_by.erase(std::next(found).base());
+}
+
 NodePtr MakeNode(NodeKind kind, const std::string& name, NameSpace name_space) {
   CheckName(name);
   CheckNameSpace(name_space);

@@ -71,10 +71,13 @@ struct RegisterPart {
 ///
 /// Links along which values flow (settings, addresses, conditions, children) share ownership and cannot form
 /// circles; links that only inform (selected, invalidators, alias) are weak, since two nodes may well name
-/// each other there.
+/// each other there. Children, selected nodes and invalidators are changed by the functions of node_links.h,
+/// which keep `listed_by` right.
 struct Node {
   Node(NodeKind node_kind, std::string node_name, NameSpace space)
       : kind(node_kind), name(std::move(node_name)), name_space(space) {}
+  /// Frees chains of nodes one after the other, however long they are.
+  ~Node();
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
@@ -82,6 +85,7 @@ struct Node {
   const std::string name;  ///< without namespace
   const NameSpace name_space;
   FeatureTree* tree = nullptr;  ///< the tree that the node is in; cleared by the tree
+  std::size_t place = 0;        ///< among the nodes of the tree; kept by the tree
   void* handle = nullptr;       ///< by which the node is known across the C line; null when by none
 
   // Texts; empty when not set.
@@ -107,6 +111,7 @@ struct Node {
   Setting increment;
   Setting on_value;
   Setting off_value;
+  std::optional<std::int64_t> before_command;  ///< of a command that is executed now: what its register held
 
   // Conditions: nodes whose non-zero value says yes.
   NodePtr is_implemented;
@@ -117,6 +122,7 @@ struct Node {
   std::vector<NodePtr> children;  ///< category: members; enumeration: entries; swiss knife: variables
   std::vector<std::weak_ptr<Node>> selected;
   std::vector<std::weak_ptr<Node>> invalidators;
+  std::vector<Node*> listed_by;  ///< nodes with this one in a list; each as often as it has it there
 
   std::string formula_text;
   Formula formula;  ///< parsed form of formula_text
@@ -127,6 +133,9 @@ struct Node {
 
   bool is_register() const { return reg.has_value(); }
 };
+
+/// Takes `list` out of the nodes that have `node` in a list, once.
+void Unlist(Node& node, const Node& list);
 
 /// What clients call an entry: its own symbolic value, else its name.
 inline const std::string& SymbolicOf(const Node& entry) {

@@ -7,8 +7,8 @@
 namespace Tarn {
 namespace {
 
-bool Holds(const NodePtr& condition, bool without) {
-  return condition ? ReadInteger(*condition) != 0 : without;
+bool Holds(const NodePtr& condition, bool without, Evaluation& at) {
+  return condition ? ReadInteger(*condition, at) != 0 : without;
 }
 
 AccessMode Make(bool readable, bool writable) {
@@ -16,10 +16,10 @@ AccessMode Make(bool readable, bool writable) {
   return writable ? AccessMode::WriteOnly : AccessMode::NotAvailable;
 }
 
-bool AllAvailable(const std::vector<NodePtr>& nodes) {
-  return std::ranges::all_of(nodes, [](const NodePtr& node) {
+bool AllAvailable(const std::vector<NodePtr>& nodes, Evaluation& at) {
+  return std::ranges::all_of(nodes, [&](const NodePtr& node) {
     if (!node) return true;
-    const AccessMode mode = AccessOf(*node);
+    const AccessMode mode = AccessOf(*node, at);
     return mode != AccessMode::NotImplemented && mode != AccessMode::NotAvailable;
   });
 }
@@ -34,22 +34,34 @@ std::vector<NodePtr> UsedVariables(const Node& knife) {
 }
 
 /// Before the node's own restrictions.
-AccessMode BaseAccess(const Node& node) {
+AccessMode BaseAccess(const Node& node, Evaluation& at) {
   if (node.is_register()) return RegisterAccess(*node.reg);
   switch (node.kind) {
     case NodeKind::Category:
     case NodeKind::EnumEntry:
       return AccessMode::ReadOnly;
     case NodeKind::IntSwissKnife:
-      return AllAvailable(UsedVariables(node)) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
+      return AllAvailable(UsedVariables(node), at) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
     default:
       break;
   }
   // What cannot be checked cannot be written, and clients give up on the whole node.
-  if (!AllAvailable({NodeOf(node.min), NodeOf(node.max), NodeOf(node.increment)}))
+  if (!AllAvailable({NodeOf(node.min), NodeOf(node.max), NodeOf(node.increment)}, at)) {
     return AccessMode::NotAvailable;
+  }
   const NodePtr source = NodeOf(node.value);
-  return source ? AccessOf(*source) : AccessMode::ReadWrite;
+  return source ? AccessOf(*source, at) : AccessMode::ReadWrite;
+}
+
+AccessMode ComputeAccess(const Node& node, Evaluation& at) {
+  if (!IsImplemented(node, at)) return AccessMode::NotImplemented;
+  const AccessMode base = BaseAccess(node, at);
+  if (base == AccessMode::NotImplemented || !IsAvailable(node, at)) {
+    return base == AccessMode::NotImplemented ? base : AccessMode::NotAvailable;
+  }
+  const AccessMode imposed = node.imposed_access.value_or(AccessMode::ReadWrite);
+  return Make(IsReadable(base) && IsReadable(imposed),
+              IsWritable(base) && IsWritable(imposed) && !IsLocked(node, at));
 }
 
 }  // namespace
@@ -58,25 +70,27 @@ AccessMode RegisterAccess(const RegisterPart& reg) {
   return reg.port == PortKind::Device ? reg.access : AccessMode::ReadOnly;
 }
 
-bool IsImplemented(const Node& node) { return Holds(node.is_implemented, true); }
-bool IsAvailable(const Node& node) { return Holds(node.is_available, true); }
-bool IsLocked(const Node& node) { return Holds(node.is_locked, false); }
+bool IsImplemented(const Node& node, Evaluation& at) { return Holds(node.is_implemented, true, at); }
+bool IsAvailable(const Node& node, Evaluation& at) { return Holds(node.is_available, true, at); }
+bool IsLocked(const Node& node, Evaluation& at) { return Holds(node.is_locked, false, at); }
+
+AccessMode AccessOf(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
+  return at.Access(node, [&] { return ComputeAccess(node, at); });
+}
 
 AccessMode AccessOf(const Node& node) {
-  if (!IsImplemented(node)) return AccessMode::NotImplemented;
-  const AccessMode base = BaseAccess(node);
-  if (base == AccessMode::NotImplemented || !IsAvailable(node)) {
-    return base == AccessMode::NotImplemented ? base : AccessMode::NotAvailable;
-  }
-  const AccessMode imposed = node.imposed_access.value_or(AccessMode::ReadWrite);
-  return Make(IsReadable(base) && IsReadable(imposed),
-              IsWritable(base) && IsWritable(imposed) && !IsLocked(node));
+  Evaluation now;
+  return AccessOf(node, now);
 }
 
 CacheMode CacheOf(const Node& node) {
-  if (node.is_register()) return node.reg->port == PortKind::Device ? node.reg->cache : CacheMode::NoCache;
-  const NodePtr source = NodeOf(node.value);
-  return source ? CacheOf(*source) : CacheMode::NoCache;
+  const Node* end = &node;
+  while (!end->is_register()) {
+    end = NodeOf(end->value).get();
+    if (!end) return CacheMode::NoCache;
+  }
+  return end->reg->port == PortKind::Device ? end->reg->cache : CacheMode::NoCache;
 }
 
 }  // namespace Tarn

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "camera/engine/nodes/make_nodes_test.h"
 #include "camera/engine/nodes/node_items.h"
+#include "camera/engine/nodes/node_values.h"
 
 namespace Tarn {
 namespace {
@@ -86,6 +89,33 @@ TEST(Access, FallsWithWhatLimitsAndFormulasNeed) {
   SetTextItem(*knife, NodeItem::Formula, "THERE+GONE");
   EXPECT_EQ(AccessOf(*knife), NA);
   EXPECT_EQ(AccessOf(*feature), NA);
+}
+
+/// Each node takes value, limits and increment from the one before: 4^200 ways, were they all gone.
+TEST(Evaluation, ComputesEachNodeOnce) {
+  NodePtr feature = NewIntReg("Reg", -1, 8);
+  NodePtr knife = NewInteger("N0", std::int64_t{1});
+  for (int i = 0; i < 200; ++i) {
+    const NodePtr next = NewInteger("F" + std::to_string(i), feature);
+    next->min = next->max = next->increment = feature;
+    feature = next;
+    const NodePtr sum = NewNode(NodeKind::IntSwissKnife, "K" + std::to_string(i));
+    AddRelated(sum, NodeList::Child, knife, nullptr);
+    SetTextItem(*sum, NodeItem::Formula, knife->name + "+" + knife->name);
+    if (i < 60) knife = sum;
+  }
+  EXPECT_EQ(AccessOf(*feature), RW);
+  EXPECT_EQ(ReadInteger(*knife), std::int64_t{1} << 60);
+}
+
+TEST(Evaluation, EndsWhereChainsAreTooLong) {
+  NodePtr last = NewIntReg("Reg");
+  for (int i = 0; i < 100'000; ++i) last = NewInteger("N", last);
+  const std::function<void()> uses[] = {[&] { AccessOf(*last); }, [&] { ReadInteger(*last); },
+                                        [&] { ReadText(*last); }, [&] { WriteInteger(*last, 1); },
+                                        [&] { IntegerItem(*last, NodeItem::Max); }};
+  for (const auto& use : uses) EXPECT_EQ(Refusal(use), Failure::kNoValue);
+  EXPECT_EQ(CacheOf(*last), CacheMode::WriteThrough);
 }
 
 TEST(CacheMode, IsTheRegistersAtTheEndOfTheChain) {

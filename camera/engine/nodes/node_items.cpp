@@ -1,6 +1,6 @@
 #include "camera/engine/nodes/node_items.h"
 
-#include <algorithm>
+#include <unordered_set>
 
 #include "camera/base/engine_error.h"
 #include "camera/engine/nodes/feature_tree.h"
@@ -26,17 +26,21 @@ const RegisterPart& RegisterOf(const Node& node, NodeItem item) {
 
 bool IsFloatKind(const Node& node) { return node.kind == NodeKind::Float || node.kind == NodeKind::FloatReg; }
 
-/// Whether clients come to the node from this category on.
-bool Leads(const Node& category, const Node& node) {
-  if (&category == &node) return true;
-  return category.kind == NodeKind::Category &&
-         std::any_of(category.children.begin(), category.children.end(),
-                     [&node](const NodePtr& child) { return Leads(*child, node); });
-}
-
+/// Whether clients come to the node from the root category on.
 bool IsFeature(const Node& node) {
   const NodePtr root = node.tree ? node.tree->Find("Root") : nullptr;
-  return root && Leads(*root, node);
+  std::vector<const Node*> open{root.get()};
+  std::unordered_set<const Node*> seen(open.begin(), open.end());
+  while (!open.empty()) {
+    const Node* next = open.back();
+    open.pop_back();
+    if (next == &node) return true;
+    if (!next || next->kind != NodeKind::Category) continue;
+    for (const NodePtr& child : next->children) {
+      if (seen.insert(child.get()).second) open.push_back(child.get());
+    }
+  }
+  return false;
 }
 
 /// The first node along the value chain that says how its value is shown, else the node itself: where a node
@@ -137,7 +141,8 @@ auto TextOf(AnyNode& node, NodeItem item) -> decltype(&node.unit) {
 
 /// Limits as they stand now, whatever supplies them.
 std::int64_t IntegerLimit(const Node& node, NodeItem item) {
-  const IntegerLimits limits = IntegerLimitsOf(node);
+  Evaluation now;
+  const IntegerLimits limits = IntegerLimitsOf(node, now);
   if (item == NodeItem::Min) return limits.min;
   return item == NodeItem::Max ? limits.max : limits.increment;
 }
@@ -175,9 +180,10 @@ void CheckSupplier(const Node& node, const Node& related) {
 }  // namespace
 
 std::int64_t IntegerItem(const Node& node, NodeItem item) {
+  Evaluation now;
   switch (item) {
     case NodeItem::AccessMode:
-      return static_cast<std::int64_t>(AccessOf(node));
+      return static_cast<std::int64_t>(AccessOf(node, now));
     case NodeItem::CachingMode:
       return static_cast<std::int64_t>(CacheOf(node));
     case NodeItem::NumEnumEntries:
@@ -197,17 +203,17 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
       return RegisterOf(node, item).length;
     case NodeItem::RegisterAddress:
       RegisterOf(node, item);
-      return CurrentAddress(node);
+      return CurrentAddress(node, now);
     case NodeItem::Representation:
       return static_cast<std::int64_t>(RepresentationOf(node));
     case NodeItem::ImposedAccessMode:
       return node.imposed_access ? static_cast<std::int64_t>(*node.imposed_access) : -1;
     case NodeItem::IsImplemented:
-      return IsImplemented(node);
+      return IsImplemented(node, now);
     case NodeItem::IsAvailable:
-      return IsAvailable(node);
+      return IsAvailable(node, now);
     case NodeItem::IsLocked:
-      return IsLocked(node);
+      return IsLocked(node, now);
     case NodeItem::Sign:
       return RegisterOf(node, item).is_signed;
     case NodeItem::DisplayPrecision:
@@ -228,7 +234,7 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
   const Setting* setting = SettingOf(node, item);
   if (!setting) ThrowNoItem(node, item);
   if (const auto* number = std::get_if<std::int64_t>(setting)) return *number;
-  if (const NodePtr source = NodeOf(*setting)) return ReadInteger(*source);
+  if (const NodePtr source = NodeOf(*setting)) return ReadInteger(*source, now);
   return 0;
 }
 
@@ -238,7 +244,8 @@ double FloatItem(const Node& node, NodeItem item) {
     if (!setting || node.kind != NodeKind::Float) ThrowNoItem(node, item);
     return ReadFloat(node);
   }
-  const FloatLimits limits = FloatLimitsOf(node);
+  Evaluation now;
+  const FloatLimits limits = FloatLimitsOf(node, now);
   if (item == NodeItem::Min) return limits.min;
   return item == NodeItem::Max ? limits.max : limits.increment.value_or(0.0);
 }

@@ -14,16 +14,16 @@ namespace {
 constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
 
-std::int64_t IntegerSetting(const Setting& setting, std::int64_t otherwise) {
+std::int64_t IntegerSetting(const Setting& setting, std::int64_t otherwise, Evaluation& at) {
   if (const auto* number = std::get_if<std::int64_t>(&setting)) return *number;
-  if (const NodePtr node = NodeOf(setting)) return ReadInteger(*node);
+  if (const NodePtr node = NodeOf(setting)) return ReadInteger(*node, at);
   return otherwise;
 }
 
-std::optional<double> FloatSetting(const Setting& setting) {
+std::optional<double> FloatSetting(const Setting& setting, Evaluation& at) {
   if (const auto* number = std::get_if<double>(&setting)) return *number;
   if (const auto* number = std::get_if<std::int64_t>(&setting)) return static_cast<double>(*number);
-  if (const NodePtr node = NodeOf(setting)) return ReadFloat(*node);
+  if (const NodePtr node = NodeOf(setting)) return ReadFloat(*node, at);
   return std::nullopt;
 }
 
@@ -39,7 +39,8 @@ FloatLimits AsFloat(const IntegerLimits& limits) {
 
 }  // namespace
 
-IntegerLimits IntegerLimitsOf(const Node& node) {
+IntegerLimits IntegerLimitsOf(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
   switch (node.kind) {
     case NodeKind::IntReg:
       return {SmallestNumber(*node.reg), LargestNumber(*node.reg), 1};
@@ -47,10 +48,10 @@ IntegerLimits IntegerLimitsOf(const Node& node) {
       const NodePtr source = NodeOf(node.value);
       const IntegerLimits inner =
           source && source->kind != NodeKind::Float && source->kind != NodeKind::FloatReg
-              ? IntegerLimitsOf(*source)
+              ? IntegerLimitsOf(*source, at)
               : IntegerLimits{kLowest, kHighest, 1};
-      return {IntegerSetting(node.min, inner.min), IntegerSetting(node.max, inner.max),
-              IntegerSetting(node.increment, inner.increment)};
+      return {IntegerSetting(node.min, inner.min, at), IntegerSetting(node.max, inner.max, at),
+              IntegerSetting(node.increment, inner.increment, at)};
     }
     case NodeKind::IntSwissKnife:
     case NodeKind::Enumeration:
@@ -64,19 +65,21 @@ IntegerLimits IntegerLimitsOf(const Node& node) {
   throw EngineError(Failure::kNotSupported, node.name + " has no integer limits");
 }
 
-FloatLimits FloatLimitsOf(const Node& node) {
+FloatLimits FloatLimitsOf(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
   if (node.kind == NodeKind::FloatReg) return RegisterFloatLimits(*node.reg);
-  if (node.kind != NodeKind::Float) return AsFloat(IntegerLimitsOf(node));
+  if (node.kind != NodeKind::Float) return AsFloat(IntegerLimitsOf(node, at));
   const double largest = std::numeric_limits<double>::max();
   const NodePtr source = NodeOf(node.value);
-  const FloatLimits inner = source ? FloatLimitsOf(*source) : FloatLimits{-largest, largest, std::nullopt};
-  const std::optional<double> increment = FloatSetting(node.increment);
-  return {FloatSetting(node.min).value_or(inner.min), FloatSetting(node.max).value_or(inner.max),
+  const FloatLimits inner =
+      source ? FloatLimitsOf(*source, at) : FloatLimits{-largest, largest, std::nullopt};
+  const std::optional<double> increment = FloatSetting(node.increment, at);
+  return {FloatSetting(node.min, at).value_or(inner.min), FloatSetting(node.max, at).value_or(inner.max),
           increment ? increment : inner.increment};
 }
 
-void CheckInteger(const Node& node, std::int64_t value) {
-  const IntegerLimits limits = IntegerLimitsOf(node);
+void CheckInteger(const Node& node, std::int64_t value, Evaluation& at) {
+  const IntegerLimits limits = IntegerLimitsOf(node, at);
   if (value < limits.min || value > limits.max) {
     throw EngineError(Failure::kOutOfRange, node.name + ": " + std::to_string(value) + " lies outside " +
                                                 std::to_string(limits.min) + " to " +
@@ -91,8 +94,8 @@ void CheckInteger(const Node& node, std::int64_t value) {
   }
 }
 
-void CheckFloat(const Node& node, double value) {
-  const FloatLimits limits = FloatLimitsOf(node);
+void CheckFloat(const Node& node, double value, Evaluation& at) {
+  const FloatLimits limits = FloatLimitsOf(node, at);
   // Written so that a NaN fails.
   if (!(value >= limits.min && value <= limits.max)) {
     throw EngineError(Failure::kOutOfRange, node.name + ": " + FloatText(value) + " lies outside " +

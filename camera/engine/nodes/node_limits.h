@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "camera/engine/nodes/evaluation.h"
 #include "camera/engine/nodes/node.h"
 
 namespace Tarn {
@@ -23,11 +24,11 @@ struct FloatLimits {
 
 /// Own limits first, then those of the value's node, then what the register or the number type holds.
 /// Throw: EngineError kNotSupported for kinds without limits, kNoValue when a limit cannot be computed.
-IntegerLimits IntegerLimitsOf(const Node& node);
-FloatLimits FloatLimitsOf(const Node& node);
+IntegerLimits IntegerLimitsOf(const Node& node, Evaluation& at);
+FloatLimits FloatLimitsOf(const Node& node, Evaluation& at);
 
-/// Throw EngineError kOutOfRange or kIncrement when the node cannot take the value.
-void CheckInteger(const Node& node, std::int64_t value);
-void CheckFloat(const Node& node, double value);
+/// Throw: EngineError kOutOfRange or kIncrement when the node cannot take the value.
+void CheckInteger(const Node& node, std::int64_t value, Evaluation& at);
+void CheckFloat(const Node& node, double value, Evaluation& at);
 
 }  // namespace Tarn

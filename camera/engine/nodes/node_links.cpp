@@ -207,6 +207,7 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
     if (list == NodeList::Selected) CheckSelection(*node, *related);
     InsertBefore(WeakList(*node, list), related, before, SameWeak);
   }
+  if (list != NodeList::Addresses) related->listed_by.push_back(node.get());
   if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
     node->tree->AdoptEntry(related);
 }
@@ -221,8 +222,30 @@ void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {
   } else {
     std::erase_if(WeakList(*node, list), [&](const auto& link) { return SameWeak(link, related); });
   }
+  if (list != NodeList::Addresses) Unlist(*related, *node);
+  // An entry that no enumeration lists any more is none of the tree's nodes, unless it was added by itself.
   if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
     node->tree->DropEntry(related);
+}
+
+void RemoveFromLists(const NodePtr& node) {
+  const auto same = [&node](const NodePtr& link) { return SameShared(link, node); };
+  const auto same_weak = [&node](const std::weak_ptr<Node>& link) { return SameWeak(link, node); };
+  const std::vector<Node*> lists = node->listed_by;
+  for (Node* list : lists) {
+    if (list->tree != node->tree) continue;
+    std::size_t taken =
+        std::erase_if(list->selected, same_weak) + std::erase_if(list->invalidators, same_weak);
+    const bool members = list->kind == NodeKind::Category || list->kind == NodeKind::Enumeration;
+    if (members) taken += std::erase_if(list->children, same);
+    for (; taken > 0; --taken) Unlist(*node, *list);
+  }
+}
+
+bool IsListedEntry(const Node& entry) {
+  return std::ranges::any_of(entry.listed_by, [&entry](const Node* list) {
+    return list->kind == NodeKind::Enumeration && list->tree && list->tree == entry.tree;
+  });
 }
 
 std::vector<NodePtr> Related(const Node& node, NodeList list) {

@@ -10,13 +10,19 @@
 namespace Tarn {
 
 /// Adds `related` to a list of `node`, in front of `before` or, when that is null, at the end. A free entry
-/// joins the tree of its enumeration. Adding twice changes nothing. Throws: EngineError kNotSupported when
-/// the kinds do not go together, kCycle, kExists for a second entry of one
-///   name, kInvalidArgument when the nodes are in different trees, kWrongState while the tree is frozen.
+/// joins the tree of its enumeration. Adding twice changes nothing.
+/// Throws: EngineError kNotSupported when the kinds do not go together, kCycle, kExists for a second entry of
+///   one name, kInvalidArgument when the nodes are in different trees, kWrongState while the tree is frozen.
 void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, const NodePtr& before);
 
 /// Throws: EngineError kNotFound when `related` is not in the list, kWrongState while frozen.
 void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related);
+
+/// Takes a node out of the categories, enumerations, selectors and invalidators of its tree.
+void RemoveFromLists(const NodePtr& node);
+
+/// Whether an enumeration of the entry's tree has it.
+bool IsListedEntry(const Node& entry);
 
 /// The nodes of a list in order; weak links to nodes that are gone are left out.
 std::vector<NodePtr> Related(const Node& node, NodeList list);

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "camera/base/engine_error.h"
+#include "camera/engine/nodes/feature_tree.h"
 #include "camera/engine/nodes/node_limits.h"
+#include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/number_text.h"
 #include "camera/engine/nodes/register_value.h"
 
@@ -35,21 +38,55 @@ std::int64_t IntegerConstant(const Setting& value) {
   return number ? *number : 0;
 }
 
-std::int64_t EvaluateFormula(const Node& node) {
+std::int64_t EvaluateFormula(const Node& node, Evaluation& at) {
   if (node.formula.Empty()) throw EngineError(Failure::kNoValue, node.name + " has no formula");
-  return node.formula.Evaluate([&node](std::size_t index) { return ReadInteger(*node.children.at(index)); });
+  return at.Number(node, [&] {
+    return node.formula.Evaluate(
+        [&](std::size_t index) { return ReadInteger(*node.children.at(index), at); });
+  });
+}
+
+/// The number that the node holds or that its source supplies.
+std::int64_t SourceNumber(const Node& node, Evaluation& at) {
+  if (const NodePtr source = NodeOf(node.value)) return ReadInteger(*source, at);
+  const auto assumed = at.Assumed(node);
+  return assumed ? *assumed : IntegerConstant(node.value);
 }
 
 /// The number that executes a command.
-std::int64_t ExecuteNumber(const Node& command) {
+std::int64_t ExecuteNumber(const Node& command, Evaluation& at) {
   const NodePtr node = NodeOf(command.on_value);
-  return node ? ReadInteger(*node) : IntegerConstant(command.on_value);
+  return node ? ReadInteger(*node, at) : IntegerConstant(command.on_value);
+}
+
+/// Replaces a value that is a constant.
+void SetConstant(Node& node, Setting value) {
+  node.value = std::move(value);
+  if (node.tree) node.tree->NoteConstant();
 }
 
 /// Puts a number where the node's value comes from; limits were checked.
 void WriteSource(Node& node, std::int64_t value) {
   if (const NodePtr source = NodeOf(node.value)) return WriteInteger(*source, value);
-  node.value = value;
+  SetConstant(node, value);
+}
+
+void ExecuteCommand(Node& command) {
+  Evaluation now;
+  const std::int64_t execute = ExecuteNumber(command, now);
+  NoteExecution(command, execute, now);
+  WriteSource(command, execute);
+}
+
+/// A chain that is too long to be followed is not begun with.
+void CheckChain(const Node& node) {
+  unsigned length = 0;
+  for (NodePtr next = NodeOf(node.value); next; next = NodeOf(next->value)) {
+    if (++length == kMaxNodeDepth) {
+      throw EngineError(Failure::kNoValue, node.name + " stands on more than " +
+                                               std::to_string(kMaxNodeDepth) + " nodes in a row");
+    }
+  }
 }
 
 void WriteEnumeration(Node& node, std::int64_t value) {
@@ -60,10 +97,20 @@ void WriteEnumeration(Node& node, std::int64_t value) {
   WriteSource(node, value);
 }
 
+void CheckLimits(const Node& node, std::int64_t value) {
+  Evaluation now;
+  CheckInteger(node, value, now);
+}
+
+void CheckLimits(const Node& node, double value) {
+  Evaluation now;
+  CheckFloat(node, value, now);
+}
+
 std::string BooleanText(bool value) { return value ? "true" : "false"; }
 
-std::string EnumerationText(const Node& node) {
-  const std::int64_t number = ReadInteger(node);
+std::string EnumerationText(const Node& node, Evaluation& at) {
+  const std::int64_t number = ReadInteger(node, at);
   const NodePtr entry = EntryOf(node, number);
   if (!entry) {
     throw EngineError(Failure::kNoValue,
@@ -92,86 +139,104 @@ NodePtr EntryOf(const Node& enumeration, const std::string& name) {
   return found == enumeration.children.end() ? nullptr : *found;
 }
 
-std::int64_t ReadInteger(const Node& node) {
+std::int64_t ReadInteger(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
   switch (node.kind) {
     case NodeKind::IntReg:
-      return LoadInteger(node);
+      return LoadInteger(node, at);
     case NodeKind::Float:
     case NodeKind::FloatReg:
-      return Rounded(node, ReadFloat(node));
+      return Rounded(node, ReadFloat(node, at));
     case NodeKind::IntSwissKnife:
-      return EvaluateFormula(node);
+      return EvaluateFormula(node, at);
     case NodeKind::Boolean:
-      return ReadBoolean(node);
+      return ReadBoolean(node, at);
     case NodeKind::Integer:
     case NodeKind::Command:
     case NodeKind::Enumeration:
-    case NodeKind::EnumEntry: {
-      const NodePtr source = NodeOf(node.value);
-      return source ? ReadInteger(*source) : IntegerConstant(node.value);
-    }
+    case NodeKind::EnumEntry:
+      return SourceNumber(node, at);
     default:
       ThrowNoSuchValue(node, "integer");
   }
 }
 
-double ReadFloat(const Node& node) {
+double ReadFloat(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
   switch (node.kind) {
     case NodeKind::FloatReg:
-      return LoadFloat(node);
+      return LoadFloat(node, at);
     case NodeKind::Float: {
       const NodePtr source = NodeOf(node.value);
-      return source ? ReadFloat(*source) : FloatConstant(node.value);
+      return source ? ReadFloat(*source, at) : FloatConstant(node.value);
     }
     case NodeKind::String:
     case NodeKind::StringReg:
     case NodeKind::Category:
       ThrowNoSuchValue(node, "float");
     default:
-      return static_cast<double>(ReadInteger(node));
+      return static_cast<double>(ReadInteger(node, at));
   }
 }
 
-bool ReadBoolean(const Node& node) {
-  if (node.kind == NodeKind::Boolean) {
-    const NodePtr source = NodeOf(node.value);
-    return (source ? ReadInteger(*source) : IntegerConstant(node.value)) == IntegerConstant(node.on_value);
-  }
+bool ReadBoolean(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
+  if (node.kind == NodeKind::Boolean) return SourceNumber(node, at) == IntegerConstant(node.on_value);
   if (node.kind == NodeKind::Command) {
-    const NodePtr source = NodeOf(node.value);
-    return !source || ReadInteger(*source) != ExecuteNumber(node);
+    return !NodeOf(node.value) || SourceNumber(node, at) != ExecuteNumber(node, at);
   }
-  return ReadInteger(node) != 0;
+  return ReadInteger(node, at) != 0;
 }
 
-std::string ReadText(const Node& node) {
+std::string ReadText(const Node& node, Evaluation& at) {
+  const Evaluation::Level level(at, node);
   switch (node.kind) {
     case NodeKind::StringReg:
-      return LoadString(node);
+      return LoadString(node, at);
     case NodeKind::String: {
-      const NodePtr source = NodeOf(node.value);
-      if (source) return ReadText(*source);
+      if (const NodePtr source = NodeOf(node.value)) return ReadText(*source, at);
       const auto* text = std::get_if<std::string>(&node.value);
       return text ? *text : std::string();
     }
     case NodeKind::Float:
     case NodeKind::FloatReg:
-      return FloatText(ReadFloat(node));
+      return FloatText(ReadFloat(node, at));
     case NodeKind::Boolean:
     case NodeKind::Command:
-      return BooleanText(ReadBoolean(node));
+      return BooleanText(ReadBoolean(node, at));
     case NodeKind::Enumeration:
-      return EnumerationText(node);
+      return EnumerationText(node, at);
     case NodeKind::EnumEntry:
       return SymbolicOf(node);
     case NodeKind::Category:
       ThrowNoSuchValue(node, "text");
     default:
-      return std::to_string(ReadInteger(node));
+      return std::to_string(ReadInteger(node, at));
   }
 }
 
+std::int64_t ReadInteger(const Node& node) {
+  Evaluation now;
+  return ReadInteger(node, now);
+}
+
+double ReadFloat(const Node& node) {
+  Evaluation now;
+  return ReadFloat(node, now);
+}
+
+bool ReadBoolean(const Node& node) {
+  Evaluation now;
+  return ReadBoolean(node, now);
+}
+
+std::string ReadText(const Node& node) {
+  Evaluation now;
+  return ReadText(node, now);
+}
+
 void WriteInteger(Node& node, std::int64_t value) {
+  CheckChain(node);
   switch (node.kind) {
     case NodeKind::IntReg:
       return StoreInteger(node, value);
@@ -179,7 +244,7 @@ void WriteInteger(Node& node, std::int64_t value) {
     case NodeKind::FloatReg:
       return WriteFloat(node, static_cast<double>(value));
     case NodeKind::Integer:
-      CheckInteger(node, value);
+      CheckLimits(node, value);
       return WriteSource(node, value);
     case NodeKind::Command:
     case NodeKind::EnumEntry:
@@ -194,30 +259,32 @@ void WriteInteger(Node& node, std::int64_t value) {
 }
 
 void WriteFloat(Node& node, double value) {
+  CheckChain(node);
   if (node.kind == NodeKind::FloatReg) return StoreFloat(node, value);
   if (node.kind != NodeKind::Float) return WriteInteger(node, Rounded(node, value));
-  CheckFloat(node, value);
+  CheckLimits(node, value);
   if (const NodePtr source = NodeOf(node.value)) return WriteFloat(*source, value);
-  node.value = value;
+  SetConstant(node, value);
 }
 
 void WriteBoolean(Node& node, bool value) {
+  CheckChain(node);
   if (node.kind == NodeKind::Boolean) {
     return WriteSource(node, IntegerConstant(value ? node.on_value : node.off_value));
   }
   if (node.kind != NodeKind::Command) return WriteInteger(node, value);
   if (!value) return FinishCommand(node);
-  WriteSource(node, ExecuteNumber(node));
+  ExecuteCommand(node);
 }
 
 void WriteText(Node& node, const std::string& text) {
+  CheckChain(node);
   switch (node.kind) {
     case NodeKind::StringReg:
       return StoreString(node, text);
     case NodeKind::String:
       if (const NodePtr source = NodeOf(node.value)) return WriteText(*source, text);
-      node.value = text;
-      return;
+      return SetConstant(node, text);
     case NodeKind::Float:
     case NodeKind::FloatReg:
       return WriteFloat(node, ParseFloat(text, node.name));
@@ -232,10 +299,26 @@ void WriteText(Node& node, const std::string& text) {
   }
 }
 
-void FinishCommand(Node& command) {
-  const std::int64_t execute = ExecuteNumber(command);
+void NoteExecution(Node& command, std::int64_t number, Evaluation& at) {
+  if (number != ExecuteNumber(command, at)) return;
+  const std::int64_t before = SourceNumber(command, at);
+  if (before != number) command.before_command = before;
+}
+
+void FinishCommand(Node& command, Evaluation& at) {
+  const std::int64_t execute = ExecuteNumber(command, at);
   const NodePtr source = NodeOf(command.value);
-  if (source && ReadInteger(*source) == execute) WriteInteger(*source, execute == 0 ? 1 : 0);
+  if (!source || ReadInteger(*source, at) != execute) return;
+  const std::int64_t other = execute == 0 ? 1 : 0;
+  const std::int64_t before = std::exchange(command.before_command, std::nullopt).value_or(other);
+  const NodePtr reg = RegisterBehind(source);
+  if (reg && reg->kind == NodeKind::IntReg) return StoreInteger(*reg, before, at);
+  WriteInteger(*source, before);
+}
+
+void FinishCommand(Node& command) {
+  Evaluation now;
+  FinishCommand(command, now);
 }
 
 }  // namespace Tarn

@@ -111,8 +111,9 @@ TEST(ValueChains, EndWhereTheNumberIsKept) {
   WriteText(*outer, " 0x10 ");
   EXPECT_EQ(ReadText(*inner), "16");
   reg->reg->is_signed = false;
-  EXPECT_EQ(IntegerLimitsOf(*outer).max, 0xFFFF'FFFF);  // limits come down the chain
-  EXPECT_EQ(FloatLimitsOf(*as_float).min, 0.0);
+  Evaluation now;
+  EXPECT_EQ(IntegerLimitsOf(*outer, now).max, 0xFFFF'FFFF);  // limits come down the chain
+  EXPECT_EQ(FloatLimitsOf(*as_float, now).min, 0.0);
 }
 
 TEST(Limits, RefuseBeforeAnythingChanges) {
@@ -214,10 +215,12 @@ TEST(Commands, AreDoneWhenTheNumberIsGone) {
   FinishCommand(*node);
   EXPECT_TRUE(ReadBoolean(*node));
   node->on_value = std::int64_t{0};
+  WriteInteger(*reg, 7);
   WriteBoolean(*node, true);
   EXPECT_FALSE(ReadBoolean(*node));
   WriteBoolean(*node, false);
   EXPECT_TRUE(ReadBoolean(*node));
+  EXPECT_EQ(ReadInteger(*reg), 7);
 }
 
 TEST(SwissKnives, ComputeFromTheirVariablesAtEachRead) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "camera/engine/nodes/evaluation.h"
 #include "camera/engine/nodes/node.h"
 
 namespace Tarn {
@@ -12,6 +13,7 @@ namespace Tarn {
 /// Present address: the constant plus the values of the address nodes. -1 while none is assigned. On a chunk
 /// or event port it counts from the beginning of the data.
 /// Throws: EngineError when an address node has no value, kAddress when the sum leaves the register space.
+std::int64_t CurrentAddress(const Node& node, Evaluation& at);
 std::int64_t CurrentAddress(const Node& node);
 
 /// Where a register with address nodes may come to lie: users' ones among users' registers, the device's own
@@ -31,12 +33,15 @@ AddressRange RangeOfMoving(const RegisterPart& reg);
 std::int64_t SmallestNumber(const RegisterPart& reg);
 std::int64_t LargestNumber(const RegisterPart& reg);
 
-std::int64_t LoadInteger(const Node& node);
-double LoadFloat(const Node& node);
-/// Bytes up to the first zero.
-std::string LoadString(const Node& node);
+std::int64_t LoadInteger(const Node& node, Evaluation& at);
+double LoadFloat(const Node& node, Evaluation& at);
+/// The bytes up to the first zero, or to what is no whole character of UTF-8: clients store long texts in
+/// pieces, which may end within one.
+std::string LoadString(const Node& node, Evaluation& at);
 
-/// Throw EngineError kOutOfRange when the value does not fit the register. A store is announced to the tree.
+/// Throw EngineError kOutOfRange when the value does not fit the register, kText when a text is no UTF-8. A
+/// store is announced to the tree.
+void StoreInteger(Node& node, std::int64_t value, Evaluation& at);
 void StoreInteger(Node& node, std::int64_t value);
 void StoreFloat(Node& node, double value);
 void StoreString(Node& node, const std::string& value);

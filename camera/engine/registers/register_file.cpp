@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "camera/base/engine_error.h"
 #include "camera/engine/nodes/node_access.h"
+#include "camera/engine/nodes/node_values.h"
 #include "camera/engine/nodes/register_value.h"
 #include "camera/engine/registers/own_registers.h"
-#include "camera/engine/registers/possible_values.h"
 #include "camera/engine/registers/write_check.h"
 #include "camera/wire/bootstrap.h"
 
@@ -48,12 +49,16 @@ bool IsUserSetCommand(const Node& node) {
          (node.reg->address == OwnRegisters::kUserSetLoad || node.reg->address == OwnRegisters::kUserSetSave);
 }
 
-bool MayBeRead(const Node& node) {
+/// The last byte of the last word that a register at `address` reaches into. Clients read and write words.
+std::uint32_t LastByte(std::uint64_t address, std::uint64_t length) {
+  return static_cast<std::uint32_t>((address + length + 3) / 4 * 4 - 1);
+}
+
+std::variant<std::monostate, std::int64_t, Failure> ValueNow(const Node& node) {
   try {
-    const AccessMode mode = AccessOf(node);
-    return mode == AccessMode::ReadOnly || mode == AccessMode::ReadWrite;
-  } catch (const EngineError&) {
-    return false;
+    return ReadInteger(node);
+  } catch (const EngineError& error) {
+    return error.failure();
   }
 }
 
@@ -62,49 +67,150 @@ bool MayBeRead(const Node& node) {
 void RegisterFile::Index(const BootstrapProfile& profile, std::uint64_t description_size) {
   profile_ = profile;
   description_size_ = description_size;
-  fixed_.clear();
-  dynamic_.clear();
-  longest_ = 0;
+  registers_.clear();
+  inputs_.clear();
+  input_numbers_.clear();
   const Dependants direct = DirectDependants(tree_);
+  std::vector<Place> fixed;
   for (const NodePtr& node : tree_.Nodes()) {
     if (!node->is_register() || node->reg->port != PortKind::Device) continue;
-    const std::vector<NodePtr> dependants = AllDependants(node, direct);
-    const auto addresses = PossibleAddresses(*node);
-    if (!addresses) dynamic_.push_back({0, node->reg->length, node, dependants});
-    for (const std::uint64_t address : addresses.value_or(std::set<std::uint64_t>())) {
-      fixed_.push_back({address, node->reg->length, node, dependants});
-    }
-    longest_ = std::max<std::uint64_t>(longest_, node->reg->length);
+    AddRegister(node, AllDependants(node, direct), fixed);
   }
-  std::stable_sort(fixed_.begin(), fixed_.end(),
-                   [](const Entry& a, const Entry& b) { return a.address < b.address; });
+  fixed_ = PlaceIndex(std::move(fixed));
+  moving_ = PlaceIndex();
+  revision_.reset();
+}
+
+void RegisterFile::AddRegister(const NodePtr& node, std::vector<NodePtr> dependants,
+                               std::vector<Place>& fixed) {
+  const auto number = static_cast<std::uint32_t>(registers_.size());
+  Register& reg = registers_.emplace_back(Register{node, std::move(dependants), nullptr, {}, {}});
+  if (node->reg->address_nodes.empty()) {
+    const auto address = static_cast<std::uint32_t>(node->reg->address);
+    fixed.push_back({address, LastByte(address, node->reg->length), number, 0});
+    return;
+  }
+  reg.selectors = std::make_unique<AddressSelectors>(FindAddressSelectors(*node));
+  for (const NodePtr& input : reg.selectors->inputs) reg.inputs.push_back(InputNumber(input));
+  if (!reg.inputs.empty()) return;
+  const std::vector<Place> places = PlacesOf(reg, number);
+  fixed.insert(fixed.end(), places.begin(), places.end());
+}
+
+std::size_t RegisterFile::InputNumber(const NodePtr& node) {
+  const auto [place, added] = input_numbers_.try_emplace(node.get(), inputs_.size());
+  if (added) inputs_.push_back({node, {}});
+  return place->second;
+}
+
+std::vector<Place> RegisterFile::PlacesOf(const Register& reg, std::uint32_t number) const {
+  std::vector<Place> places;
+  const SelectorSpace& space = reg.selectors->space;
+  for (std::size_t i = 0; i < space.Combinations(); ++i) {
+    const auto address = AddressIn(*reg.node, space, i);
+    if (!address) continue;
+    places.push_back(
+        {*address, LastByte(*address, reg.node->reg->length), number, static_cast<std::uint32_t>(i)});
+  }
+  return places;
+}
+
+void RegisterFile::Update() const {
+  if (revision_ == tree_.Revision()) return;
+  revision_ = tree_.Revision();
+  std::vector<bool> changed(inputs_.size());
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    const auto before = std::exchange(inputs_[i].value, ValueNow(*inputs_[i].node));
+    changed[i] = before != inputs_[i].value;
+  }
+  if (std::ranges::find(changed, true) == changed.end()) return;
+  std::vector<Place> moving;
+  for (std::size_t i = 0; i < registers_.size(); ++i) {
+    Register& reg = registers_[i];
+    if (std::ranges::any_of(reg.inputs, [&](std::size_t input) { return changed[input]; })) {
+      FindPlaces(reg, static_cast<std::uint32_t>(i));
+    }
+    moving.insert(moving.end(), reg.places.begin(), reg.places.end());
+  }
+  moving_ = PlaceIndex(std::move(moving));
+}
+
+void RegisterFile::FindPlaces(Register& reg, std::uint32_t number) const {
+  try {
+    if (!reg.selectors->present_only) reg.selectors->space = FindAddressSelectors(*reg.node).space;
+    reg.places = PlacesOf(reg, number);
+  } catch (const EngineError&) {
+    reg.places.clear();  // a selector has no limits at this moment
+  }
 }
 
 template <class Use>
-void RegisterFile::ForEachEntry(std::uint64_t address, std::uint64_t length, Use&& use) const {
-  const std::uint64_t end = address + length;
-  // Registers of the device's own may overlap, so the search begins where the longest one could still reach
-  // in.
-  const std::uint64_t from = address > longest_ + 3 ? address - longest_ - 3 : 0;
-  auto entry = std::lower_bound(fixed_.begin(), fixed_.end(), from,
-                                [](const Entry& e, std::uint64_t value) { return e.address < value; });
-  for (; entry != fixed_.end() && entry->address < end; ++entry) {
-    if (entry->End() > address) use(*entry, entry->address);
+void RegisterFile::ForEachRegister(std::uint64_t address, std::uint64_t length, Use&& use) const {
+  constexpr std::uint64_t kLast = 0xFFFF'FFFF;
+  if (length == 0) return;
+  Update();
+  const auto first = static_cast<std::uint32_t>(address);
+  const auto last = static_cast<std::uint32_t>(std::min(address + length - 1, kLast));
+  const auto tell = [&](Places places) { use(registers_[places.front().reg], places); };
+  if (moving_.Places().empty()) return fixed_.ForEach(first, last, tell);
+  std::vector<Places> found;
+  for (const PlaceIndex* index : {&fixed_, &std::as_const(moving_)}) {
+    index->ForEach(first, last, [&](Places places) { found.push_back(places); });
   }
-  for (const Entry& moving : dynamic_) {
-    try {
-      const auto at = static_cast<std::uint64_t>(CurrentAddress(*moving.node));
-      if (at < end && (at + moving.length + 3) / 4 * 4 > address) use(moving, at);
-    } catch (const EngineError&) {
-      // Its address cannot be computed at this moment, so it lies nowhere.
-    }
-  }
+  std::ranges::sort(found, {},
+                    [](Places places) { return std::pair(places.front().address, places.front().reg); });
+  for (const Places places : found) tell(places);
 }
 
-bool RegisterFile::Exists(std::uint64_t address) const {
-  bool found = false;
-  ForEachEntry(address, 4, [&](const Entry&, std::uint64_t) { found = true; });
-  return found;
+template <class Test>
+bool RegisterFile::InAnyCase(const Register& reg, Places places, Test&& test) const {
+  static const SelectorSpace kNone;
+  const SelectorSpace& moving = reg.selectors ? reg.selectors->space : kNone;
+  const SelectorSpace others =
+      FindOtherSelectors(*reg.node, reg.dependants, moving, kMaxCombinations / places.size());
+  for (const Place& place : places) {
+    for (std::size_t i = 0; i < others.Combinations(); ++i) {
+      Evaluation at;
+      moving.Assume(place.combination, at);
+      others.Assume(i, at);
+      if (test(at)) return true;
+    }
+  }
+  return false;
+}
+
+bool RegisterFile::MayBeRead(const Register& reg, Places places) const {
+  const Node& node = *reg.node;
+  if (!node.is_implemented && !node.is_available && !node.imposed_access) {
+    return IsReadable(RegisterAccess(*node.reg));
+  }
+  return InAnyCase(reg, places, [&](Evaluation& at) {
+    try {
+      return IsReadable(AccessOf(node, at));
+    } catch (const EngineError&) {
+      return false;
+    }
+  });
+}
+
+WireStatus RegisterFile::CheckWrite(const Register& reg, Places places, ByteView content) const {
+  std::optional<WireStatus> status;
+  InAnyCase(reg, places, [&](Evaluation& at) {
+    const WireStatus found = CheckClientWrite(*reg.node, reg.dependants, content, at);
+    status = status && found != WireStatus::Success ? MoreTelling(*status, found) : found;
+    return found == WireStatus::Success;
+  });
+  return status.value_or(WireStatus::InvalidAddress);
+}
+
+/// Whether every byte belongs to a register.
+bool RegisterFile::CoverAll(std::uint64_t begin, std::uint64_t end) const {
+  std::uint64_t covered = begin;
+  ForEachRegister(begin, end - begin, [&](const Register&, Places places) {
+    const std::uint64_t after = std::uint64_t{places.front().last} + 1;
+    if (places.front().address <= covered) covered = std::max(covered, after);
+  });
+  return covered >= end;
 }
 
 WireStatus RegisterFile::CheckRead(std::uint32_t address, std::uint32_t length, bool block) const {
@@ -113,14 +219,14 @@ WireStatus RegisterFile::CheckRead(std::uint32_t address, std::uint32_t length, 
   // Clients round the last piece of the file up to whole words.
   const std::uint64_t file_end = kDescriptionFile + (description_size_ + 3) / 4 * 4;
   if (address >= kDescriptionFile && std::uint64_t{address} + length <= file_end) return WireStatus::Success;
-  for (std::uint64_t at = address; at < std::uint64_t{address} + length; at += 4) {
+  const std::uint64_t end = std::uint64_t{address} + length;
+  std::uint64_t at = address;
+  for (; at < std::min(end, kBootstrapEnd); at += 4) {
     const auto word = static_cast<std::uint32_t>(at);
-    const bool exists = at < kBootstrapEnd ? (block ? BootstrapReadableInBlock(word, profile_)
-                                                    : BootstrapExists(word, profile_))
-                                           : Exists(at);
+    const bool exists = block ? BootstrapReadableInBlock(word, profile_) : BootstrapExists(word, profile_);
     if (!exists) return WireStatus::InvalidAddress;
   }
-  return WireStatus::Success;
+  return at == end || CoverAll(at, end) ? WireStatus::Success : WireStatus::InvalidAddress;
 }
 
 void RegisterFile::Read(std::uint32_t address, MutableByteView out) const {
@@ -128,24 +234,23 @@ void RegisterFile::Read(std::uint32_t address, MutableByteView out) const {
   tree_.Memory().Read(address, out);
   const std::uint64_t end = std::uint64_t{address} + out.size();
   if (address < kBootstrapEnd) return BlankWriteOnly(address, out);
-  ForEachEntry(address, out.size(), [&](const Entry& entry, std::uint64_t at) {
-    if (MayBeRead(*entry.node)) return;
+  ForEachRegister(address, out.size(), [&](const Register& reg, Places places) {
+    if (MayBeRead(reg, places)) return;
+    const std::uint64_t at = places.front().address;
     const std::uint64_t first = std::max<std::uint64_t>(at, address);
-    const std::uint64_t last = std::min(at + entry.length, end);
-    if (first < last)
-      std::fill(out.begin() + static_cast<std::ptrdiff_t>(first - address),
-                out.begin() + static_cast<std::ptrdiff_t>(last - address), std::uint8_t{0});
+    const std::uint64_t last = std::min(at + reg.node->reg->length, end);
+    if (first < last) std::ranges::fill(out.subspan(first - address, last - first), std::uint8_t{0});
   });
 }
 
 std::uint32_t RegisterFile::UnitLength(std::uint32_t address, std::uint32_t length) const {
-  std::uint64_t unit = 4;
+  std::uint32_t unit = 4;
   if (address >= kBootstrapEnd) {
-    ForEachEntry(address, 4, [&](const Entry& entry, std::uint64_t at) {
-      unit = std::max(unit, (at + entry.length + 3) / 4 * 4 - address);
+    ForEachRegister(address, 4, [&](const Register&, Places places) {
+      unit = std::max(unit, places.front().last - address + 1);
     });
   }
-  return static_cast<std::uint32_t>(std::min<std::uint64_t>(unit, length));
+  return std::min(unit, length);
 }
 
 WireStatus RegisterFile::Write(std::uint32_t address, ByteView bytes, const WriteContext& context) {
@@ -165,20 +270,20 @@ WireStatus RegisterFile::WriteBootstrap(std::uint32_t address, ByteView bytes, c
 WireStatus RegisterFile::WriteNode(std::uint32_t address, ByteView bytes) {
   WireStatus result = WireStatus::InvalidAddress;
   std::uint64_t start = 0;
-  ForEachEntry(address, bytes.size(), [&](const Entry& entry, std::uint64_t at) {
+  ForEachRegister(address, bytes.size(), [&](const Register& reg, Places places) {
     if (result == WireStatus::Success) return;
-    // A text is written from its beginning; numbers also word by word.
-    if (entry.node->kind == NodeKind::StringReg && at != address) return;
+    const std::uint64_t at = places.front().address;
     // The register's content after the write; bytes behind its end fill up a last word and are not kept.
-    std::vector<std::uint8_t> content(entry.length);
+    std::vector<std::uint8_t> content(reg.node->reg->length);
     tree_.Memory().Read(at, content);
     const std::uint64_t first = std::max<std::uint64_t>(at, address);
-    const std::uint64_t last = std::min(at + entry.length, std::uint64_t{address} + bytes.size());
-    for (std::uint64_t i = first; i < last; ++i) {
-      content[static_cast<std::size_t>(i - at)] = bytes[static_cast<std::size_t>(i - address)];
-    }
-    result = CheckClientWrite(*entry.node, entry.dependants, content);
+    const std::uint64_t last = std::min(at + content.size(), std::uint64_t{address} + bytes.size());
+    if (first < last) std::ranges::copy(bytes.subspan(first - address, last - first), &content[first - at]);
+    const bool fits = reg.node->kind != NodeKind::StringReg || first >= last ||
+                      IsPieceOfText(content, first - at, last - at);
+    result = fits ? CheckWrite(reg, places, content) : WireStatus::InvalidParameter;
     if (result != WireStatus::Success) return;
+    NoteCommands(reg, places, content);
     start = at;
     tree_.Memory().Write(at, content);
   });
@@ -187,10 +292,37 @@ WireStatus RegisterFile::WriteNode(std::uint32_t address, ByteView bytes) {
 }
 
 template <class Use>
+void RegisterFile::ForEachCommand(const Register& reg, Places places, Use&& use) const {
+  for (const NodePtr& node : reg.dependants) {
+    if (node->kind != NodeKind::Command) continue;
+    Evaluation at;
+    if (reg.selectors) reg.selectors->space.Assume(places.front().combination, at);
+    try {
+      use(*node, at);
+    } catch (const EngineError&) {
+      // Its number cannot be computed at this moment, or its register takes no other.
+    }
+  }
+}
+
+void RegisterFile::NoteCommands(const Register& reg, Places places, ByteView content) const {
+  if (reg.node->kind != NodeKind::IntReg) return;
+  ForEachCommand(reg, places, [&](Node& command, Evaluation& at) {
+    NoteExecution(command, NumberIn(*reg.node, content), at);
+  });
+}
+
+void RegisterFile::FinishCommands(std::uint32_t address, std::uint32_t length) {
+  ForEachRegister(address, length, [&](const Register& reg, Places places) {
+    ForEachCommand(reg, places, [](Node& command, Evaluation& at) { FinishCommand(command, at); });
+  });
+}
+
+template <class Use>
 void RegisterFile::ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const {
-  ForEachEntry(address, length, [&](const Entry& entry, std::uint64_t) {
-    use(entry.node);
-    for (const NodePtr& node : entry.dependants) use(node);
+  ForEachRegister(address, length, [&](const Register& reg, Places) {
+    use(reg.node);
+    for (const NodePtr& node : reg.dependants) use(node);
   });
 }
 
@@ -224,11 +356,13 @@ std::vector<std::shared_ptr<const NodeListener>> RegisterFile::Listeners(std::ui
 
 std::vector<PlacedRegister> RegisterFile::Streamable() const {
   std::vector<PlacedRegister> found;
-  for (const Entry& entry : fixed_) {
-    const bool streamable =
-        entry.node->streamable || std::ranges::any_of(entry.dependants, &Node::streamable);
-    if (streamable && IsWritable(entry.node->reg->access)) found.push_back({entry.address, entry.node});
-  }
+  ForEachRegister(0, std::uint64_t{1} << 32, [&](const Register& reg, Places places) {
+    const bool known = !reg.selectors || !reg.selectors->present_only;
+    const bool streamable = reg.node->streamable || std::ranges::any_of(reg.dependants, &Node::streamable);
+    if (known && streamable && IsWritable(reg.node->reg->access)) {
+      found.push_back({places.front().address, reg.node});
+    }
+  });
   return found;
 }
 

@@ -5,10 +5,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
+#include <unordered_map>
+#include <variant>
 #include <vector>
 
+#include "camera/base/engine_error.h"
 #include "camera/engine/nodes/feature_tree.h"
 #include "camera/engine/registers/bootstrap_rules.h"
+#include "camera/engine/registers/place_index.h"
+#include "camera/engine/registers/selector_space.h"
 #include "camera/wire/gvcp.h"
 
 namespace Tarn {
@@ -45,13 +52,18 @@ class RegisterFile {
   /// A client's write within one register. On any status but Success nothing has changed.
   ///
   /// A register of a user may be written when it can be written itself, or when at least one feature whose
-  /// value ends in it would take the new value at this moment.
+  /// value ends in it would take the new value at this moment. A selector that decides about that and lives in
+  /// the client has the number that the address tells; where it tells none, one that would do is enough.
   WireStatus Write(std::uint32_t address, ByteView bytes, const WriteContext& context);
 
   /// The nodes that hear of an access to the bytes, in the order in which they hear: registers by address;
   /// behind each the nodes whose value chain ends in it, nearest first, and those equally near in the order
   /// of adding.
   std::vector<NodePtr> Concerned(std::uint32_t address, std::uint32_t length) const;
+
+  /// Lets the commands count as done whose registers these bytes belong to, see FinishCommand in
+  /// node_values.h. One that cannot be finished stays as it is.
+  void FinishCommands(std::uint32_t address, std::uint32_t length);
 
   /// Whether a client's reading or writing of the bytes can mean calling listeners.
   bool HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const;
@@ -66,30 +78,55 @@ class RegisterFile {
   std::vector<PlacedRegister> Streamable() const;
 
  private:
-  struct Entry {
-    std::uint64_t address;
-    std::uint32_t length;
+  struct Register {
     NodePtr node;
     std::vector<NodePtr> dependants;
-
-    std::uint64_t End() const { return (address + length + 3) / 4 * 4; }
+    std::unique_ptr<AddressSelectors> selectors;  ///< null when the address is a constant
+    std::vector<std::size_t> inputs;              ///< numbers of its selectors' inputs in inputs_
+    std::vector<Place> places;                    ///< of one that has inputs, as they are now
   };
+  using Places = std::span<const Place>;
 
-  /// Calls `use(entry, present address)` for each register that has a byte in the range.
+  void AddRegister(const NodePtr& node, std::vector<NodePtr> dependants, std::vector<Place>& fixed);
+  std::vector<Place> PlacesOf(const Register& reg, std::uint32_t number) const;
+  void FindPlaces(Register& reg, std::uint32_t number) const;
+  std::size_t InputNumber(const NodePtr& node);
+  /// Finds registers anew whose places follow values that have changed. Cheap when nothing has.
+  void Update() const;
+  /// Calls `use(register, its places at one address)` for each register that has a byte in the range.
   template <class Use>
-  void ForEachEntry(std::uint64_t address, std::uint64_t length, Use&& use) const;
+  void ForEachRegister(std::uint64_t address, std::uint64_t length, Use&& use) const;
   template <class Use>
   void ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const;
-  bool Exists(std::uint64_t address) const;
+  /// Calls `test(evaluation)` for what the selectors can be when a client uses the places, until one is true.
+  template <class Test>
+  bool InAnyCase(const Register& reg, Places places, Test&& test) const;
+  bool MayBeRead(const Register& reg, Places places) const;
+  WireStatus CheckWrite(const Register& reg, Places places, ByteView content) const;
+  bool CoverAll(std::uint64_t begin, std::uint64_t end) const;
   WireStatus WriteBootstrap(std::uint32_t address, ByteView bytes, const WriteContext& context);
   WireStatus WriteNode(std::uint32_t address, ByteView bytes);
+  /// Calls `use(command, evaluation)` for each command on the register.
+  template <class Use>
+  void ForEachCommand(const Register& reg, Places places, Use&& use) const;
+  void NoteCommands(const Register& reg, Places places, ByteView content) const;
 
   FeatureTree& tree_;
   BootstrapProfile profile_;
   std::uint64_t description_size_ = 0;
-  std::vector<Entry> fixed_;    ///< by address; a register stands at each address that it can have
-  std::vector<Entry> dynamic_;  ///< registers with too many of them; their address is found at each access
-  std::uint64_t longest_ = 0;   ///< bytes of the longest fixed register
+
+  PlaceIndex fixed_;  ///< places that stay while the device runs
+
+  // Places that follow values of nodes: brought up to date by the accesses that look.
+  struct Input {
+    NodePtr node;
+    std::variant<std::monostate, std::int64_t, Failure> value;  ///< nothing: not read yet
+  };
+  mutable std::vector<Register> registers_;
+  mutable std::vector<Input> inputs_;
+  std::unordered_map<const Node*, std::size_t> input_numbers_;
+  mutable PlaceIndex moving_;
+  mutable std::optional<std::uint64_t> revision_;  ///< of the tree, when that was done
 };
 
 }  // namespace Tarn

@@ -1,6 +1,10 @@
 #include "camera/engine/registers/write_check.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "camera/base/engine_error.h"
+#include "camera/base/utf8.h"
 #include "camera/engine/nodes/node_access.h"
 #include "camera/engine/nodes/node_limits.h"
 #include "camera/engine/nodes/node_values.h"
@@ -8,31 +12,31 @@
 namespace Tarn {
 namespace {
 
-WireStatus AccessStatus(const Node& node) {
-  switch (AccessOf(node)) {
+WireStatus AccessStatus(const Node& node, Evaluation& at) {
+  switch (AccessOf(node, at)) {
     case AccessMode::NotImplemented:
       return WireStatus::InvalidAddress;
     case AccessMode::NotAvailable:
       return WireStatus::Busy;
     case AccessMode::ReadOnly:
       // What a lock or a condition forbids now may be possible later; a read-only register never is.
-      return IsLocked(node) ? WireStatus::Busy : WireStatus::WriteProtect;
+      return IsLocked(node, at) ? WireStatus::Busy : WireStatus::WriteProtect;
     default:
       return WireStatus::Success;
   }
 }
 
-bool Takes(const Node& node, const Node& reg) {
+bool Takes(const Node& node, const Node& reg, Evaluation& at) {
   switch (node.kind) {
     case NodeKind::Integer:
-      CheckInteger(node, ReadInteger(reg));
+      CheckInteger(node, ReadInteger(reg), at);
       return true;
     case NodeKind::Float:
-      CheckFloat(node, ReadFloat(reg));
+      CheckFloat(node, ReadFloat(reg), at);
       return true;
     case NodeKind::Enumeration: {
       const NodePtr entry = EntryOf(node, ReadInteger(reg));
-      return entry && IsImplemented(*entry) && IsAvailable(*entry);
+      return entry && IsImplemented(*entry, at) && IsAvailable(*entry, at);
     }
     case NodeKind::Boolean: {
       const std::int64_t number = ReadInteger(reg);
@@ -45,41 +49,72 @@ bool Takes(const Node& node, const Node& reg) {
   }
 }
 
-WireStatus FeatureStatus(const Node& node, const Node& trial) {
-  if (const WireStatus access = AccessStatus(node); access != WireStatus::Success) return access;
+WireStatus FeatureStatus(const Node& node, const Node& trial, Evaluation& at) {
+  if (const WireStatus access = AccessStatus(node, at); access != WireStatus::Success) return access;
   try {
-    return Takes(node, trial) ? WireStatus::Success : WireStatus::InvalidParameter;
+    return Takes(node, trial, at) ? WireStatus::Success : WireStatus::InvalidParameter;
   } catch (const EngineError&) {
     return WireStatus::InvalidParameter;
   }
 }
 
-}  // namespace
-
-WireStatus CheckClientWrite(const Node& reg, const std::vector<NodePtr>& dependants, ByteView bytes) {
-  Node trial(reg.kind, reg.name, reg.name_space);
+/// Gives `trial`, a register that is in no tree, the form of `reg` and this content.
+void SetUpTrial(Node& trial, const Node& reg, ByteView bytes) {
   trial.reg = RegisterPart{};
   trial.reg->length = reg.reg->length;
   trial.reg->is_signed = reg.reg->is_signed;
   trial.reg->bits = reg.reg->bits;
   trial.reg->bytes.assign(bytes.begin(), bytes.end());
+}
+
+}  // namespace
+
+WireStatus MoreTelling(WireStatus a, WireStatus b) {
+  const auto weight = [](WireStatus status) {
+    return status == WireStatus::InvalidParameter ? 2 : status == WireStatus::Busy ? 1 : 0;
+  };
+  return weight(b) > weight(a) ? b : a;
+}
+
+WireStatus CheckClientWrite(const Node& reg, const std::vector<NodePtr>& dependants, ByteView bytes,
+                            Evaluation& at) {
+  Node trial(reg.kind, reg.name, reg.name_space);
+  SetUpTrial(trial, reg, bytes);
   try {
-    if (const WireStatus own = AccessStatus(reg); own != WireStatus::Success) return own;
+    if (const WireStatus own = AccessStatus(reg, at); own != WireStatus::Success) return own;
     if (dependants.empty()) return WireStatus::Success;
     WireStatus refusal = WireStatus::WriteProtect;
     for (const NodePtr& node : dependants) {
-      const WireStatus status = FeatureStatus(*node, trial);
+      const WireStatus status = FeatureStatus(*node, trial, at);
       if (status == WireStatus::Success) return status;
-      // The most telling reason wins: a wrong value over a passing state over a lasting one.
-      const auto weight = [](WireStatus s) {
-        return s == WireStatus::InvalidParameter ? 2 : s == WireStatus::Busy ? 1 : 0;
-      };
-      if (weight(status) > weight(refusal)) refusal = status;
+      refusal = MoreTelling(refusal, status);
     }
     return refusal;
   } catch (const EngineError&) {
     return WireStatus::Error;  // a condition has no value at this moment
   }
+}
+
+bool IsPieceOfText(ByteView content, std::size_t begin, std::size_t end) {
+  const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+  std::size_t at = begin;
+  for (std::size_t back = 1; back <= std::min<std::size_t>(begin, 3); ++back) {
+    const std::string_view before = text.substr(begin - back, back);
+    if (FirstUtf8Character(before).state == Utf8Character::State::Cut) at = begin - back;
+  }
+  while (at < end && text[at] != 0) {
+    const Utf8Character next = FirstUtf8Character(text.substr(at, end - at));
+    if (next.state == Utf8Character::State::Invalid) return false;
+    if (next.state == Utf8Character::State::Cut) return end < content.size();
+    at += next.length;
+  }
+  return true;
+}
+
+std::int64_t NumberIn(const Node& reg, ByteView bytes) {
+  Node trial(reg.kind, reg.name, reg.name_space);
+  SetUpTrial(trial, reg, bytes);
+  return ReadInteger(trial);
 }
 
 }  // namespace Tarn

@@ -25,7 +25,8 @@ struct Description {
 
 /// Throws: EngineError that names the nodes when something in the tree cannot be published: a link to a node
 /// that is not in the tree, an enumeration without entries or with two of one number, a swiss knife without a
-/// formula, a minimum above the maximum, a selector that depends on what it selects.
+/// formula, a minimum above the maximum, a selector that depends on what it selects, too
+/// many nodes in a row.
 void CheckPublishable(const FeatureTree& tree);
 
 /// Requires: CheckPublishable(tree) passed.

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <map>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "camera/engine/nodes/feature_tree.h"
 
@@ -43,23 +46,54 @@ std::string Floored(const std::string& a, const std::string& b) {
   return "(((" + a + ")/(" + b + "))-((" + rest + ")&&(" + signs_differ + ")))";
 }
 
+/// The names in a formula that was written out; functions look like names, too.
+std::set<std::string> NamesIn(const std::string& formula) {
+  std::set<std::string> names;
+  for (auto at = formula.begin(); at != formula.end();) {
+    const auto fits = [](unsigned char c) { return std::isalnum(c) || c == '_'; };
+    const auto end = std::find_if_not(at, formula.end(), fits);
+    if (end != at) names.emplace(at, end);
+    at = end == at ? std::next(at) : end;
+  }
+  return names;
+}
+
+/// The node behind each name that formulas can use.
+using Variables = std::map<std::string, std::string>;
+
+PublishedFormula::Knife MakeKnife(std::string node, std::string formula, const Variables& known) {
+  PublishedFormula::Knife knife{std::move(node), std::move(formula), {}};
+  for (const std::string& name : NamesIn(knife.formula)) {
+    if (const auto found = known.find(name); found != known.end()) {
+      knife.variables.push_back({name, found->second});
+    }
+  }
+  return knife;
+}
+
 }  // namespace
 
 PublishedFormula PublishFormula(const Node& knife) {
   PublishedFormula published;
-  for (const NodePtr& variable : knife.children)
-    published.variables.push_back(VariableName(knife, variable->name));
+  Variables known;
+  std::vector<std::string> names;
+  for (const NodePtr& variable : knife.children) {
+    names.push_back(VariableName(knife, variable->name));
+    known.emplace(names.back(), variable->name);
+  }
   const auto named = [&](const std::string& operand) {
     if (IsName(operand)) return operand;
-    std::string name = UnusedName(knife, published.parts.size() + 1);
-    published.parts.push_back({name, operand});
+    const std::string name = UnusedName(knife, published.parts.size() + 1);
+    published.parts.push_back(MakeKnife(name, operand, known));
+    known.emplace(name, name);
     return name;
   };
-  published.formula =
-      knife.formula.Parenthesised(published.variables, [&](const std::string& a, const std::string& b) {
+  const std::string formula =
+      knife.formula.Parenthesised(names, [&](const std::string& a, const std::string& b) {
         const std::string dividend = named(a);
         return Floored(dividend, named(b));
       });
+  published.whole = MakeKnife(knife.name, formula, known);
   return published;
 }
 

@@ -178,34 +178,26 @@ void WriteEnumeration(XmlWriter& out, const Node& node) {
   WritePollingTime(out, node);
 }
 
-/// Variables: the knife's own, then the first `count` parts of its formula. Without those that the formula
-/// does not use: clients could not read the knife while such a variable is not readable.
-void WriteVariables(XmlWriter& out, const Node& knife, const PublishedFormula& published, std::size_t count) {
-  for (std::size_t i = 0; i < knife.children.size(); ++i) {
-    if (!knife.formula.Uses(i)) continue;
-    out.Element("pVariable", knife.children[i]->name, {{"Name", published.variables[i]}});
+void WriteFormula(XmlWriter& out, const PublishedFormula::Knife& knife) {
+  for (const PublishedFormula::Variable& variable : knife.variables) {
+    out.Element("pVariable", variable.node, {{"Name", variable.name}});
   }
-  for (std::size_t i = 0; i < count; ++i) {
-    out.Element("pVariable", published.parts[i].node, {{"Name", published.parts[i].node}});
-  }
+  out.Element("Formula", knife.formula);
 }
 
-void WriteParts(XmlWriter& out, const Node& knife, const PublishedFormula& published) {
-  for (std::size_t i = 0; i < published.parts.size(); ++i) {
-    out.Open("IntSwissKnife", {{"Name", published.parts[i].node}, {"NameSpace", "Custom"}});
+void WriteParts(XmlWriter& out, const PublishedFormula& published) {
+  for (const PublishedFormula::Knife& part : published.parts) {
+    out.Open("IntSwissKnife", {{"Name", part.node}, {"NameSpace", "Custom"}});
     out.Element("Visibility", Word(Visibility::Invisible));
-    WriteVariables(out, knife, published, i);
-    out.Element("Formula", published.parts[i].formula);
+    WriteFormula(out, part);
     out.Close("IntSwissKnife");
   }
 }
 
 void WriteKnife(XmlWriter& out, const Node& node) {
-  const PublishedFormula published = PublishFormula(node);
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
   WriteStreamable(out, node);
-  WriteVariables(out, node, published, published.parts.size());
-  out.Element("Formula", published.formula);
+  WriteFormula(out, PublishFormula(node).whole);
   WriteUnitAndRepresentation(out, node, false);
 }
 
@@ -282,7 +274,7 @@ Kind KindOf(const Node& node) {
 void WriteNodeElement(XmlWriter& out, const Node& node) {
   const Kind kind = KindOf(node);
   if (!kind.element) return;
-  if (node.kind == NodeKind::IntSwissKnife) WriteParts(out, node, PublishFormula(node));
+  if (node.kind == NodeKind::IntSwissKnife) WriteParts(out, PublishFormula(node));
   out.Open(kind.element, {{"Name", node.name},
                           {"NameSpace", node.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
   WriteCommon(out, node);

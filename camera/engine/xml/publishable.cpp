@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <set>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "camera/base/engine_error.h"
 #include "camera/engine/nodes/node_limits.h"
@@ -37,17 +40,40 @@ void CheckEntries(const Node& enumeration) {
 }
 
 void CheckLimits(const Node& node) {
+  Evaluation now;
   if (node.kind == NodeKind::Integer) {
-    const IntegerLimits limits = IntegerLimitsOf(node);
+    const IntegerLimits limits = IntegerLimitsOf(node, now);
     if (limits.min > limits.max) {
       Refuse("the minimum " + std::to_string(limits.min) + " of " + node.name + " is above its maximum " +
              std::to_string(limits.max));
     }
   } else if (node.kind == NodeKind::Float) {
-    const FloatLimits limits = FloatLimitsOf(node);
+    const FloatLimits limits = FloatLimitsOf(node, now);
     if (limits.min > limits.max) {
       Refuse("the minimum " + FloatText(limits.min) + " of " + node.name + " is above its maximum " +
              FloatText(limits.max));
+    }
+  }
+}
+
+/// Clients follow values from node to node on their stacks, and so does the device.
+void CheckDepths(const FeatureTree& tree) {
+  std::unordered_map<const Node*, unsigned> depths;
+  std::vector<NodePtr> open(tree.Nodes().rbegin(), tree.Nodes().rend());
+  while (!open.empty()) {
+    const NodePtr node = open.back();
+    unsigned depth = 1;
+    const std::size_t before = open.size();
+    for (const NodePtr& dependency : DirectDependencies(*node)) {
+      const auto known = depths.find(dependency.get());
+      if (known == depths.end()) open.push_back(dependency);
+      if (known != depths.end()) depth = std::max(depth, known->second + 1);
+    }
+    if (open.size() > before) continue;  // these first
+    open.pop_back();
+    depths[node.get()] = depth;
+    if (depth > kMaxNodeDepth) {
+      Refuse(node->name + " is at the end of more than " + std::to_string(kMaxNodeDepth) + " nodes in a row");
     }
   }
 }
@@ -62,6 +88,7 @@ void CheckSelector(const Node& node) {
 }  // namespace
 
 void CheckPublishable(const FeatureTree& tree) {
+  CheckDepths(tree);
   for (const NodePtr& node : tree.Nodes()) {
     CheckLinks(tree, *node);
     if (node->kind == NodeKind::Enumeration) CheckEntries(*node);

@@ -1,31 +1,18 @@
 #include "camera/engine/xml/xml_writer.h"
 
-#include <cstdint>
+#include <algorithm>
+
+#include "camera/base/utf8.h"
 
 namespace Tarn {
 namespace {
 
-/// Length of the well-formed UTF-8 sequence at the front; 0 when there is none.
-/// Source: Unicode, well-formed UTF-8 byte sequences.
-std::size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-  const std::uint8_t lead = byte(0);
-  const std::size_t length = lead < 0x80         ? 1
-                             : lead >> 5 == 0x6  ? 2
-                             : lead >> 4 == 0xE  ? 3
-                             : lead >> 3 == 0x1E ? 4
-                                                 : 0;
-  if (length == 0 || length > text.size()) return 0;
-  std::uint32_t code = length == 1 ? lead : lead & (0x7Fu >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if (byte(i) >> 6 != 0x2) return 0;
-    code = code << 6 | (byte(i) & 0x3Fu);
-  }
-  constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xD800 && code < 0xE000;
-  return code < kSmallest[length] || surrogate || code > 0x10FFFF || code == 0xFFFE || code == 0xFFFF
-             ? 0
-             : length;
+/// Bytes of the character at the front that XML can hold; 0 when there is none.
+/// Source: XML 1.0, Char. Noncharacters and control characters are none of them.
+std::size_t XmlCharacterLength(std::string_view text) {
+  const Utf8Character next = FirstUtf8Character(text);
+  const bool control = next.code < 0x20 && next.code != '\t' && next.code != '\n' && next.code != '\r';
+  return control || next.code == 0xFFFE || next.code == 0xFFFF ? 0 : next.length;
 }
 
 }  // namespace
@@ -67,30 +54,25 @@ bool XmlWriter::HasContent(std::string_view text) {
 }
 
 void XmlWriter::AppendEscaped(std::string& to, std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t length = SequenceLength(text.substr(i));
-    const char c = text[i];
-    if (length > 1) {
-      to.append(text.substr(i, length));
-    } else if (length == 1) {
-      switch (c) {
-        case '&':
-          to.append("&amp;");
-          break;
-        case '<':
-          to.append("&lt;");
-          break;
-        case '>':
-          to.append("&gt;");
-          break;
-        case '"':
-          to.append("&quot;");
-          break;
-        default:
-          if (static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r') to.push_back(c);
-      }
+  while (!text.empty()) {
+    const std::size_t length = XmlCharacterLength(text);
+    switch (text.front()) {
+      case '&':
+        to.append("&amp;");
+        break;
+      case '<':
+        to.append("&lt;");
+        break;
+      case '>':
+        to.append("&gt;");
+        break;
+      case '"':
+        to.append("&quot;");
+        break;
+      default:
+        to.append(text.substr(0, length));
     }
-    i += length == 0 ? 1 : length;
+    text.remove_prefix(std::max<std::size_t>(length, 1));
   }
 }
 

@@ -1,4 +1,4 @@
-#include "camera/engine/registers/sparse_memory.h"
+#include "camera/engine/memory/sparse_memory.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,6 +19,11 @@ void ForEachPage(std::uint64_t address, std::size_t size, std::uint64_t page_siz
   }
 }
 
+constexpr std::array<std::uint8_t, 4096> kZeros{};
+
+/// Requires: no more bytes than a page has.
+bool IsZero(ByteView bytes) { return std::memcmp(bytes.data(), kZeros.data(), bytes.size()) == 0; }
+
 }  // namespace
 
 void SparseMemory::Read(std::uint64_t address, MutableByteView out) const noexcept {
@@ -34,8 +39,11 @@ void SparseMemory::Read(std::uint64_t address, MutableByteView out) const noexce
 }
 
 void SparseMemory::Write(std::uint64_t address, ByteView bytes) {
+  ++revision_;
   ForEachPage(address, bytes.size(), kPageSize,
               [&](std::uint64_t number, std::size_t at, std::size_t from, std::size_t n) {
+                // What was never written is zero already.
+                if (!pages_.contains(number) && IsZero(bytes.subspan(from, n))) return;
                 std::unique_ptr<Page>& page = pages_[number];
                 if (!page) page = std::make_unique<Page>();
                 std::memcpy(page->data() + at, bytes.data() + from, n);
@@ -43,10 +51,13 @@ void SparseMemory::Write(std::uint64_t address, ByteView bytes) {
 }
 
 void SparseMemory::Clear(std::uint64_t address, std::size_t size) noexcept {
+  ++revision_;
   ForEachPage(address, size, kPageSize,
               [&](std::uint64_t number, std::size_t at, std::size_t, std::size_t n) {
                 const auto found = pages_.find(number);
-                if (found != pages_.end()) std::memset(found->second->data() + at, 0, n);
+                if (found == pages_.end()) return;
+                std::memset(found->second->data() + at, 0, n);
+                if (IsZero(*found->second)) pages_.erase(found);
               });
 }
 

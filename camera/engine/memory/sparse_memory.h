@@ -1,6 +1,6 @@
 #pragma once
 
-/// The bytes of the device's 32-bit register space, kept only where something was written.
+/// The bytes of the device's 32-bit register space, kept only where something other than zero was written.
 
 #include <array>
 #include <cstdint>
@@ -19,6 +19,9 @@ class SparseMemory {
   void Write(std::uint64_t address, ByteView bytes);
   void Clear(std::uint64_t address, std::size_t size) noexcept;
 
+  /// Another number after each change.
+  std::uint64_t Revision() const noexcept { return revision_; }
+
   std::uint32_t Load32(std::uint64_t address) const noexcept;
   void Store32(std::uint64_t address, std::uint32_t value);
   std::uint64_t Load64(std::uint64_t address) const noexcept {
@@ -34,6 +37,7 @@ class SparseMemory {
   using Page = std::array<std::uint8_t, kPageSize>;
 
   std::unordered_map<std::uint64_t, std::unique_ptr<Page>> pages_;
+  std::uint64_t revision_ = 0;
 };
 
 }  // namespace Tarn
