@@ -43,7 +43,8 @@ class Evaluation {
     Evaluation& at_;
   };
 
-  /// The number of `source`, a register or a node with a constant value. Requires: nothing was computed yet.
+  /// The number of `source`, a register or a node with a constant value.
+  /// Requires: nothing was computed yet.
   void Assume(const Node& source, std::int64_t number) { assumed_.emplace_back(&source, number); }
   std::optional<std::int64_t> Assumed(const Node& source) const {
     for (const auto& [node, number] : assumed_) {

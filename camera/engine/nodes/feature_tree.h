@@ -106,7 +106,8 @@ class FeatureTree {
   bool HasStores() const { return !stores_.empty() || !watched_stores_.empty(); }
 
   /// From now on the device's own side's stores into these registers, and no others, are kept for
-  /// TakeWatchedStores(). Requires: the registers stay in the tree until they are watched no more.
+  /// TakeWatchedStores().
+  /// Requires: the registers stay in the tree until they are watched no more.
   void Watch(std::unordered_set<const Node*> registers);
   /// Records a store by the device's own side.
   void NoteOwnStore(const Node& reg, std::uint64_t address);

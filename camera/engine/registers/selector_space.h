@@ -27,7 +27,8 @@ class SelectorSpace {
   /// How many there are: 1 without selectors, 0 when a selector can have no number.
   std::size_t Combinations() const;
 
-  /// Gives the selectors the numbers of one combination. Requires: combination < Combinations().
+  /// Gives the selectors the numbers of one combination.
+  /// Requires: combination < Combinations().
   void Assume(std::size_t combination, Evaluation& at) const;
 
   /// Adds a selector; one that comes in twice keeps the fewer numbers.
