@@ -3,6 +3,8 @@
 #include <limits>
 #include <new>
 
+#include "camera/base/process_mutex.h"
+
 namespace Tarn {
 namespace {
 
@@ -67,6 +69,8 @@ bool HandleTable::Release(Handle handle) noexcept {
   if (GenerationOf(left) != 0) PutFree(NumberOf(handle));
   return true;
 }
+
+void HandleTable::GuardAtForks() { Tarn::GuardAtForks(mutex_); }
 
 HandleTable::Slot* HandleTable::Find(Handle handle) const noexcept {
   const std::uint32_t number = NumberOf(handle);

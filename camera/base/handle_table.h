@@ -46,6 +46,10 @@ class HandleTable {
   /// Drops a reference; false for no live handle.
   [[nodiscard]] bool Release(Handle handle) noexcept;
 
+  /// Has forks leave the table usable in the child. To be called once, ahead of everything that uses handles and
+  /// guards locks of its own, as it may hold those while it asks for a handle.
+  void GuardAtForks();
+
   /// Number of objects created and not yet destroyed.
   std::uint64_t LiveCount() const noexcept { return live_; }
 

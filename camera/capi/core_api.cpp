@@ -13,6 +13,9 @@ using Tarn::Failure;
 // Never destroyed in effect: handles may be released by static objects of any library, in any order.
 constinit Tarn::HandleTable handles;
 
+// At load time: the other libraries come later, and hold locks while they ask for handles.
+[[maybe_unused]] const bool guarded = (handles.GuardAtForks(), true);
+
 static_assert(sizeof(TR_HANDLE) == sizeof(Tarn::HandleTable::Handle), "handles fill a 64-bit pointer");
 
 Tarn::HandleTable::Handle Number(TR_HANDLE handle) { return reinterpret_cast<std::uintptr_t>(handle); }

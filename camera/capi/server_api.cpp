@@ -1,8 +1,11 @@
 // The server family of the C line.
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <string>
 
+#include "camera/base/clock.h"
 #include "camera/capi/entry.h"
 #include "camera/capi/node_box.h"
 #include "camera/capi/pinned.h"
@@ -104,6 +107,26 @@ class ImageView {
   std::array<PlaneMemory, 16> planes_;  // formats have up to four; byte-wise images may count more
   ImageMemory memory_;
 };
+
+/// At most once a minute in the whole process.
+bool MayLogRefusal() {
+  constexpr std::chrono::minutes kPause{1};
+  static std::atomic<std::int64_t> next_ns = 0;  // of the device clock's kind; who moves it on may log
+  const std::int64_t now = Now().time_since_epoch().count();
+  std::int64_t next = next_ns;
+  return now >= next && next_ns.compare_exchange_strong(next, now + Nanoseconds(kPause).count());
+}
+
+/// As Entry, for sends. An image that does not fit is the program's mistake, and programs that only try look at nothing
+/// but success: the log tells them why nothing arrives.
+template <class Body>
+TR_STATUS SendEntry(Body&& body) noexcept {
+  const TR_STATUS status = Entry(std::forward<Body>(body));
+  if (status == TR_E_INVALID_ARGUMENT && MayLogRefusal()) {
+    ReportTARNErrorEx(status, TRCLastErrorText(), "GSSendImage");
+  }
+  return status;
+}
 
 }  // namespace
 }  // namespace Tarn
@@ -253,7 +276,7 @@ TR_STATUS GSNodeList(TR_HANDLE server, int64_t index, char* name, size_t* size) 
 }
 
 TR_STATUS GSSendImage(TR_HANDLE server, TR_HANDLE image) {
-  return Entry([&] {
+  return SendEntry([&] {
     const Pinned<ServerBox> box(server);
     const ImageView view(image);
     if (box->device->ResendDepth() > 0) {
@@ -265,7 +288,7 @@ TR_STATUS GSSendImage(TR_HANDLE server, TR_HANDLE image) {
 }
 
 TR_STATUS GSSendImageCB(TR_HANDLE server, TR_HANDLE image, GSCallback released, void* context) {
-  return Entry([&] {
+  return SendEntry([&] {
     const Pinned<ServerBox> box(server);
     const ImageView view(image);
     if (!released) throw EngineError(Failure::kInvalidArgument, "released must not be null");

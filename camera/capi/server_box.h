@@ -12,9 +12,15 @@ struct ServerBox {
   static constexpr std::uint32_t kHandleKind = 0x53525652;  // "SRVR"
 
   explicit ServerBox(std::shared_ptr<Device> its_device) : device(std::move(its_device)) {}
-  /// A running device ends by itself: whoever drops the last handle may hold a lock that its callbacks wait
-  /// for.
-  ~ServerBox() { device->Abandon(); }
+  /// A running device ends by itself: whoever drops the last handle may hold a lock that its callbacks wait for.
+  ~ServerBox() {
+    if (device->Inherited()) {
+      new std::shared_ptr<Device>(
+          device);  // its threads do not exist here and will never let go of its locks
+    } else {
+      device->Abandon();
+    }
+  }
 
   const std::shared_ptr<Device> device;
 };

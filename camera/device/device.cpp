@@ -53,6 +53,8 @@ void Device::CheckStopped(const char* what) const {
 }
 
 void Device::Start(std::uint32_t address) {
+  if (Inherited()) throw EngineError(Failure::kWrongState, "the server belongs to the parent process");
+  RequireHostAddress(address);
   MutexLock lock(TreeLock());
   CheckStopped("a server can be started");
   const NetworkIdentity network = IdentifyNetwork(address);
@@ -138,6 +140,7 @@ void Device::Thaw() {
 }
 
 void Device::Stop() {
+  if (Inherited()) return;
   std::unique_ptr<ControlServer> server;
   std::shared_ptr<StreamChannel> stream;
   const bool was_acquiring = acquiring_;
@@ -172,12 +175,12 @@ void Device::Abandon() noexcept {
 
 Endpoint Device::Local() const {
   const MutexLock lock(TreeLock());
-  return server_ ? server_->Local() : Endpoint{};
+  return server_ && !Inherited() ? server_->Local() : Endpoint{};
 }
 
 Endpoint Device::Remote() const {
   const MutexLock lock(TreeLock());
-  return server_ ? channel_.Privilege().Holder() : Endpoint{};
+  return server_ && !Inherited() ? channel_.Privilege().Holder() : Endpoint{};
 }
 
 StreamDriver Device::Driver() const {

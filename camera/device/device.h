@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "camera/base/endpoint.h"
+#include "camera/base/process_mutex.h"
 #include "camera/device/action_queue.h"
 #include "camera/device/control_server.h"
 #include "camera/device/device_clock.h"
@@ -59,6 +60,10 @@ class Device final : public ControlService, public TreeOwner, public std::enable
 
   /// Stop without waiting, for when nobody holds the device any more.
   void Abandon() noexcept;
+
+  /// True in a forked child for a device of the parent, whose threads and sockets do not exist here. It cannot be
+  /// started and sends nothing; stopping it does nothing, and it must not be destroyed.
+  bool Inherited() const noexcept { return generation_ != ForkGeneration(); }
 
   /// Sends an image that lies in memory as `image` says.
   /// Throws: EngineError kNoStream, kInvalidArgument when it does not fit the format or the payload size; the
@@ -153,6 +158,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   std::shared_ptr<StreamChannel> TakeDown(std::unique_ptr<ControlServer>& server);
   void Thaw();
 
+  const unsigned generation_ = ForkGeneration();
   const std::optional<SensorFormat> format_;
   const StreamDriver requested_driver_;
   const std::shared_ptr<DeviceClock> clock_ = std::make_shared<DeviceClock>();  // outlived by the channels

@@ -176,6 +176,7 @@ std::optional<std::chrono::milliseconds> Device::PendingAfter() {
 }
 
 void Device::Settle() {
+  if (Inherited()) return;
   {
     const MutexLock lock(TreeLock());
     FollowStores();

@@ -155,6 +155,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   {
     const MutexLock lock(TreeLock());
     if (!format_) throw EngineError(Failure::kNoStream, "the server has no stream");
+    if (Inherited()) throw EngineError(Failure::kNoStream, "the server belongs to the parent process");
     if (!acquiring_ || !stream_) ThrowRefusal(SendResult::NotRunning);
     stream = stream_;
     payload_size = tree_.Memory().Load32(OwnRegisters::kPayloadSize);

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "camera/base/endpoint.h"
+#include "camera/base/engine_error.h"
 #include "camera/engine/registers/bootstrap_rules.h"
 #include "camera/engine/registers/own_registers.h"
 #include "camera/net/interface_list.h"
@@ -42,6 +44,14 @@ bool IsHardware(const Interface& interface) {
   return !interface.loopback && stat(("/sys/class/net/" + interface.name + "/device").c_str(), &info) == 0;
 }
 
+/// True for the last address of a network that an interface is in.
+bool IsSubnetBroadcast(std::uint32_t address) {
+  const InterfaceList list;
+  return std::ranges::any_of(list.All(), [address](const Interface& interface) {
+    return address == interface.broadcast && address != interface.address;
+  });
+}
+
 /// \param link_speed  bytes per second; 0: unknown
 std::uint64_t UsualThroughput(std::uint64_t link_speed) {
   return link_speed != 0 ? link_speed : kUsualThroughput;
@@ -67,6 +77,17 @@ NetworkIdentity IdentifyNetwork(std::uint32_t address) {
   const auto first = std::ranges::find(list.All(), interface->name, &Interface::name);
   if (MacNumber(interface->mac) != 0 && first->address == address) network.mac = MacNumber(interface->mac);
   return network;
+}
+
+void RequireHostAddress(std::uint32_t address) {
+  const auto refuse = [address](const char* what) {
+    throw EngineError(Failure::kInvalidArgument, DottedAddress(address) + " is " + what +
+                                                     ": a server is started on the address of one interface");
+  };
+  if (address == 0) refuse("every address of the host");
+  if (address == 0xFFFF'FFFF || IsSubnetBroadcast(address)) refuse("a broadcast address");
+  if (address >> 28 == 0xE) refuse("a multicast group");
+  if (address >> 28 == 0xF) refuse("a reserved address");
 }
 
 std::string Cropped(const std::string& text, std::size_t most) {

@@ -25,6 +25,10 @@ struct NetworkIdentity {
 /// listed. An address that no interface has gives defaults; binding it fails later with the system's reason.
 NetworkIdentity IdentifyNetwork(std::uint32_t address);
 
+/// Throws: EngineError kInvalidArgument for an address on which no device can be: 0.0.0.0, broadcast addresses, multicast
+/// groups, and what is reserved.
+void RequireHostAddress(std::uint32_t address);
+
 /// Text into a register of `length` bytes, cropped between characters so that a terminating zero remains.
 void StoreText(SparseMemory& memory, std::uint32_t address, std::size_t length, const std::string& text);
 

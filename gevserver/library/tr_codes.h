@@ -39,14 +39,14 @@ enum GSNodeInfo {
   GSN_INFO_IS_IMPLEMENTED = 23,       ///< I read only (the present answer), N the deciding node
   GSN_INFO_IS_AVAILABLE = 24,         ///< I read only, N
   GSN_INFO_IS_LOCKED = 25,            ///< I read only, N
-  GSN_INFO_ALIAS = 26,                ///< N; S read only: the alias' full name, empty when none
-  GSN_INFO_SIGN = 27,                 ///< I, GSNumberSign
-  GSN_INFO_UNIT = 28,                 ///< S
-  GSN_INFO_DISPLAY_PRECISION = 29,    ///< I
-  GSN_INFO_LAST = 30,                 ///< closes the range of the published codes
-  GSN_INFO_IS_FEATURE = 31,           ///< I, read only: listed in a category
-  GSN_INFO_IS_DEPRECATED = 32,        ///< I
-  GSN_INFO_VALUE_IS_NODE = 33,        ///< I, read only: 1 when another node supplies the value
+  GSN_INFO_ALIAS = 26,  ///< N; S read only: the alias' full name, empty when none; I: deprecated
+  GSN_INFO_SIGN = 27,   ///< I, GSNumberSign
+  GSN_INFO_UNIT = 28,   ///< S; I read only: whether the node is listed in a category, as a feature
+  GSN_INFO_DISPLAY_PRECISION = 29,  ///< I
+  GSN_INFO_LAST = 30,               ///< closes the range
+  // What an item is as an integer, where its own type is another one. All codes lie inside the range.
+  GSN_INFO_IS_DEPRECATED = GSN_INFO_ALIAS,
+  GSN_INFO_IS_FEATURE = GSN_INFO_UNIT,
 };
 
 /// Which relations of a node a list call works on.

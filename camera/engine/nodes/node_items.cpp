@@ -222,8 +222,6 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
       return IsFeature(node);
     case NodeItem::IsDeprecated:
       return node.deprecated;
-    case NodeItem::ValueIsNode:
-      return NodeOf(node.value) != nullptr;
     case NodeItem::Min:
     case NodeItem::Max:
     case NodeItem::Increment:

@@ -41,9 +41,9 @@ enum class NodeItem : std::int32_t {
   Sign = 27,
   Unit = 28,
   DisplayPrecision = 29,
-  IsFeature = 31,
-  IsDeprecated = 32,
-  ValueIsNode = 33,
+  // As integers, which alias and unit are not.
+  IsDeprecated = Alias,
+  IsFeature = Unit,
 };
 
 /// Throw: EngineError kNotSupported when nodes of the kind have no such item of that type.

@@ -119,6 +119,16 @@ void Gather(const ImageMemory& image, bool planar, CopyLineFunction copy_line, M
   }
 }
 
+/// Whether the image has the format's pixels, or its bytes; see LayOutImage.
+bool Fits(const ImageMemory& image, const ImageFormat& format) {
+  if (SampleBytesOf(image) != format.PayloadBytes()) return false;
+  const bool same_width = image.width == format.width;
+  const bool same_height = image.height == format.height;
+  if (same_width && same_height) return true;
+  if (image.planes.size() != 1 || image.sample_bytes != 1) return false;
+  return same_height || image.height == 1 || (IsPlanar(format.pixel_format) && same_width);
+}
+
 /// False when the image cannot be sent, whatever is expected of it.
 bool LayOut(const ImageMemory& image, bool planar_format, ImageBlock& block) {
   const CopyLineFunction copy_line = CopyLineFor(image.sample_bytes);
@@ -145,8 +155,8 @@ std::size_t SampleBytesOf(const ImageMemory& image) noexcept {
 }
 
 void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
-  const bool fits = SampleBytesOf(image) == format.PayloadBytes();
-  if (!fits || !LayOut(image, IsPlanar(format.pixel_format), block)) RefuseImage(image, format);
+  if (!Fits(image, format) || !LayOut(image, IsPlanar(format.pixel_format), block))
+    RefuseImage(image, format);
 }
 
 void LayOutBytes(const ImageMemory& image, ImageBlock& block) {

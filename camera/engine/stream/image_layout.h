@@ -22,7 +22,7 @@ struct ImageMemory {
   std::size_t width = 0;   ///< pixels
   std::size_t height = 0;  ///< lines
   std::size_t sample_bytes =
-      1;  ///< of a sample in memory; formats of 10 to 16 bits per sample in words have 2
+      1;  ///< of a sample in memory; 2 for formats with 10 to 16 bits per sample in words
   std::span<const PlaneMemory> planes;
 };
 
@@ -37,10 +37,13 @@ struct ImageFormat {
   std::size_t PayloadBytes() const noexcept;
 };
 
-/// Sets payload and staging of `block`: a view of the image where its memory has the wire's order (whole, by
-/// rows, or by planes), else a copy. Images that already hold the format's bytes, say packed pixels as 8-bit
-/// samples, are taken as they are. Throws: EngineError (kInvalidArgument) when the image has not the bytes of
-/// this format.
+/// Sets payload and staging of `block`: a view of the image where its memory has the wire's order (whole, by rows, or
+/// by planes), else a copy.
+///
+/// Taken are pixels, as many as the format has and each of its bits in whole bytes; and bytes, one plane of 8-bit
+/// samples that together are the payload, as packed formats need them: as many rows as the format has lines (lines of
+/// all planes in planar formats), or all in one row.
+/// Throws: EngineError (kInvalidArgument) for every other image.
 void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block);
 
 /// As LayOutImage for an image whose samples are any bytes, line after line: nothing is expected of its size.

@@ -105,6 +105,43 @@ TEST(ImageLayout, TakesPackedPixelsAsBytes) {
   EXPECT_EQ(AllBytes(block), run.Reference(false));
 }
 
+TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
+  struct Row {
+    const char* what;
+    std::uint32_t format;
+    std::size_t width, height, sample_bytes, planes;
+    bool taken;
+  };
+  const Row rows[] = {
+      {"rows of bytes", kMono8, 64, 48, 1, 1, true},
+      {"all in one row", kMono8, 3072, 1, 1, 1, true},
+      {"colours", kMono8, 16, 64, 1, 3, false},
+      {"words", kMono8, 64, 24, 2, 1, false},
+      {"turned", kMono8, 48, 64, 1, 1, false},
+      {"other rows", kMono8, 32, 96, 1, 1, false},
+      {"rows of colours", kRgb8, 192, 48, 1, 1, true},
+      {"planes side by side", kRgb8, 64, 144, 1, 1, false},
+      {"lines of planes", kRgb8Planar, 64, 144, 1, 1, true},
+  };
+  for (const Row& row : rows) {
+    const auto samples = static_cast<std::ptrdiff_t>(row.sample_bytes * row.planes);
+    TestImage image{row.width,
+                    row.height,
+                    row.sample_bytes,
+                    samples,
+                    static_cast<std::ptrdiff_t>(row.width) * samples,
+                    row.planes,
+                    row.sample_bytes};
+    ImageBlock block;
+    const auto lay_out = [&] { LayOutImage(image.View(), {row.format, 64, 48}, block); };
+    if (row.taken) {
+      EXPECT_NO_THROW(lay_out()) << row.what;
+    } else {
+      EXPECT_THROW(lay_out(), EngineError) << row.what;
+    }
+  }
+}
+
 TEST(ImageLayout, RefusesOtherSizesAndNamesBoth) {
   TestImage image{150, 40, 1, 1, 150, 1, 0};
   const ImageFormat wanted[] = {{kMono8, 150, 41}, {kMono12, 150, 40}, {kRgb8, 150, 40}, {kMono12p, 150, 40}};
