@@ -203,7 +203,7 @@ PyRef Dispatch(const RawCall& call) {
 
 /// A method entry's function.
 template <CallKind Kind, class... Signatures>
-PyObject* MethodFunction(PyObject* self, PyObject* args, PyObject* kwargs) noexcept {
+PyObject* MethodFunction(PyObject* self, PyObject* args, PyObject* kwargs) {
   return Guarded<PyObject*>(nullptr, [&] {
     return Dispatch<Kind, Signatures...>({self, args, kwargs}).Release();
   });
@@ -219,7 +219,7 @@ PyRef Construct(PyTypeObject* type, std::shared_ptr<Native> native) {
 
 /// A type's constructor from a function that takes the type first and returns the wrapper (see Construct).
 template <class... Signatures>
-PyObject* ConstructorFunction(PyTypeObject* type, PyObject* args, PyObject* kwargs) noexcept {
+PyObject* ConstructorFunction(PyTypeObject* type, PyObject* args, PyObject* kwargs) {
   // The class object stands where a method has its wrapper.
   return MethodFunction<CallKind::Instance, Signatures...>(reinterpret_cast<PyObject*>(type), args, kwargs);
 }

@@ -1,6 +1,7 @@
 #include "binding/callable_registry.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace Tarn::Binding {
 
@@ -9,7 +10,9 @@ void CallableRegistry::Store(const CallableType& type, std::int64_t id, PyObject
   if (found == callables_.end()) found = callables_.try_emplace(std::string(type.name)).first;
   Entry& entry = found->second[id];
   ++entry.uses;
-  if (entry.callable.Get() != callable) entry.callable = PyRef::Share(callable);
+  if (entry.callable.Get() == callable) return;
+  // The callable that goes may run Python code: nothing of the maps is touched afterwards.
+  const PyRef replaced = std::exchange(entry.callable, PyRef::Share(callable));
 }
 
 void CallableRegistry::Drop(const CallableType& type, std::int64_t id) {
@@ -22,6 +25,8 @@ void CallableRegistry::Drop(const CallableType& type, std::int64_t id) {
   by_id->second.erase(entry);
   if (by_id->second.empty()) callables_.erase(by_id);
 }
+
+void CallableRegistry::Clear() { const auto callables = std::exchange(callables_, {}); }
 
 PyRef CallableRegistry::Find(const CallableType& type, std::int64_t id) const {
   const auto by_id = callables_.find(type.name);

@@ -12,8 +12,7 @@
 
 namespace Tarn::Binding {
 
-/// An event kind that Python can listen to: its key in the registry and the text of last resort for its
-/// failures.
+/// An event kind that Python can listen to: its key in the registry and the text of last resort for its failures.
 struct CallableType {
   std::string_view name;
   const char* failure;
@@ -26,8 +25,9 @@ inline constexpr CallableType kEventOnReadUpdated{"event_on_read_updated",
 inline constexpr CallableType kEventWrittenUpdated{"event_written_updated",
                                                    "error in event_written_updated handler"};
 
-/// Callables by event kind and id. Each is held strongly until as many Drop as Store calls were made for it,
-/// or until the registry goes. Threads: with the interpreter lock held.
+/// Callables by event kind and id. Each is held strongly until as many Drop as Store calls were made for it, or until
+/// the registry is cleared or goes.
+/// Threads: with the interpreter lock held.
 class CallableRegistry {
  public:
   /// Keeps the callable once more under (type, id); a different callable replaces the stored one.
@@ -38,6 +38,9 @@ class CallableRegistry {
 
   /// Throws: std::runtime_error "no such callable type" or "no such callable for this id".
   PyRef Find(const CallableType& type, std::int64_t id) const;
+
+  /// Lets go of every callable. What they run when they go finds the registry empty.
+  void Clear();
 
   bool Empty() const noexcept { return callables_.empty(); }
 

@@ -2,8 +2,8 @@
 
 /// Values between Python and native code, both ways.
 ///
-/// Converter<T>::FromPython(object) gives a T or throws; Converter<T>::ToPython(value) gives a new object.
-/// Specialise it for further types; a type that crosses in one direction has that function only.
+/// Converter<T>::FromPython(object) gives a T or throws; Converter<T>::ToPython(value) gives a new object. Specialise
+/// it for further types; a type that crosses in one direction has that function only.
 
 #include <Python.h>
 
@@ -147,10 +147,14 @@ struct Converter<std::optional<T>> {
 /// A new list of `size` entries made by `entry(index)`.
 template <class MakeEntry>
 PyRef MakeList(std::size_t size, MakeEntry&& entry) {
+  // All entries first: making them may run Python code, which would find the gaps of a list that is half full.
+  std::vector<PyRef> entries;
+  entries.reserve(size);
+  for (std::size_t i = 0; i < size; ++i) entries.push_back(entry(i));
   PyRef list = PyRef::Steal(PyList_New(static_cast<Py_ssize_t>(size)));
   if (!list) throw std::runtime_error("failed to create python list");
   for (std::size_t i = 0; i < size; ++i) {
-    Checked(PyList_SetItem(list.Get(), static_cast<Py_ssize_t>(i), PyRef(entry(i)).Release()));
+    Checked(PyList_SetItem(list.Get(), static_cast<Py_ssize_t>(i), entries[i].Release()));
   }
   return list;
 }
@@ -175,11 +179,10 @@ struct Converter<std::map<std::string, T>> {
   }
 };
 
-/// Throws the mismatch error unless the object is an instance of the type.
+/// Throws the mismatch error unless the object is an instance of the type. Asks the object's real type and not its
+/// `__class__`, which proxies and mocks borrow from others: what follows reads the memory of a wrapper.
 inline void RequireInstance(PyObject* object, PyTypeObject* type, const char* type_name) {
-  const int is = PyObject_IsInstance(object, reinterpret_cast<PyObject*>(type));
-  Checked(is);
-  if (is == 0) ThrowMismatch(type_name);
+  if (!PyObject_TypeCheck(object, type)) ThrowMismatch(type_name);
 }
 
 }  // namespace Tarn::Binding

@@ -4,11 +4,11 @@
 
 #include <cstddef>
 
+#include "binding/convert.h"
 #include "binding/errors.h"
 
-// A member is a descriptor that yields its code on the class as well as on instances. As a data descriptor it
-// guards itself on instances; on the class the interpreter would replace it without asking, hence the
-// metaclass.
+// A member is a descriptor that yields its code on the class as well as on instances. As a data descriptor it guards
+// itself on instances; on the class the interpreter would replace it without asking, hence the metaclass.
 
 namespace Tarn::Binding {
 namespace {
@@ -26,10 +26,6 @@ int RefuseChange() {
   return -1;
 }
 
-PyObject* GetMember(PyObject* self, PyObject*, PyObject*) {
-  return PyRef::Share(AsMember(self)->value).Release();
-}
-
 int SetMember(PyObject*, PyObject*, PyObject*) { return RefuseChange(); }
 
 void DeallocMember(PyObject* self) {
@@ -39,6 +35,8 @@ void DeallocMember(PyObject* self) {
   PyObject_Free(self);
   Py_DECREF(type);
 }
+
+PyObject* GetMember(PyObject* self, PyObject*, PyObject*);
 
 PyTypeObject* MemberType() {
   static PyMemberDef fields[] = {{"__doc__", T_OBJECT, offsetof(Member, docstring), READONLY, nullptr},
@@ -51,6 +49,13 @@ PyTypeObject* MemberType() {
   static PyType_Spec spec{"tarn.EnumerationMember", sizeof(Member), 0, Py_TPFLAGS_DEFAULT, slots};
   static PyObject* type = Checked(PyType_FromSpec(&spec)).Release();
   return reinterpret_cast<PyTypeObject*>(type);
+}
+
+PyObject* GetMember(PyObject* self, PyObject*, PyObject*) {
+  return Guarded<PyObject*>(nullptr, [self] {
+    RequireInstance(self, MemberType(), "tarn.EnumerationMember");
+    return PyRef::Share(AsMember(self)->value).Release();
+  });
 }
 
 /// True when a class of the enumeration's line has a member of this name.

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "core/tarn_exception.h"
+
 namespace Tarn::Binding {
 
 OverloadParseError::OverloadParseError()
@@ -48,7 +50,21 @@ void ThrowPythonError(const char* fallback) {
   throw std::runtime_error(message);
 }
 
-void SetPythonError(const std::exception_ptr& caught) noexcept {
+namespace {
+
+/// Gives the pending error a note, which tracebacks show below the text.
+void AddNote(const std::string& note) {
+  PyObject* error[3] = {};
+  PyErr_Fetch(&error[0], &error[1], &error[2]);
+  PyErr_NormalizeException(&error[0], &error[1], &error[2]);
+  const PyRef noted = PyRef::Steal(PyObject_CallMethod(error[1], "add_note", "s", note.c_str()));
+  if (!noted) PyErr_Clear();  // the failure itself matters more
+  PyErr_Restore(error[0], error[1], error[2]);
+}
+
+}  // namespace
+
+void SetPythonError(const std::exception_ptr& caught) {
   try {
     std::rethrow_exception(caught);
   } catch (const PresetError&) {
@@ -60,6 +76,9 @@ void SetPythonError(const std::exception_ptr& caught) noexcept {
     PyErr_SetString(PyExc_OverflowError, e.what());
   } catch (const std::bad_alloc& e) {
     PyErr_SetString(PyExc_MemoryError, e.what());
+  } catch (const ReasonedError& e) {
+    PyErr_SetString(PyExc_RuntimeError, e.what());
+    if (!e.Reason().empty()) AddNote(e.Reason());
   } catch (const std::exception& e) {
     PyErr_SetString(PyExc_RuntimeError, e.what());
   }

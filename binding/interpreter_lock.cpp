@@ -3,27 +3,33 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "binding/errors.h"
+#include "camera/base/process_mutex.h"
 
 namespace Tarn::Binding {
 namespace {
 
-/// A callback that runs longer than this at exit is left behind.
-constexpr std::chrono::seconds kGateDeadline{5};
+/// How long an ending program waits for a callback that is under way. Long enough for one that does some work, and
+/// short for somebody who has pressed Ctrl+C.
+constexpr std::chrono::milliseconds kGatePatience{200};
 
+/// Counts the threads that are inside the interpreter or on their way in.
 class Gate {
  public:
   bool Enter() {
     const std::lock_guard lock(mutex_);
     if (closed_) return false;
     ++inside_;
+    ++inside_of_thread_;
     return true;
   }
 
   void Leave() {
     const std::lock_guard lock(mutex_);
+    --inside_of_thread_;
     if (--inside_ == 0) empty_.notify_all();
   }
 
@@ -31,17 +37,25 @@ class Gate {
   void Close() {
     std::unique_lock lock(mutex_);
     closed_ = true;
-    empty_.wait_for(lock, kGateDeadline, [this] { return inside_ == 0; });
+    empty_.wait_for(lock, kGatePatience, [this] { return inside_ == 0; });
+  }
+
+  /// In a forked child, where the forking thread is the only one.
+  void Reset() {
+    const int inside = inside_of_thread_;
+    inside_ = inside;
+    new (&empty_) std::condition_variable_any;  // may remember waiting threads that do not exist here
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable empty_;
+  ProcessMutex mutex_;
+  std::condition_variable_any empty_;
   int inside_ = 0;
   bool closed_ = false;
+  static inline thread_local int inside_of_thread_ = 0;
 };
 
-/// Never destroyed: foreign threads may come by while the process exits.
+/// Never destroyed: the library's threads may come by while the process exits.
 Gate& TheGate() {
   static Gate* gate = new Gate;
   return *gate;
@@ -54,17 +68,17 @@ std::function<void()>& BeforeClosing() {
 
 PyObject* OnExit(PyObject*, PyObject*) {
   return Guarded<PyObject*>(nullptr, [] {
-    {
-      const InterpreterUnlock unlocked;
+    WithoutInterpreterLock([] {
       if (BeforeClosing()) BeforeClosing()();
       TheGate().Close();
-    }
+    });
+    BeginInterpreterEnd();
     return PyRef::None().Release();
   });
 }
 
-/// Keeps the interpreter's record of a foreign thread from its first callback to its end: to make and free
-/// one for every callback costs more than the callback (measured: 12 us against 1 us).
+/// Keeps the interpreter's record of a library thread from its first callback to its end: to make and free one for
+/// every callback costs more than the callback (measured: 12 us against 1 us).
 class KeptThreadState {
  public:
   /// Requires: the interpreter lock held by this thread through PyGILState_Ensure.
@@ -75,9 +89,7 @@ class KeptThreadState {
   }
 
   ~KeptThreadState() {
-    if (!kept_) return;
-    const InterpreterLock lock;
-    if (lock) PyGILState_Release(PyGILState_LOCKED);
+    if (kept_) WithInterpreterLock([] { PyGILState_Release(PyGILState_LOCKED); });
   }
 
  private:
@@ -88,21 +100,34 @@ thread_local KeptThreadState kept_thread_state;
 
 }  // namespace
 
-InterpreterLock::InterpreterLock() noexcept : held_(TheGate().Enter()) {
-  if (!held_) return;
+namespace Private {
+
+bool EnterInterpreter(PyGILState_STATE& state) {
+  if (!TheGate().Enter()) return false;
   const bool foreign = PyGILState_GetThisThreadState() == nullptr;
-  state_ = PyGILState_Ensure();
+  state = PyGILState_Ensure();
   if (foreign) kept_thread_state.Keep();
+  return true;
 }
 
-InterpreterLock::~InterpreterLock() {
-  if (!held_) return;
-  PyGILState_Release(state_);
+void LeaveInterpreter(PyGILState_STATE state) {
+  PyGILState_Release(state);
   TheGate().Leave();
 }
 
-void CloseGateAtExit(std::function<void()> before_closing) {
+}  // namespace Private
+
+bool InMainInterpreter() { return PyInterpreterState_GetID(PyInterpreterState_Get()) == 0; }
+
+void RequireMainInterpreterForImport() {
+  if (InMainInterpreter()) return;
+  PyErr_SetString(PyExc_ImportError, kMainInterpreterOnly);
+  throw PresetError();
+}
+
+void GuardInterpreterEnd(std::function<void()> before_closing) {
   BeforeClosing() = std::move(before_closing);
+  OnForkedChild([&gate = TheGate()] { gate.Reset(); });
   static PyMethodDef hook{"_close_gate", &OnExit, METH_NOARGS, nullptr};
   const PyRef callable = Checked(PyCFunction_New(&hook, nullptr));
   const PyRef atexit = Checked(PyImport_ImportModule("atexit"));

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <latch>
+#include <stdexcept>
 #include <thread>
 
 #include "binding/errors.h"
@@ -13,20 +14,29 @@
 namespace Tarn::Binding {
 namespace {
 
-TEST(InterpreterLock, ServesForeignThreadsAndNests) {
+TEST(InterpreterLock, ServesForeignThreadsNestsAndPassesExceptionsOn) {
   Testing::NeedInterpreter();
   std::atomic<int> served = 0;
-  const InterpreterUnlock unlocked;
-  std::thread thread([&] {
-    for (int i = 0; i < 3; ++i) {
-      const InterpreterLock outer;
-      const InterpreterLock inner;
-      if (outer && inner && PyRef::Steal(PyList_New(1))) ++served;
-    }
-    EXPECT_NE(PyGILState_GetThisThreadState(), nullptr) << "kept between callbacks";
+  std::atomic<int> thrown = 0;
+  WithoutInterpreterLock([&] {
+    std::thread thread([&] {
+      for (int i = 0; i < 3; ++i) {
+        const auto inner = [&] {
+          if (PyRef::Steal(PyList_New(1))) ++served;
+          throw std::out_of_range("inner");
+        };
+        try {
+          WithInterpreterLock([&] { WithInterpreterLock(inner); });
+        } catch (const std::out_of_range&) {
+          ++thrown;
+        }
+      }
+      EXPECT_NE(PyGILState_GetThisThreadState(), nullptr) << "kept between callbacks";
+    });
+    thread.join();  // ends the thread's record too, for which it takes the lock once more
   });
-  thread.join();  // ends the thread's record too, for which it takes the lock once more
   EXPECT_EQ(served, 3);
+  EXPECT_EQ(thrown, 3);
 }
 
 // In a process of its own, as the gate never opens again.
@@ -35,24 +45,23 @@ TEST(InterpreterLockDeathTest, TheExitHookWaitsForThoseInsideAndThenRefuses) {
   EXPECT_EXIT(
       {
         bool stopped = false;
-        CloseGateAtExit([&stopped] { stopped = true; });
+        GuardInterpreterEnd([&stopped] { stopped = true; });
         std::latch inside(1);
         std::atomic<bool> done = false;
         std::thread thread;
-        {
-          const InterpreterUnlock unlocked;
+        WithoutInterpreterLock([&] {
           thread = std::thread([&] {
-            const InterpreterLock lock;
-            inside.count_down();
-            const InterpreterUnlock busy;
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            done = true;
+            WithInterpreterLock([&] {
+              inside.count_down();
+              WithoutInterpreterLock([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
+              done = true;
+            });
           });
           inside.wait();
-        }
+        });
         const PyRef atexit = PyRef::Steal(PyImport_ImportModule("atexit"));
         const PyRef result = PyRef::Steal(PyObject_CallMethod(atexit.Get(), "_run_exitfuncs", nullptr));
-        const InterpreterLock late;
+        const bool late = WithInterpreterLock([] {});
         const bool good = result && stopped && done && !late;
         thread.detach();
         std::_Exit(good ? 0 : 1);

@@ -1,6 +1,7 @@
 #include "binding/parent_metas.h"
 
 #include <unordered_map>
+#include <utility>
 
 namespace Tarn::Binding {
 namespace {
@@ -15,7 +16,7 @@ std::unordered_map<const void*, PyObject*>& LiveWrappers() {
 
 PyRef LiveWrapper(const void* native) {
   const auto found = LiveWrappers().find(native);
-  // A wrapper in deallocation is still registered while its callables go; it must not be revived.
+  // The weak references of a dying wrapper may call back before its deallocation begins; it must not be revived.
   if (found == LiveWrappers().end() || Py_REFCNT(found->second) == 0) return {};
   return PyRef::Share(found->second);
 }
@@ -24,17 +25,24 @@ RegisteredMeta::RegisteredMeta(const void* native, PyObject* wrapper) : native_(
   LiveWrappers()[native] = wrapper;
 }
 
-RegisteredMeta::~RegisteredMeta() { LiveWrappers().erase(native_); }
-
-ServerMeta::~ServerMeta() {
-  if (node_map) CutOff(node_map.Get());
-  if (stream) CutOff(stream.Get());
+void RegisteredMeta::Retire() {
+  LiveWrappers().erase(native_);
+  ObjMeta::Retire();
 }
 
-NodeMapMeta::~NodeMapMeta() {
-  // Moved out first: cutting off may run Python code that looks for nodes.
+void ServerMeta::Retire() {
+  const PyRef map = std::move(node_map);
+  const PyRef the_stream = std::move(stream);
+  if (map) CutOff(map.Get());
+  if (the_stream) CutOff(the_stream.Get());
+  ObjMeta::Retire();
+}
+
+void NodeMapMeta::Retire() {
+  retired_ = true;
   const auto nodes = std::move(nodes_);
   const auto kept = std::move(kept_);
+  RegisteredMeta::Retire();
   for (const auto& [name, weak] : nodes) {
     if (const PyRef wrapper = Resolve(weak)) CutOff(wrapper.Get());
   }
@@ -46,35 +54,42 @@ PyRef NodeMapMeta::Resolve(const PyRef& weak) {
   return object && !Py_IsNone(object) ? PyRef::Share(object) : PyRef();
 }
 
-PyRef NodeMapMeta::Find(const std::string& full_name) const {
-  const auto found = nodes_.find(full_name);
-  return found == nodes_.end() ? PyRef() : Resolve(found->second);
+PyRef NodeMapMeta::Find(const NamedNode& node) const {
+  const auto [first, last] = nodes_.equal_range(node.full_name);
+  for (auto at = first; at != last; ++at) {
+    PyRef live = Resolve(at->second);
+    if (live && Holds(live.Get(), node.native)) return live;
+  }
+  return {};
+}
+
+void NodeMapMeta::Erase(const std::string& full_name, PyObject* wrapper) {
+  const auto [first, last] = nodes_.equal_range(full_name);
+  for (auto at = first; at != last;) {
+    const PyRef live = Resolve(at->second);
+    at = !live || live.Get() == wrapper ? nodes_.erase(at) : std::next(at);
+  }
 }
 
 void NodeMapMeta::Record(const std::string& full_name, PyObject* wrapper) {
-  std::string key = full_name;
-  for (int place = 2;; ++place) {
-    const PyRef live = Find(key);
-    if (live.Get() == wrapper) return;
-    if (!live) break;
-    key = full_name + "#" + std::to_string(place);  // no GenApi name has this character
+  // A garbage collection in here may end the node map.
+  PyRef weak = Checked(PyWeakref_NewRef(wrapper, nullptr));
+  if (retired_) {
+    CutOff(wrapper);
+    return;
   }
-  nodes_[key] = Checked(PyWeakref_NewRef(wrapper, nullptr));
+  Erase(full_name, wrapper);
+  nodes_.emplace(full_name, std::move(weak));
 }
 
 void NodeMapMeta::Forget(const std::string& full_name, PyObject* wrapper) {
-  std::string key = full_name;
-  for (int place = 2; nodes_.contains(key); ++place) {
-    if (Find(key).Get() == wrapper) {
-      nodes_[key] = PyRef();
-      break;
-    }
-    key = full_name + "#" + std::to_string(place);
-  }
+  Erase(full_name, wrapper);
   Release(wrapper);
 }
 
-void NodeMapMeta::Keep(PyObject* wrapper) { kept_.try_emplace(wrapper, PyRef::Share(wrapper)); }
+void NodeMapMeta::Keep(PyObject* wrapper) {
+  if (!retired_) kept_.try_emplace(wrapper, PyRef::Share(wrapper));
+}
 
 void NodeMapMeta::Release(PyObject* wrapper) {
   const auto found = kept_.find(wrapper);

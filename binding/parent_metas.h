@@ -2,23 +2,25 @@
 
 /// The records of wrappers that hand out child wrappers, and the register of native objects that have one.
 ///
-/// A parent's record keeps one native object from getting a second wrapper, and cuts its children off when
-/// the parent goes: a child that outlives it must not reach what the library has released. Threads: with the
-/// interpreter lock held.
+/// A parent's record keeps one native object from getting a second wrapper, and cuts its children off when the parent
+/// goes: a child that outlives it must not reach what the library has released.
+/// Threads: with the interpreter lock held.
 
 #include <Python.h>
 
 #include <map>
 #include <string>
+#include <vector>
 
+#include "binding/convert.h"
 #include "binding/errors.h"
 #include "binding/py_ref.h"
 #include "binding/wrapper.h"
 
 namespace Tarn::Binding {
 
-/// The live wrapper of a native object, by the address of its root class; empty when it has none.
-/// The wrapper shares the object, so the address is not used again while the entry stands.
+/// The live wrapper of a native object, by the address of its root class; empty when it has none. The wrapper shares
+/// the object, so the address is not used again while the entry stands.
 PyRef LiveWrapper(const void* native);
 
 /// Record of a wrapper that is found by its native object.
@@ -26,14 +28,18 @@ class RegisteredMeta : public ObjMeta {
  public:
   /// Requires: `native` has no live wrapper yet, and `wrapper` will own this record.
   RegisteredMeta(const void* native, PyObject* wrapper);
-  ~RegisteredMeta() override;
+
+  void Retire() override;
 
  private:
   const void* const native_;
 };
 
-/// Of a stream: the registry of release callbacks is all it needs.
-class StreamMeta : public ObjMeta {};
+/// Of a stream. Images on their way hold it too, and find their release callbacks here when the stream is gone.
+class StreamMeta : public ObjMeta {
+ public:
+  void Retire() override {}
+};
 
 /// Of a node.
 class NodeMeta : public RegisteredMeta {
@@ -44,32 +50,35 @@ class NodeMeta : public RegisteredMeta {
 /// Of a server: the one node map and the one stream that it hands out, for its whole life.
 class ServerMeta : public ObjMeta {
  public:
-  ~ServerMeta() override;
+  void Retire() override;
 
   PyRef node_map;
   PyRef stream;  ///< empty for a server without a stream
 };
 
-/// Of a node map: which node wrappers are out, by full name, and the dictionary of all nodes while someone
-/// holds it.
+/// Of a node map: which node wrappers are out, by full name, and the dictionary of all nodes while someone holds it.
 class NodeMapMeta : public RegisteredMeta {
  public:
-  using RegisteredMeta::RegisteredMeta;
-  ~NodeMapMeta() override;
+  /// A node as this record knows it. Entries of different enumerations may share a name.
+  struct NamedNode {
+    std::string full_name;
+    const void* native;
+  };
 
-  /// The wrapper of `native` recorded under its full name, else what `create` makes; None is passed on and
-  /// not recorded.
+  using RegisteredMeta::RegisteredMeta;
+
+  void Retire() override;
+
+  /// The wrapper recorded for the node, else what `create` makes; None is passed on and not recorded.
   template <class Create>
-  PyRef NodeObjectOrCreate(const std::string& full_name, const void* native, Create&& create) {
-    PyRef live = Find(full_name);
-    if (live && Holds(live.Get(), native)) return live;
+  PyRef NodeObjectOrCreate(const NamedNode& node, Create&& create) {
+    if (PyRef live = Find(node)) return live;
     PyRef made = create();
-    if (!Py_IsNone(made.Get())) Record(full_name, made.Get());
+    if (!Py_IsNone(made.Get())) Record(node.full_name, made.Get());
     return made;
   }
 
-  /// The dictionary that somebody still holds, else the one that `create` makes (it must be weakly
-  /// referenceable).
+  /// The dictionary that somebody still holds, else the one that `create` makes (it must be weakly referenceable).
   template <class Create>
   PyRef NodeDictOrCreate(Create&& create) {
     if (PyRef live = Resolve(dictionary_)) return live;
@@ -78,8 +87,15 @@ class NodeMapMeta : public RegisteredMeta {
     return made;
   }
 
-  /// Records a wrapper under its full name. Entries of different enumerations may share a name: a live
-  /// wrapper of another node keeps its place, the newcomer gets one beside it.
+  /// A new list of the nodes' wrappers in the order given. \param create  (index) -> PyRef, for those without one
+  template <class Create>
+  PyRef NodeListOrCreate(const std::vector<NamedNode>& nodes, Create&& create) {
+    return MakeList(nodes.size(), [&](std::size_t index) {
+      return NodeObjectOrCreate(nodes[index], [&] { return create(index); });
+    });
+  }
+
+  /// Records a wrapper under its full name. A retired record cuts it off instead.
   void Record(const std::string& full_name, PyObject* wrapper);
 
   /// Forgets a wrapper, its listeners' hold included.
@@ -95,11 +111,14 @@ class NodeMapMeta : public RegisteredMeta {
 
  private:
   static PyRef Resolve(const PyRef& weak);
-  PyRef Find(const std::string& full_name) const;
+  PyRef Find(const NamedNode& node) const;
+  // Takes out the entries of this name that are dead, and that of `wrapper`.
+  void Erase(const std::string& full_name, PyObject* wrapper);
 
-  std::map<std::string, PyRef> nodes_;  ///< weak references
-  std::map<PyObject*, PyRef> kept_;     ///< strong references to wrappers with listeners
-  PyRef dictionary_;                    ///< weak reference
+  bool retired_ = false;
+  std::multimap<std::string, PyRef> nodes_;  ///< weak references
+  std::map<PyObject*, PyRef> kept_;          ///< strong references to wrappers with listeners
+  PyRef dictionary_;                         ///< weak reference
 };
 
 }  // namespace Tarn::Binding

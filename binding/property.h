@@ -12,7 +12,7 @@ namespace Tarn::Binding {
 
 /// Extracts the native object, calls the accessor, converts its result.
 template <auto Get>
-PyObject* PropertyGet(PyObject* self, void*) noexcept {
+PyObject* PropertyGet(PyObject* self, void*) {
   return Guarded<PyObject*>(nullptr, [self] {
     return Receiver<ParamOf<Get, 0>>::Call(self, [](auto&& native) {
       return ToPython<std::remove_cvref_t<ResultOf<Get>>>(std::invoke(Get, native)).Release();
@@ -22,7 +22,7 @@ PyObject* PropertyGet(PyObject* self, void*) noexcept {
 
 /// Refuses deletion, converts the value, extracts the native object, calls the mutator.
 template <auto Set>
-int PropertySet(PyObject* self, PyObject* value, void*) noexcept {
+int PropertySet(PyObject* self, PyObject* value, void*) {
   return Guarded(-1, [self, value] {
     if (!value) {
       PyErr_SetString(PyExc_AttributeError, "attribute cannot be deleted");

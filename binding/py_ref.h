@@ -8,8 +8,10 @@
 
 namespace Tarn::Binding {
 
-/// Owns a reference; a bare `PyObject*` elsewhere is borrowed, except as the value returned to the
-/// interpreter. Threads: with the interpreter lock held, destruction of a non-empty one included.
+/// Owns a reference; a bare `PyObject*` elsewhere is borrowed, except as the value returned to the interpreter.
+///
+/// Threads: with the interpreter lock held, destruction of a non-empty one included. A thread that the interpreter
+/// gives up at its end leaves its references to the process (binding/interpreter_end.h).
 class PyRef {
  public:
   PyRef() noexcept = default;
@@ -19,7 +21,9 @@ class PyRef {
     std::swap(object_, other.object_);
     return *this;
   }
-  ~PyRef() { Py_XDECREF(object_); }
+  ~PyRef() {
+    if (object_) Drop(object_);
+  }
 
   /// Takes over a new reference; null gives an empty PyRef.
   static PyRef Steal(PyObject* object) noexcept {
@@ -43,6 +47,9 @@ class PyRef {
   [[nodiscard]] PyObject* Release() noexcept { return std::exchange(object_, nullptr); }
 
  private:
+  // May run Python code. References lie in containers, whose destructors let no unwinding pass.
+  static void Drop(PyObject* object) noexcept;
+
   PyObject* object_ = nullptr;
 };
 

@@ -21,24 +21,28 @@ PyRef BindHolder(PyTypeObject* type, Holder holder) {
 
 void Adopt(PyObject* wrapper, Holder holder) { AsWrapper(wrapper)->holder = new Holder(std::move(holder)); }
 
-void Attach(PyObject* wrapper, std::unique_ptr<ObjMeta> meta) noexcept {
-  AsWrapper(wrapper)->meta = meta.release();
+void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta) {
+  AsWrapper(wrapper)->meta = meta.get();
+  meta->share_of_wrapper_ = meta;
 }
 
-ObjMeta& MetaOf(PyObject* wrapper) {
+std::shared_ptr<ObjMeta> MetaOf(PyObject* wrapper) {
   auto* self = AsWrapper(wrapper);
-  if (!self->meta) self->meta = new ObjMeta;
-  return *self->meta;
+  if (!self->meta) Attach(wrapper, std::make_shared<ObjMeta>());
+  return self->meta->shared_from_this();
 }
 
-void CutOff(PyObject* wrapper) noexcept {
+void CutOff(PyObject* wrapper) {
   auto* self = AsWrapper(wrapper);
   // The fields are emptied first: what goes may run Python code that comes back to this wrapper.
-  delete std::exchange(self->meta, nullptr);
-  delete std::exchange(self->holder, nullptr);
+  const std::unique_ptr<Holder> holder(std::exchange(self->holder, nullptr));
+  if (ObjMeta* const meta = std::exchange(self->meta, nullptr)) {
+    const auto record = std::move(meta->share_of_wrapper_);
+    record->Retire();
+  }
 }
 
-void Dealloc(PyObject* wrapper) noexcept {
+void Dealloc(PyObject* wrapper) {
   CutOff(wrapper);
   if (AsWrapper(wrapper)->weak_list) {
     PyObject_ClearWeakRefs(wrapper);

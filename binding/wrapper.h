@@ -13,24 +13,35 @@
 
 namespace Tarn::Binding {
 
-/// What a wrapper knows beside its native object: the callables that wait for the object's events, and, in
-/// derived records, the wrappers handed out for the object's children. Owned by one wrapper, made when first
-/// needed.
-class ObjMeta {
+/// What a wrapper knows beside its native object: the callables that wait for the object's events, and, in derived
+/// records, the wrappers handed out for the object's children. Made when first needed.
+///
+/// Its wrapper owns a share; whoever works with it owns another one meanwhile, as anything that can run Python code
+/// may end the wrapper. After that the record is retired: empty, and nothing is put into it.
+class ObjMeta : public std::enable_shared_from_this<ObjMeta> {
  public:
   ObjMeta() = default;
   virtual ~ObjMeta() = default;
   ObjMeta(const ObjMeta&) = delete;
   ObjMeta& operator=(const ObjMeta&) = delete;
 
+  /// The wrapper goes, or is cut off: lets go of what the record holds for it. Called once.
+  virtual void Retire() { callables.Clear(); }
+
   CallableRegistry callables;
+
+ private:
+  friend void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta);
+  friend void CutOff(PyObject* wrapper);
+
+  std::shared_ptr<ObjMeta> share_of_wrapper_;
 };
 
 /// A shared reference to a native object, converted from a pointer to the object's root class (see Held).
 using Holder = std::shared_ptr<void>;
 
-/// The layout of all our Python objects. A null holder means that there is no native object: the wrapper was
-/// never bound, or it was cut off from its parent. There is no way back.
+/// The layout of all our Python objects. A null holder means that there is no native object: the wrapper was never
+/// bound, or it was cut off from its parent. There is no way back.
 struct Wrapper {
   PyObject ob_base;
   Holder* holder;
@@ -41,8 +52,8 @@ static_assert(sizeof(void*) != 8 || (sizeof(Wrapper) == 40 && sizeof(Holder) == 
 
 inline Wrapper* AsWrapper(PyObject* object) noexcept { return reinterpret_cast<Wrapper*>(object); }
 
-/// How wrappers hold a native class. Specialise it for classes with a common root (the holder is typed as the
-/// root, and extraction casts down at run time) and for plain value records.
+/// How wrappers hold a native class. Specialise it for classes with a common root (the holder is typed as the root,
+/// and extraction casts down at run time) and for plain value records.
 template <class T>
 struct Held {
   using Root = T;
@@ -52,10 +63,12 @@ struct Held {
 /// Throws the error of a wrapper without (such) a native object.
 [[noreturn]] void ThrowGone(bool value);
 
-/// A new wrapper of `type` over the holder. Throws: std::bad_alloc.
+/// A new wrapper of `type` over the holder.
+/// Throws: std::bad_alloc.
 PyRef BindHolder(PyTypeObject* type, Holder holder);
 
-/// Fills a wrapper that the interpreter allocated, in a constructor. Requires: not bound yet.
+/// Fills a wrapper that the interpreter allocated, in a constructor.
+/// Requires: not bound yet.
 void Adopt(PyObject* wrapper, Holder holder);
 
 template <class T>
@@ -69,9 +82,10 @@ PyRef Bind(PyTypeObject* type, std::shared_ptr<T> native) {
   return BindHolder(type, MakeHolder(std::move(native)));
 }
 
-/// The native object of a wrapper; the reference keeps it alive while the caller works, even when the wrapper
-/// is cut off meanwhile. Requires: the wrapper is an instance of a type that is bound with T's root. Throws:
-/// std::runtime_error when there is none, or when it is no T.
+/// The native object of a wrapper; the reference keeps it alive while the caller works, even when the wrapper is cut
+/// off meanwhile.
+/// Requires: the wrapper is an instance of a type that is bound with T's root.
+/// Throws: std::runtime_error when there is none, or when it is no T.
 template <class T>
 std::shared_ptr<T> Extract(PyObject* wrapper) {
   using Root = typename Held<T>::Root;
@@ -93,23 +107,24 @@ inline bool Holds(PyObject* wrapper, const void* native) noexcept {
   return holder && holder->get() == native;
 }
 
-/// Gives a wrapper its record. Requires: it has none yet.
-void Attach(PyObject* wrapper, std::unique_ptr<ObjMeta> meta) noexcept;
+/// Gives a wrapper its record.
+/// Requires: it has none yet.
+void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta);
 
-/// The wrapper's record; a bare one is made when there is none.
-ObjMeta& MetaOf(PyObject* wrapper);
+/// The wrapper's record, shared for the time of the caller's work; a bare one is made when there is none.
+std::shared_ptr<ObjMeta> MetaOf(PyObject* wrapper);
 
-/// The wrapper's record if it is an M, else null.
+/// The wrapper's record if it is an M, shared likewise; else null.
 template <class M>
-M* FindMeta(PyObject* wrapper) noexcept {
-  return dynamic_cast<M*>(AsWrapper(wrapper)->meta);
+std::shared_ptr<M> FindMeta(PyObject* wrapper) {
+  ObjMeta* const meta = AsWrapper(wrapper)->meta;
+  return meta ? std::dynamic_pointer_cast<M>(meta->shared_from_this()) : nullptr;
 }
 
 /// Takes meta record and native object away from a wrapper and leaves the Python object alive but empty.
-void CutOff(PyObject* wrapper) noexcept;
+void CutOff(PyObject* wrapper);
 
-/// The deallocation of every type. The type's own reference is kept on purpose: types live as long as the
-/// process.
-void Dealloc(PyObject* wrapper) noexcept;
+/// The deallocation of every type. The type's own reference is kept on purpose: types live as long as the process.
+void Dealloc(PyObject* wrapper);
 
 }  // namespace Tarn::Binding

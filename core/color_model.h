@@ -18,6 +18,11 @@ enum class ColorModel : std::int32_t {
   YCbCr = 5,
 };
 
+constexpr bool IsColorModel(std::int64_t code) noexcept {
+  return code >= static_cast<std::int64_t>(ColorModel::RGBGuess) &&
+         code <= static_cast<std::int64_t>(ColorModel::YCbCr);
+}
+
 /// The model of an image that was made without one.
 constexpr ColorModel ColorModelOfPlanes(std::int64_t planes) noexcept {
   return planes == 1 ? ColorModel::Mono : planes == 3 ? ColorModel::RGB : ColorModel::Unknown;

@@ -61,7 +61,6 @@ constexpr std::int64_t kWidth = 3;
 constexpr std::int64_t kHeight = 2;
 constexpr std::int64_t kPlanes = 2;
 std::map<TR_HANDLE, std::vector<TRPlaneLayout>> image_planes;
-std::map<TR_HANDLE, std::vector<std::uint16_t>> image_memory;
 
 }  // namespace
 
@@ -84,20 +83,6 @@ TR_STATUS TRCGetPFNCValueName(std::uint32_t value, char* name, std::size_t* size
 
 void ReportTARNErrorEx(TR_STATUS code, const char* message, const char* function_name) {
   Fake().reports.push_back(std::to_string(code) + '|' + message + '|' + function_name);
-}
-
-TR_STATUS CreateImage(std::int64_t, std::int64_t, std::int64_t, std::uint32_t, TR_HANDLE* image) {
-  if (const TR_STATUS failure = Fake().Enter("CreateImage")) return failure;
-  const TR_HANDLE handle = Fake().NewHandle();
-  auto& memory = image_memory[handle];
-  memory.assign(kWidth * kHeight * kPlanes, 0);
-  auto& planes = image_planes[handle];
-  planes.clear();
-  for (std::int64_t plane = 0; plane < kPlanes; ++plane) {
-    planes.push_back({memory.data() + plane, 2 * kPlanes, 2 * kPlanes * kWidth});
-  }
-  *image = handle;
-  return TR_OK;
 }
 
 TR_STATUS CreateImageFromPointer(std::int64_t, std::int64_t, std::int64_t planes, std::uint32_t,

@@ -1,8 +1,14 @@
 #include "core/image.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <new>
+#include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "core/library_call.h"
 #include "core/tarn_exception.h"
@@ -21,6 +27,18 @@ void CallReleased(void* context) {
   } catch (...) {
     // No exception may enter the library.
   }
+}
+
+/// Memory of as many bytes as the product of the factors. Zero pages cost nothing until they are touched.
+/// Throws: std::bad_alloc, also for a product that is no size.
+std::shared_ptr<void> ZeroFilled(std::initializer_list<std::int64_t> factors) {
+  std::int64_t bytes = 1;
+  for (const std::int64_t factor : factors) {
+    if (factor < 1 || __builtin_mul_overflow(bytes, factor, &bytes)) throw std::bad_alloc();
+  }
+  std::shared_ptr<void> memory(std::calloc(static_cast<std::size_t>(bytes), 1), &std::free);
+  if (!memory) throw std::bad_alloc();
+  return memory;
 }
 
 void CopyPlane(const TRPlaneLayout& from, const TRPlaneLayout& to, std::int64_t width, std::int64_t height,
@@ -44,9 +62,18 @@ void CopyPlane(const TRPlaneLayout& from, const TRPlaneLayout& to, std::int64_t 
 
 std::shared_ptr<Image> Image::Create(std::int64_t width, std::int64_t height, std::int64_t planes,
                                      DataType type, std::optional<ColorModel> color_model) {
-  TR_HANDLE handle = nullptr;
-  CheckImageCall(CreateImage(width, height, planes, type.Descriptor(), &handle), "_ppCreateImage");
-  return std::make_shared<Image>(Guard(handle), color_model.value_or(ColorModelOfPlanes(planes)));
+  constexpr std::int64_t kMaxPlanes = 65536;  // what can be listed; libraries take fewer or as many
+  if (planes > kMaxPlanes) throw std::invalid_argument("Planes must be smaller or equal to 65536");
+  // At least a byte, so that a type without bits gets as far as the library, which says what is wrong with it.
+  const auto sample = std::max(std::int64_t{type.BytesPerPixel()}, std::int64_t{1});
+  const std::shared_ptr<void> memory = ZeroFilled({width, height, planes, sample});
+  std::vector<TRPlaneLayout> layouts;
+  for (std::int64_t plane = 0; plane < planes; ++plane) {
+    layouts.push_back(
+        {static_cast<std::byte*>(memory.get()) + plane * sample, planes * sample, width * planes * sample});
+  }
+  return FromPointer(
+      width, height, type, layouts, [memory] {}, color_model);
 }
 
 std::shared_ptr<Image> Image::FromPointer(std::int64_t width, std::int64_t height, DataType type,

@@ -26,14 +26,13 @@ class Image {
   /// A new zero-filled image, samples interleaved, rows without padding.
   /// \param width,height,planes  at least 1
   /// \param color_model          none: by the number of planes
-  /// Throws: what the image library refuses (std::invalid_argument, std::bad_alloc, TarnException).
+  /// Throws: std::bad_alloc; what the image library refuses (std::invalid_argument, TarnException).
   static std::shared_ptr<Image> Create(std::int64_t width, std::int64_t height, std::int64_t planes,
                                        DataType type, std::optional<ColorModel> color_model = {});
 
   /// An image over the caller's memory.
   /// \param layouts   one for each plane; their memory stays valid until `released` is called
-  /// \param released  called once, on any thread, when the last user of the memory is gone; never when this
-  /// throws.
+  /// \param released  called once, on any thread, when the last user of the memory is gone; never when this throws.
   ///                  May be empty. An exception from it is dropped.
   /// Throws: as Create.
   static std::shared_ptr<Image> FromPointer(std::int64_t width, std::int64_t height, DataType type,
@@ -47,7 +46,8 @@ class Image {
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
 
-  /// A new image of its own memory with the same pixels. Throws: as Create, and as LinearAccess.
+  /// A new image of its own memory with the same pixels.
+  /// Throws: as Create, and as LinearAccess.
   std::shared_ptr<Image> Copy() const;
 
   std::int64_t Width() const noexcept;   ///< pixels
@@ -57,7 +57,8 @@ class Image {
   DataType Type() const noexcept;
   ColorModel Model() const noexcept { return color_model_; }
 
-  /// Where plane `index` lies. Throws: TarnException when it is no plane or has no linear layout.
+  /// Where plane `index` lies.
+  /// Throws: TarnException when it is no plane or has no linear layout.
   TRPlaneLayout LinearAccess(std::int64_t index) const;
 
   TR_HANDLE Handle() const noexcept { return handle_.Get(); }

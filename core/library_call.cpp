@@ -36,6 +36,11 @@ std::string_view CalledName(std::string_view marked_name) {
 
 }  // namespace
 
+TR_STATUS LastErrorCode(TR_STATUS otherwise) {
+  const TR_STATUS code = FetchLastError().code;
+  return code < 0 ? code : otherwise;
+}
+
 void CheckLastError(TR_STATUS result) {
   if (result < 0) ThrowLastError(result);
 }

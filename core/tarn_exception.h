@@ -5,6 +5,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "gevserver/library/tr_status.h"
 
@@ -22,8 +23,21 @@ class TarnException : public std::runtime_error {
   TR_STATUS code_;
 };
 
-/// The exception that stands for a library code, not thrown yet: the kind from the table of codes, else a
-/// TarnException. Lack of memory carries no message.
+/// A failure whose text is fixed, with the reason behind it for whoever reads a traceback.
+class ReasonedError : public std::runtime_error {
+ public:
+  ReasonedError(const std::string& message, std::string reason)
+      : std::runtime_error(message), reason_(std::move(reason)) {}
+
+  /// Empty when none is known.
+  const std::string& Reason() const noexcept { return reason_; }
+
+ private:
+  std::string reason_;
+};
+
+/// The exception that stands for a library code, not thrown yet: the kind from the table of codes, else a TarnException.
+/// Lack of memory carries no message.
 std::exception_ptr ExceptionForStatus(TR_STATUS status, const std::string& message);
 
 /// Throws what ExceptionForStatus makes.

@@ -1,6 +1,7 @@
 #include "core/wide_text.h"
 
 #include <cstdint>
+#include <stdexcept>
 
 namespace Tarn {
 
@@ -32,12 +33,12 @@ bool IsCharacter(std::uint32_t code) { return code < 0xD800 || (code > 0xDFFF &&
 
 std::string Utf8FromWide(std::wstring_view text) {
   static_assert(sizeof(wchar_t) == 4);
-  constexpr std::uint32_t kReplacement = 0xFFFD;
   std::string out;
   out.reserve(text.size());
   for (const wchar_t wide : text) {
     const auto code = static_cast<std::uint32_t>(wide);
-    Append(out, IsCharacter(code) ? code : kReplacement);
+    if (!IsCharacter(code)) throw std::range_error("wstring_convert::to_bytes");
+    Append(out, code);
   }
   return out;
 }

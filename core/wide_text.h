@@ -7,8 +7,8 @@
 
 namespace Tarn {
 
-/// What is no Unicode character becomes U+FFFD.
 /// Requires: wide characters hold whole code points, as on all systems but Windows.
+/// Throws: std::range_error "wstring_convert::to_bytes" for what is no Unicode character.
 std::string Utf8FromWide(std::wstring_view text);
 
 }  // namespace Tarn

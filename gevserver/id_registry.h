@@ -6,14 +6,15 @@
 #include <map>
 #include <memory>
 
-#include "camera/base/mutex.h"
+#include "camera/base/process_mutex.h"
 
 namespace Tarn::GevServer::Private {
 
 /// Gives out ids for objects and finds the objects again while they live.
 ///
-/// The library may call back after an object went. An id that outlived its object finds nothing, where an
-/// address would find freed memory. Threads: any thread.
+/// The library may call back after an object went. An id that outlived its object finds nothing, where an address would
+/// find freed memory.
+/// Threads: any thread.
 template <class T>
 class IdRegistry {
  public:
@@ -46,7 +47,7 @@ class IdRegistry {
   }
 
  private:
-  mutable Mutex mutex_;
+  mutable ProcessMutex mutex_;
   std::map<std::uint64_t, std::weak_ptr<T>> objects_ TARN_GUARDED_BY(mutex_);
   std::uint64_t last_id_ TARN_GUARDED_BY(mutex_) = 0;
 };

@@ -64,22 +64,25 @@ void NodeMap::LoadNames() {
   }
 }
 
-void NodeMap::AddNode(const std::string& key, const std::shared_ptr<Node>& node) {
+void NodeMap::AddNode(const std::string& key, const std::shared_ptr<Node>& node) { AddIfNew(key, node); }
+
+bool NodeMap::AddIfNew(const std::string& key, const std::shared_ptr<Node>& node) {
   if (key.empty()) throw std::runtime_error("key must not be empty");
   if (!node) throw std::runtime_error("node must not be null");
-  if (Cached(key) == node) return;
+  if (Cached(key) == node) return false;
   if (key != node->NameOnly()) throw std::runtime_error("key and value->NameOnly() must be equal");
   Check(GSAddNode(HandleOf(Server()), node->Handle()));
   Join(key, node);
-  for (const auto& entry : EntriesOf(node)) List(entry);
+  for (const auto& entry : EntriesOf(node)) ListEntry(entry);
+  return true;
 }
 
 void NodeMap::AddNode(const std::string& key, const std::shared_ptr<Node>& node, std::int32_t list) {
-  AddNode(key, node);
+  const bool added = AddIfNew(key, node);
   try {
     At(kRootCategory)->Add(node, list);
-  } catch (...) {
-    RemoveNode(node);
+  } catch (const std::exception&) {
+    if (added) RemoveNode(node);
     throw;
   }
 }
@@ -93,11 +96,11 @@ bool NodeMap::RemoveNode(const std::shared_ptr<Node>& node) {
   if (!node) return false;
   const std::string name = node->NameOnly();
   if (TryGet(name) != node) return false;
-  const auto entries = EntriesOf(node);
-  Check(GSRemoveNode(HandleOf(Server()), node->Handle()));
-  Leave(name, node);
   // The library takes the entries of an enumeration out with it.
-  for (const auto& entry : entries) Leave(entry->NameOnly(), entry);
+  std::vector<std::shared_ptr<Node>> leaving = {node};
+  for (const auto& entry : EntriesOf(node)) leaving.push_back(entry);
+  Check(GSRemoveNode(HandleOf(Server()), node->Handle()));
+  Refresh(leaving);
   return true;
 }
 
@@ -146,9 +149,18 @@ GenApiVersion NodeMap::XmlFileVersion() const {
 }
 
 void NodeMap::SetXmlFileVersion(const GenApiVersion& version) {
-  SetInfoAsInt(GS_INFO_XML_VERSION_MAJOR, version.major_version);
-  SetInfoAsInt(GS_INFO_XML_VERSION_MINOR, version.minor_version);
-  SetInfoAsInt(GS_INFO_XML_VERSION_SUB_MINOR, version.sub_minor_version);
+  const auto store = [this](const GenApiVersion& parts) {
+    SetInfoAsInt(GS_INFO_XML_VERSION_MAJOR, parts.major_version);
+    SetInfoAsInt(GS_INFO_XML_VERSION_MINOR, parts.minor_version);
+    SetInfoAsInt(GS_INFO_XML_VERSION_SUB_MINOR, parts.sub_minor_version);
+  };
+  const GenApiVersion before = XmlFileVersion();
+  try {
+    store(version);
+  } catch (const std::exception&) {
+    store(before);  // the library judges each part by itself
+    throw;
+  }
 }
 
 // Source: GenApi, schema 1.1, which the description is written for.
@@ -185,7 +197,7 @@ void NodeMap::Join(const std::string& name_only, const std::shared_ptr<Node>& no
   nodes_[name_only] = node;
 }
 
-void NodeMap::List(const std::shared_ptr<Node>& entry) {
+void NodeMap::ListEntry(const std::shared_ptr<Node>& entry) {
   entry->map_ = weak_from_this();
   const std::string name = entry->NameOnly();
   const MutexLock lock(mutex_);
@@ -193,11 +205,19 @@ void NodeMap::List(const std::shared_ptr<Node>& entry) {
   nodes_.emplace(name, entry);
 }
 
-void NodeMap::Leave(const std::string& name_only, const std::shared_ptr<Node>& node) {
-  node->map_.reset();
-  const MutexLock lock(mutex_);
-  const auto found = nodes_.find(name_only);
-  if (found != nodes_.end() && found->second.lock() == node) nodes_.erase(found);
+void NodeMap::Refresh(const std::vector<std::shared_ptr<Node>>& nodes) {
+  for (const auto& node : nodes) {
+    const std::string name = node->NameOnly();
+    TR_HANDLE handle = nullptr;
+    const bool known = GSGetNode(HandleOf(Server()), name.c_str(), &handle) >= 0;
+    const HandleGuard<Node> found(handle);
+    if (known && found.Get() == node->Handle()) continue;
+    node->map_.reset();
+    const MutexLock lock(mutex_);
+    nodes_.erase(name);
+    // An entry of another enumeration may have that name too, and is the one that it means from now on.
+    if (known) nodes_.emplace(name, std::weak_ptr<Node>());
+  }
 }
 
 }  // namespace Tarn::GevServer

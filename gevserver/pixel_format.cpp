@@ -38,10 +38,10 @@ std::string PfncName(std::uint32_t pixel_format) {
       fail_with("Unknown PfncFormat."), fail_with("Could not get Pfnc value by name."));
 }
 
-std::uint32_t PfncFormatOf(ColorModel color_model, DataType type) noexcept {
+std::uint32_t PfncFormatOf(std::int64_t color_model, DataType type) noexcept {
   const std::uint32_t bits = type.BitsPerPixel();
-  if (type.IsFloat() || bits > kMaxBits) return kNone;
-  switch (color_model) {
+  if (type.IsFloat() || bits > kMaxBits || !IsColorModel(color_model)) return kNone;
+  switch (static_cast<ColorModel>(color_model)) {
     case ColorModel::MonoGuess:
     case ColorModel::Mono:
       if (type.IsPlain()) return ByDepth(kMono, bits);

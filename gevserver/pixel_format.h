@@ -15,7 +15,8 @@ namespace Tarn::GevServer {
 std::string PfncName(std::uint32_t pixel_format);
 
 /// PFNC value of images with this colour model and sample type; 0 when there is none.
+/// \param color_model  code of a ColorModel; any other number has no format
 /// Source of the values: PFNC.
-std::uint32_t PfncFormatOf(ColorModel color_model, DataType type) noexcept;
+std::uint32_t PfncFormatOf(std::int64_t color_model, DataType type) noexcept;
 
 }  // namespace Tarn::GevServer

@@ -1,11 +1,14 @@
 #include "gevserver/server.h"
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
+#include "core/library_call.h"
 #include "gevserver/buffer_description.h"
 #include "gevserver/library/tr_gev_server.h"
 #include "gevserver/pixel_format.h"
+#include "gevserver/server_call.h"
 #include "gevserver/stream.h"
 
 namespace Tarn::GevServer {
@@ -13,12 +16,20 @@ namespace Tarn::GevServer {
 Server::Server(HandleGuard<Server> handle, Streaming streaming)
     : handle_(std::move(handle)), streaming_(streaming) {}
 
-// A null handle needs no test of its own: the first registration refuses it, and the library says why.
 std::shared_ptr<Server> Server::Adopt(TR_HANDLE handle, Streaming streaming) {
+  // At once, as the next call of the library would replace its reason.
+  if (!handle) CheckServerCall(kServerPrefix, LastErrorCode(TR_E_FAILED));
   std::shared_ptr<Server> server(new Server(HandleGuard<Server>(handle), streaming));
   server->RegisterEvents();
   return server;
 }
+
+// The record as the library reads it, wherever this was compiled.
+static_assert(offsetof(GSCreationRecord, init_type) == 0 && offsetof(GSCreationRecord, pixel_format) == 4 &&
+              offsetof(GSCreationRecord, pixel_format_name) == 8 && offsetof(GSCreationRecord, width) == 16 &&
+              offsetof(GSCreationRecord, height) == 20 && offsetof(GSCreationRecord, reserved) == 24 &&
+              offsetof(GSCreationRecord, max_width) == 32 && offsetof(GSCreationRecord, max_height) == 36 &&
+              sizeof(GSCreationRecord) == 40);
 
 std::shared_ptr<Server> Server::CreateNonStreaming() { return Adopt(CreateGevServer(), Streaming::No); }
 

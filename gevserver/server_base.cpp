@@ -1,8 +1,10 @@
 #include "gevserver/server_base.h"
 
 #include <array>
+#include <new>
 
 #include "camera/base/endpoint.h"
+#include "core/c_text.h"
 #include "core/two_call_text.h"
 #include "gevserver/address_text.h"
 #include "gevserver/callback_scope.h"
@@ -76,7 +78,7 @@ std::int32_t ServerBase::DriverType() const {
 std::string ServerBase::UserVersion() const { return GetInfoAsString(GS_INFO_SERVER_USER_VERSION); }
 
 void ServerBase::SetUserVersion(const std::string& text) {
-  Check(GSSetInfoAsString(Handle(), GS_INFO_SERVER_USER_VERSION, text.c_str()));
+  Check(GSSetInfoAsString(Handle(), GS_INFO_SERVER_USER_VERSION, CText(text)));
 }
 
 NetworkConnection ServerBase::LocalEndpoint() const { return AskEndpoint(Handle(), GSGetLocalIPv4); }
@@ -104,6 +106,11 @@ void ServerBase::Stop() {
   if (!start_stop_.EnterStop()) return;
   const Private::StartStopScope scope(start_stop_);
   Check(GSStop(Handle()));
+  state_->Stopped();
+}
+
+void ServerBase::ForgetParent() {
+  new (&start_stop_) Private::StartStopLock;  // whoever held it does not exist here
   state_->Stopped();
 }
 

@@ -43,19 +43,23 @@ class ServerBase : public std::enable_shared_from_this<ServerBase> {
   /// The connected client; "0.0.0.0" and 0 as long as the library tells no other.
   virtual NetworkConnection RemoteEndpoint() const;
 
-  /// The node map, made at the first call. Throws: std::bad_weak_ptr when nobody shares the server any more.
+  /// The node map, made at the first call.
+  /// Throws: std::bad_weak_ptr when nobody shares the server any more.
   virtual std::shared_ptr<GevServer::NodeMap> NodeMap();
 
   /// Binds and starts answering clients. A failure leaves the state as it was.
   /// \param address  read as LooseAddress does
-  /// Throws: std::runtime_error while the server is being stopped.
+  /// Throws: std::runtime_error "ServerBase server is being stopped" while another thread stops it.
   virtual void Start(const std::string& address);
   /// \param address  host order
   virtual void Start(std::uint32_t address);
 
-  /// Stops, and waits for the library's threads unless called from a callback; then a stop already under way
-  /// is not waited for either.
+  /// Stops, and waits for the library's threads unless called from a callback; then a stop already under way is not
+  /// waited for either.
   virtual void Stop();
+
+  /// To be called in a forked child: the server runs in the parent, and here no start or stop is under way.
+  void ForgetParent();
 
   /// Text of a GSInfo item.
   std::string GetInfoAsString(std::int32_t info) const;

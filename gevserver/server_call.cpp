@@ -9,9 +9,7 @@
 
 namespace Tarn::GevServer {
 
-namespace {
-
-// Empty when it cannot be had; that failure is only reported, so that it never hides the one being described.
+// Its own failure is only reported, so that it never hides the one being described.
 std::string LastErrorText() {
   constexpr std::string_view kCall = "_ppGSGetLastErrorString";
   std::size_t size = 0;
@@ -24,8 +22,6 @@ std::string LastErrorText() {
   if (status != TR_OK) ReportFailedCall(status, kCall);
   return {};
 }
-
-}  // namespace
 
 void CheckServerCall(std::string_view prefix, TR_STATUS status) {
   if (status >= 0) return;

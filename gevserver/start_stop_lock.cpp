@@ -1,15 +1,18 @@
 #include "gevserver/start_stop_lock.h"
 
 #include <stdexcept>
+#include <string>
 
 #include "gevserver/callback_scope.h"
+#include "gevserver/server_call.h"
 
 namespace Tarn::GevServer::Private {
 
 void StartStopLock::EnterStart() {
   MutexLock lock(mutex_);
   while (holder_ == Holder::Start) left_.wait(lock);
-  if (holder_ == Holder::Stop) throw std::runtime_error("server is being stopped");
+  if (holder_ == Holder::Stop)
+    throw std::runtime_error(std::string(kServerPrefix) + "server is being stopped");
   holder_ = Holder::Start;
 }
 

@@ -4,8 +4,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/tarn_exception.h"
 #include "gevserver/callback_scope.h"
 #include "gevserver/library/tr_gev_server.h"
+#include "gevserver/server_call.h"
 
 namespace Tarn::GevServer {
 
@@ -66,8 +68,10 @@ TR_STATUS StreamBase::TrySend(const std::shared_ptr<Image>& image) {
   return GSSendImage(server_->Handle(), image->Handle());
 }
 
-void StreamBase::Send(const std::shared_ptr<Image>& image) {
-  if (TrySend(image) < 0) throw std::runtime_error("Could not send image");
+void StreamBase::Send(const std::shared_ptr<Image>& image) { RequireSent(TrySend(image)); }
+
+void StreamBase::RequireSent(TR_STATUS status) {
+  if (status < 0) throw ReasonedError("Could not send image", LastErrorText());
 }
 
 }  // namespace Tarn::GevServer

@@ -45,8 +45,12 @@ class StreamBase {
   /// Throws: std::runtime_error "Packet resend must be disabled for send without callback".
   [[nodiscard]] TR_STATUS TrySend(const std::shared_ptr<Image>& image);
 
-  /// As TrySend; throws: std::runtime_error "Could not send image" when that fails.
+  /// As TrySend.
+  /// Throws: as TrySend, and when that fails, as RequireSent.
   void Send(const std::shared_ptr<Image>& image);
+
+  /// Throws: ReasonedError "Could not send image" for the status of a send that failed just now on this thread.
+  static void RequireSent(TR_STATUS status);
 
   const std::shared_ptr<ServerBase>& Server() const noexcept { return server_; }
 

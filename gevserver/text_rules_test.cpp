@@ -148,7 +148,7 @@ TEST(PixelFormat, FollowsColourModelAndDataType) {
                       {ColorModel{6}, 0x008, 0},
                       {ColorModel{-3}, 0x008, 0}};
   for (const Row& row : rows) {
-    EXPECT_EQ(PfncFormatOf(row.model, DataType(row.type)), row.format)
+    EXPECT_EQ(PfncFormatOf(static_cast<std::int64_t>(row.model), DataType(row.type)), row.format)
         << static_cast<int>(row.model) << ", " << std::hex << row.type;
   }
 }

@@ -22,12 +22,8 @@ PyRef CreatePfnc(Tarn::Size2D size, std::uint32_t pixel_format) {
                   Tarn::RoundToInt32(size.width), Tarn::RoundToInt32(size.height), pixel_format));
 }
 
-std::uint32_t FormatOf(std::int32_t color_model, Tarn::DataType data_type) {
-  return Native::PfncFormatOf(static_cast<Tarn::ColorModel>(color_model), data_type);
-}
-
-PyRef Create(Tarn::Size2D size, std::int32_t color_model, Tarn::DataType data_type) {
-  return CreatePfnc(size, FormatOf(color_model, data_type));
+PyRef Create(Tarn::Size2D size, std::int64_t color_model, Tarn::DataType data_type) {
+  return CreatePfnc(size, Native::PfncFormatOf(color_model, data_type));
 }
 
 PyRef CreateChunkPfnc(Tarn::Size2D size, std::uint32_t pixel_format, std::int32_t total_payload_size) {
@@ -37,9 +33,9 @@ PyRef CreateChunkPfnc(Tarn::Size2D size, std::uint32_t pixel_format, std::int32_
           Tarn::RoundToInt32(size.width), Tarn::RoundToInt32(size.height), pixel_format, total_payload_size));
 }
 
-PyRef CreateChunk(Tarn::Size2D size, std::int32_t color_model, Tarn::DataType data_type,
+PyRef CreateChunk(Tarn::Size2D size, std::int64_t color_model, Tarn::DataType data_type,
                   std::int32_t total_payload_size) {
-  return CreateChunkPfnc(size, FormatOf(color_model, data_type), total_payload_size);
+  return CreateChunkPfnc(size, Native::PfncFormatOf(color_model, data_type), total_payload_size);
 }
 
 Tarn::Size2D Size(const Native::ImageBufferDescription& description) {

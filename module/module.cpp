@@ -22,7 +22,7 @@ TARN_SERVER_TYPES(TARN_ACCESSOR)
 
 namespace {
 
-PyObject* MbiId(PyObject*, PyObject*, PyObject*) noexcept {
+PyObject* MbiId(PyObject*, PyObject*, PyObject*) {
   return Guarded<PyObject*>(nullptr, [] { return Tarn::Binding::ToPython(BuildId()).Release(); });
 }
 
@@ -40,15 +40,17 @@ PyModuleDef& Definition() {
   return definition;
 }
 
-PyObject* CreateModule() noexcept {
+PyObject* CreateModule() {
   return Guarded<PyObject*>(nullptr, [] {
+    Tarn::Binding::RequireMainInterpreterForImport();
     PyRef module = Checked(PyModule_Create(&Definition()));
 #define TARN_ADD(X)   \
   TypeDef<X>::Init(); \
   AddType(module, #X, TypeObject__##X##__());
     TARN_SERVER_TYPES(TARN_ADD)
 #undef TARN_ADD
-    Tarn::Binding::CloseGateAtExit(&StopAllServers);
+    Tarn::Binding::GuardInterpreterEnd(&StopAllServers);
+    ForgetServersInForkedChildren();
     return module.Release();
   });
 }
@@ -56,5 +58,6 @@ PyObject* CreateModule() noexcept {
 }  // namespace
 }  // namespace _tarn::gevserver
 
+// One function under two names: the interpreter asks for that of the file.
 PyMODINIT_FUNC PyInit__gevserver() { return _tarn::gevserver::CreateModule(); }
-PyMODINIT_FUNC PyInit__gevserver_311() { return _tarn::gevserver::CreateModule(); }
+PyMODINIT_FUNC PyInit__gevserver_311() __attribute__((alias("PyInit__gevserver")));

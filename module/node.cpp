@@ -28,6 +28,15 @@ void JoinMapOf(Native::Node& parent, const NodePtr& node, std::int32_t kind) {
   }
 }
 
+/// An entry leaves the map together with its enumeration, as clients reach it through that alone.
+bool Remove(Native::Node& parent, const GivenNode& given, std::int32_t kind) {
+  const PyRef map = NodeMapOf(parent);
+  const auto record = map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
+  if (!parent.Remove(given.node, kind)) return false;
+  if (record) NodesLeftMap(*record, {given.node});
+  return true;
+}
+
 void Add(Native::Node& parent, const NodePtr& node, std::int32_t kind) {
   if (!NodeMapOf(parent)) throw std::runtime_error("Parent python node must have node map");
   parent.Add(node, kind);
@@ -44,7 +53,7 @@ void AddRelations(TypeBuilder& type) {
                        "See tarn.gevserver.NodeList for the kinds. A node that is in no node map is added to "
                        "the node map of this node as well."),
                    .params = {{"node", "tarn.gevserver.Node", "Node to add."}, kKind}}})
-      .Method<Signature<&Native::Node::Remove, "node", "kind">>(
+      .Method<Signature<&Remove, "node", "kind">>(
           "remove", {{.summary = "Removes a node from this node.",
                       .description = WithConfigurationRule(
                           "See tarn.gevserver.NodeList for the kinds. The node stays in its node map."),

@@ -21,22 +21,22 @@ namespace {
 /// What a native listener carries: no reference to anything, as it may be destroyed on any thread.
 struct Carrier {
   const CallableType* type;
-  const void* node;  ///< address of the node, to find its wrapper
-  std::shared_ptr<std::int64_t>
-      id;  ///< known after the registration; written and read under the interpreter lock
+  const void* node;                  ///< address of the node, to find its wrapper
+  std::shared_ptr<std::int64_t> id;  ///< known after the registration; touched under the interpreter lock
 };
 
 /// On a thread of the library. What it throws ends in the native dispatcher.
 void Notify(const Carrier& carrier) {
-  const InterpreterLock lock;
-  if (!lock) return;
-  const PyRef wrapper = LiveWrapper(carrier.node);
-  if (!wrapper) return;  // the node was cut off meanwhile
-  CallStored(wrapper.Get(), *carrier.type, *carrier.id, wrapper.Get());
+  WithInterpreterLock([&carrier] {
+    const PyRef wrapper = LiveWrapper(carrier.node);
+    if (!wrapper) return;  // the node was cut off meanwhile
+    const auto meta = MetaOf(wrapper.Get());
+    CallStored(meta->callables, *carrier.type, *carrier.id, wrapper.Get());
+  });
 }
 
 /// The record of the map that the node is in; null for a free node.
-NodeMapMeta* MapMeta(const Native::Node& node) {
+std::shared_ptr<NodeMapMeta> MapMeta(const Native::Node& node) {
   const PyRef map = NodeMapOf(node);
   return map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
 }
@@ -47,18 +47,18 @@ Tarn::EventCookie Register(PyObject* self, const Native::Node& node, const Calla
                            PyObject* handler, Subscribe&& subscribe) {
   const Carrier carrier{&type, &node, std::make_shared<std::int64_t>(0)};
   *carrier.id = static_cast<std::int64_t>(subscribe(carrier));
-  MetaOf(self).callables.Store(type, *carrier.id, handler);
-  if (auto* map = MapMeta(node)) map->Keep(self);
+  MetaOf(self)->callables.Store(type, *carrier.id, handler);
+  if (const auto map = MapMeta(node)) map->Keep(self);
   return {*carrier.id};
 }
 
 void Forget(PyObject* self, const Native::Node& node, const CallableType& type, Tarn::EventCookie cookie,
             bool was_registered) {
   if (!was_registered) throw std::runtime_error("no such callable for this id");
-  CallableRegistry& callables = MetaOf(self).callables;
-  callables.Drop(type, cookie.id);
-  auto* map = MapMeta(node);
-  if (map && callables.Empty()) map->Release(self);
+  const auto meta = MetaOf(self);
+  meta->callables.Drop(type, cookie.id);
+  const auto map = MapMeta(node);
+  if (map && meta->callables.Empty()) map->Release(self);
 }
 
 std::uint64_t Number(Tarn::EventCookie cookie) { return static_cast<std::uint64_t>(cookie.id); }

@@ -19,10 +19,10 @@ namespace Native = Tarn::GevServer;
 
 namespace {
 
-NodeMapMeta& RecordOf(PyObject* self) {
-  auto* meta = FindMeta<NodeMapMeta>(self);
+std::shared_ptr<NodeMapMeta> RecordOf(PyObject* self) {
+  auto meta = FindMeta<NodeMapMeta>(self);
   if (!meta) throw std::runtime_error("No node map.");
-  return *meta;
+  return meta;
 }
 
 std::string ModuleName(const Native::NodeMap&) { return "Device"; }
@@ -45,7 +45,7 @@ PyRef NewNodeDictionary() {
 
 PyRef Nodes(Self self) {
   const auto map = Extract<Native::NodeMap>(self.object);
-  return RecordOf(self.object).NodeDictOrCreate([&map] {
+  return RecordOf(self.object)->NodeDictOrCreate([&map] {
     PyRef dictionary = NewNodeDictionary();
     for (const NodePtr& node : map->Nodes()) InsertItem(dictionary, node->Name(), WrapNode(node));
     return dictionary;
@@ -70,13 +70,11 @@ void Add(Native::NodeMap& map, const NodePtr& node) {
 /// False when the node is none of this map's; then nothing changes.
 bool RemoveNode(PyObject* self, Native::NodeMap& map, const NodePtr& node) {
   if (!node) return false;
+  // Held to the end: with the node goes its listener, and with that perhaps the server that it alone kept.
+  const auto record = RecordOf(self);
   const auto leaving = WithEntries(node);
   if (!map.RemoveNode(node)) return false;
-  NodeMapMeta& record = RecordOf(self);
-  for (const NodePtr& each : leaving) {
-    if (const PyRef wrapper = LiveWrapper(each.get())) record.Forget(each->Name(), wrapper.Get());
-  }
-  record.ForgetDictionary();
+  NodesLeftMap(*record, leaving);
   return true;
 }
 
@@ -85,13 +83,20 @@ bool RemoveByKey(Self self, const std::string& key) {
   return RemoveNode(self.object, *map, map->TryGet(key));
 }
 
-bool RemoveByNode(Self self, const NodePtr& node) {
-  return RemoveNode(self.object, *Extract<Native::NodeMap>(self.object), node);
+bool RemoveByNode(Self self, const GivenNode& given) {
+  const auto map = Extract<Native::NodeMap>(self.object);
+  return RemoveNode(self.object, *map, given.node);
 }
 
-PyObject* GetItem(PyObject* self, PyObject* key) noexcept {
+/// The map of a wrapper that reaches a slot, where the interpreter has looked at its `__class__` only.
+std::shared_ptr<Native::NodeMap> MapOf(PyObject* self) {
+  RequireInstance(self, TypeObject__NodeMap__(), "tarn.gevserver.NodeMap");
+  return Extract<Native::NodeMap>(self);
+}
+
+PyObject* GetItem(PyObject* self, PyObject* key) {
   return Guarded<PyObject*>(nullptr, [&] {
-    const auto map = Extract<Native::NodeMap>(self);
+    const auto map = MapOf(self);
     return WrapNode(map->At(FromPython<std::string>(key))).Release();
   });
 }
@@ -110,11 +115,11 @@ bool IsOwnAttribute(std::string_view name) {
 }
 
 /// A node by its name, else what the type has.
-PyObject* GetAttribute(PyObject* self, PyObject* attribute) noexcept {
+PyObject* GetAttribute(PyObject* self, PyObject* attribute) {
   return Guarded<PyObject*>(nullptr, [&] {
     const std::string name = FromPython<AnyText>(attribute).text;
     if (!IsOwnAttribute(name)) {
-      if (const NodePtr node = Extract<Native::NodeMap>(self)->TryGet(name)) return WrapNode(node).Release();
+      if (const NodePtr node = MapOf(self)->TryGet(name)) return WrapNode(node).Release();
     }
     return Checked(PyObject_GenericGetAttr(self, attribute)).Release();
   });

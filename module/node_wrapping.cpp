@@ -54,8 +54,13 @@ PyTypeObject* TypeOf(const Native::Node& node) {
 
 PyRef NewWrapper(const NodePtr& node) {
   PyRef wrapper = Bind(TypeOf(*node), node);
-  Attach(wrapper.Get(), std::make_unique<NodeMeta>(node.get(), wrapper.Get()));
+  Attach(wrapper.Get(), std::make_shared<NodeMeta>(node.get(), wrapper.Get()));
   return wrapper;
+}
+
+/// The record of a node map's wrapper; null for an empty reference.
+std::shared_ptr<NodeMapMeta> RecordOf(const PyRef& map) {
+  return map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
 }
 
 }  // namespace
@@ -69,9 +74,24 @@ PyRef WrapNode(const NodePtr& node) {
   if (!node) return PyRef::None();
   if (PyRef live = LiveWrapper(node.get())) return live;
   const auto create = [&node] { return NewWrapper(node); };
-  const PyRef map = NodeMapOf(*node);
-  auto* meta = map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
-  return meta ? meta->NodeObjectOrCreate(node->Name(), node.get(), create) : create();
+  const auto map = node->NodeMap();
+  if (!map) return create();
+  const auto record = RecordOf(LiveWrapper(map.get()));
+  if (record) return record->NodeObjectOrCreate({node->Name(), node.get()}, create);
+  PyRef wrapper = create();
+  CutOff(wrapper.Get());
+  return wrapper;
+}
+
+PyRef WrapNodes(const std::vector<NodePtr>& nodes) {
+  const auto map = nodes.empty() ? nullptr : nodes.front()->NodeMap();
+  const auto record = map ? RecordOf(LiveWrapper(map.get())) : nullptr;
+  const auto wrap = [&nodes](std::size_t index) { return WrapNode(nodes[index]); };
+  if (!record) return MakeList(nodes.size(), wrap);
+  std::vector<NodeMapMeta::NamedNode> named;
+  named.reserve(nodes.size());
+  for (const NodePtr& node : nodes) named.push_back({node->Name(), node.get()});
+  return record->NodeListOrCreate(named, wrap);
 }
 
 std::vector<NodePtr> WithEntries(const NodePtr& node) {
@@ -83,16 +103,23 @@ std::vector<NodePtr> WithEntries(const NodePtr& node) {
 }
 
 void NodeJoinedMap(const NodePtr& node) {
-  const PyRef map = NodeMapOf(*node);
-  auto* meta = map ? FindMeta<NodeMapMeta>(map.Get()) : nullptr;
+  const auto meta = RecordOf(NodeMapOf(*node));
   if (!meta) throw std::runtime_error("No node map.");
   for (const NodePtr& each : WithEntries(node)) {
     const PyRef wrapper = LiveWrapper(each.get());
     if (!wrapper) continue;
     meta->Record(each->Name(), wrapper.Get());
-    if (!MetaOf(wrapper.Get()).callables.Empty()) meta->Keep(wrapper.Get());
+    if (!MetaOf(wrapper.Get())->callables.Empty()) meta->Keep(wrapper.Get());
   }
   meta->ForgetDictionary();
+}
+
+void NodesLeftMap(NodeMapMeta& record, const std::vector<NodePtr>& nodes) {
+  for (const NodePtr& each : nodes) {
+    if (each->NodeMap()) continue;
+    if (const PyRef wrapper = LiveWrapper(each.get())) record.Forget(each->Name(), wrapper.Get());
+  }
+  record.ForgetDictionary();
 }
 
 }  // namespace _tarn::gevserver

@@ -29,21 +29,28 @@ using NativeFactory = ServerPtr (*)(std::int32_t, std::int32_t, std::uint32_t, s
 PyRef WrapNodeMap(std::shared_ptr<Native::NodeMap> map) {
   const void* native = map.get();
   PyRef wrapper = Bind(TypeObject__NodeMap__(), std::move(map));
-  Attach(wrapper.Get(), std::make_unique<NodeMapMeta>(native, wrapper.Get()));
+  Attach(wrapper.Get(), std::make_shared<NodeMapMeta>(native, wrapper.Get()));
   return wrapper;
 }
 
 PyRef WrapStream(std::shared_ptr<Native::Stream> stream) {
   if (!stream) return {};
   PyRef wrapper = Bind(TypeObject__Stream__(), std::move(stream));
-  Attach(wrapper.Get(), std::make_unique<StreamMeta>());
+  Attach(wrapper.Get(), std::make_shared<StreamMeta>());
   return wrapper;
 }
 
+/// Callbacks run in the main interpreter, and so does its exit hook. A copy of the module in another interpreter gets
+/// this far without the module's initialisation being asked.
+void RequireMainInterpreter() {
+  if (!InMainInterpreter()) throw std::runtime_error(kMainInterpreterOnly);
+}
+
 PyRef WrapServer(const ServerPtr& server) {
+  RequireMainInterpreter();
   RememberServer(server);
   PyRef wrapper = Bind(TypeObject__Server__(), server);
-  auto meta = std::make_unique<ServerMeta>();
+  auto meta = std::make_shared<ServerMeta>();
   meta->node_map = WrapNodeMap(server->NodeMap());
   meta->stream = WrapStream(server->Stream());
   Attach(wrapper.Get(), std::move(meta));
@@ -60,10 +67,10 @@ PyRef CreatePfnc(Tarn::Size2D size, std::uint32_t pixel_format, std::optional<st
 
 /// A pair without a pixel format goes on as 0, which the creation refuses after the size was checked.
 template <NativeFactory Create>
-PyRef CreateMapped(Tarn::Size2D size, std::int32_t color_model, std::optional<Tarn::DataType> data_type,
+PyRef CreateMapped(Tarn::Size2D size, std::int64_t color_model, std::optional<Tarn::DataType> data_type,
                    std::optional<std::int32_t> driver_type) {
-  const std::uint32_t pixel_format = Native::PfncFormatOf(
-      static_cast<Tarn::ColorModel>(color_model), data_type.value_or(Tarn::DataTypes::kInt8BppSigned));
+  const std::uint32_t pixel_format =
+      Native::PfncFormatOf(color_model, data_type.value_or(Tarn::DataTypes::kInt8BppSigned));
   return CreatePfnc<Create>(size, pixel_format, driver_type);
 }
 
@@ -76,13 +83,13 @@ void SetUserVersion(Native::ServerBase& server, const AnyText& version) {
 
 PyRef NodeMapOfServer(Self self) {
   const auto server = Extract<Native::ServerBase>(self.object);
-  const auto* meta = FindMeta<ServerMeta>(self.object);
+  const auto meta = FindMeta<ServerMeta>(self.object);
   return meta ? meta->node_map : PyRef();
 }
 
 PyRef StreamOfServer(Self self) {
   const auto server = Extract<Native::ServerBase>(self.object);
-  const auto* meta = FindMeta<ServerMeta>(self.object);
+  const auto meta = FindMeta<ServerMeta>(self.object);
   return meta ? meta->stream : PyRef();
 }
 
@@ -98,8 +105,7 @@ void Start(Native::ServerBase& server, PyObject* ip_address) {
 
 /// Waits for the library's threads, and those for the interpreter lock: it must be free meanwhile.
 void Stop(Native::ServerBase& server) {
-  const InterpreterUnlock unlocked;
-  server.Stop();
+  WithoutInterpreterLock([&server] { server.Stop(); });
 }
 
 const ParamDoc kSize{"size", "tarn.Size2D", "Width and height in pixels."};

@@ -38,7 +38,7 @@ TR_STATUS SendAndTell(PyObject* self, Native::StreamBase& stream, ImagePtr image
   TR_STATUS status = 0;
   try {
     status = stream.InnerSend(std::move(image), released);
-  } catch (...) {
+  } catch (const std::exception&) {
     delete raw;
     throw;
   }
@@ -56,7 +56,7 @@ TR_STATUS StatusWithCallback(PyObject* self, PyObject* object, PyObject* callbac
 }
 
 void SendWithCallback(Self self, PyObject* image, PyObject* callback) {
-  if (StatusWithCallback(self.object, image, callback) < 0) throw std::runtime_error("Could not send image");
+  Native::StreamBase::RequireSent(StatusWithCallback(self.object, image, callback));
 }
 
 void Send(Native::StreamBase& stream, PyObject* image) { stream.Send(FromPython<ImagePtr>(image)); }
@@ -69,13 +69,6 @@ bool TrySend(Native::StreamBase& stream, PyObject* image) {
   return stream.TrySend(FromPython<ImagePtr>(image)) >= 0;
 }
 
-/// One description for the form with and without callback.
-std::vector<CallDoc> BothForms(CallDoc with_callback) {
-  CallDoc plain = with_callback;
-  plain.params.pop_back();
-  return {std::move(with_callback), std::move(plain)};
-}
-
 ParamDoc ImageReleased(const std::string& doc) {
   return {"image_released", "Optional[Callable[[tarn.Image], None]]", doc, "None"};
 }
@@ -83,7 +76,7 @@ ParamDoc ImageReleased(const std::string& doc) {
 const ParamDoc kImage{"image", "tarn.Image", "An image to be sent."};
 
 std::vector<CallDoc> SendDocs() {
-  return BothForms(
+  return {
       {.summary = "Sends the given image to the remote client.",
        .description =
            "The given image must fit into the payload size set at creation / State.Configuration state. "
@@ -94,11 +87,11 @@ std::vector<CallDoc> SendDocs() {
        .params = {kImage,
                   ImageReleased("Delegate to be called when the given image is not needed anymore for packet "
                                 "resend.If ``None`` is set then the image will be copied to the resend "
-                                "buffer.")}});
+                                "buffer.")}}};
 }
 
 std::vector<CallDoc> TrySendDocs() {
-  return BothForms(
+  return {
       {.summary = "Tries to send the given image to the remote client.",
        .description =
            "If packet resend is enabled (Stream.resend_buffers_count is larger than zero), then the given "
@@ -111,7 +104,7 @@ std::vector<CallDoc> TrySendDocs() {
        .returns = {
            "bool",
            "``True`` if successfully sent; ``False`` on any error. Parameter errors and disposed exception "
-           "will still be thrown."}});
+           "will still be thrown."}}};
 }
 
 }  // namespace

@@ -42,9 +42,9 @@ Tarn::Size2D Size(const Tarn::Image& image) {
   return {static_cast<double>(image.Width()), static_cast<double>(image.Height())};
 }
 
-PyObject* Represent(PyObject* self) noexcept {
+PyObject* Represent(PyObject* self) {
   return Guarded<PyObject*>(nullptr, [self] {
-    const auto image = Extract<Tarn::Image>(self);
+    const auto image = FromPython<std::shared_ptr<Tarn::Image>>(self);
     const PyRef name = Checked(PyType_GetName(Py_TYPE(self)));
     return Checked(PyUnicode_FromFormat("<tarn.%U %lldx%lld, planes: %lld, data type: 0x%x>", name.Get(),
                                         static_cast<long long>(image->Width()),

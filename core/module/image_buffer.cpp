@@ -7,6 +7,7 @@
 
 #include "binding/buffer_view.h"
 #include "binding/convert.h"
+#include "binding/core_values.h"
 #include "binding/errors.h"
 #include "binding/type_definition.h"
 #include "core/image.h"
@@ -115,15 +116,15 @@ void DropWhatWasNotAsked(Py_buffer& view, int flags) {
 
 }  // namespace
 
-int GetImageBuffer(PyObject* self, Py_buffer* view, int flags) noexcept {
+int GetImageBuffer(PyObject* self, Py_buffer* view, int flags) {
   std::memset(view, 0, sizeof *view);
   return Guarded(-1, [&] {
-    const auto image = Extract<Tarn::Image>(self);
+    const auto image = FromPython<std::shared_ptr<Tarn::Image>>(self);
     const bool read_only = FindMeta<ReadOnlyMemory>(self) != nullptr;
     try {
       FillView(*view, *image, LayoutOf(*image), read_only);
       RequireWhatWasAsked(*view, flags);
-    } catch (...) {
+    } catch (const std::exception&) {
       ReleaseBufferView(self, view);
       throw;
     }
@@ -150,7 +151,7 @@ std::optional<Tarn::DataType> DataTypeOfFormat(const char* format, Py_ssize_t it
 std::optional<Tarn::ColorModel> ColorModelFrom(PyObject* object) {
   if (Py_IsNone(object)) return std::nullopt;
   const auto code = FromPython<std::int64_t>(object);
-  if (code < -2 || code > 5) throw std::invalid_argument("color model must be one of tarn.ColorModel");
+  if (!Tarn::IsColorModel(code)) throw std::invalid_argument("color model must be one of tarn.ColorModel");
   return static_cast<Tarn::ColorModel>(code);
 }
 

@@ -17,7 +17,7 @@ class ReadOnlyMemory : public Tarn::Binding::ObjMeta {};
 
 /// Shape (height, width) for one plane, else (height, width, planes); the planes must lie at equal distances.
 /// Sets BufferError when the image has no such layout, or not the one that the flags ask for.
-int GetImageBuffer(PyObject* self, Py_buffer* view, int flags) noexcept;
+int GetImageBuffer(PyObject* self, Py_buffer* view, int flags);
 
 /// The data type of a buffer's samples; nothing for formats that images do not have.
 /// \param format  as in the struct module; null means unsigned bytes

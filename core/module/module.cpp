@@ -26,8 +26,9 @@ void AddType(const PyRef& module, const char* name, PyTypeObject* type) {
   Checked(PyModule_AddObjectRef(module.Get(), name, reinterpret_cast<PyObject*>(type)));
 }
 
-PyObject* CreateModule() noexcept {
+PyObject* CreateModule() {
   return Tarn::Binding::Guarded<PyObject*>(nullptr, [] {
+    Tarn::Binding::RequireMainInterpreterForImport();
     static PyModuleDef definition{
         PyModuleDef_HEAD_INIT, "_tarn", nullptr, -1, nullptr, nullptr, nullptr, nullptr, nullptr};
     PyRef module = Checked(PyModule_Create(&definition));
@@ -35,7 +36,7 @@ PyObject* CreateModule() noexcept {
     TARN_CORE_TYPES(TARN_ADD)
 #undef TARN_ADD
     AddDataTypes(TypeObject__DataType__());
-    Tarn::Binding::CloseGateAtExit({});
+    Tarn::Binding::GuardInterpreterEnd({});
     return module.Release();
   });
 }
@@ -43,5 +44,6 @@ PyObject* CreateModule() noexcept {
 }  // namespace
 }  // namespace tarn
 
+// One function under two names: the interpreter asks for that of the file.
 PyMODINIT_FUNC PyInit__tarn() { return tarn::CreateModule(); }
-PyMODINIT_FUNC PyInit__tarn_311() { return tarn::CreateModule(); }
+PyMODINIT_FUNC PyInit__tarn_311() __attribute__((alias("PyInit__tarn")));

@@ -29,7 +29,7 @@ inline auto Fields(const Tarn::GenApiVersion& v) {
 
 template <class Value>
 PyRef FieldsAsTuple(PyObject* self) {
-  const auto value = Extract<Value>(self);
+  const Value value = FromPython<Value>(self);
   return std::apply(
       [](const auto&... field) {
         const PyRef objects[] = {ToPython(field)...};
@@ -39,16 +39,15 @@ PyRef FieldsAsTuple(PyObject* self) {
           Checked(PyTuple_SetItem(tuple.Get(), index++, PyRef(object).Release()));
         return tuple;
       },
-      Fields(*value));
+      Fields(value));
 }
 
 /// Equality, and order where `Ordered`; with anything else the interpreter decides.
 template <class Value, PyTypeObject* (*Type)(), bool Ordered = false>
-PyObject* Compare(PyObject* self, PyObject* other, int operation) noexcept {
+PyObject* Compare(PyObject* self, PyObject* other, int operation) {
   return Guarded<PyObject*>(nullptr, [&] {
-    const int alike = PyObject_IsInstance(other, reinterpret_cast<PyObject*>(Type()));
-    Checked(alike);
-    if (alike == 0 || (!Ordered && operation != Py_EQ && operation != Py_NE)) {
+    const bool alike = PyObject_TypeCheck(other, Type()) != 0;
+    if (!alike || (!Ordered && operation != Py_EQ && operation != Py_NE)) {
       return PyRef::Share(Py_NotImplemented).Release();
     }
     return Checked(PyObject_RichCompare(FieldsAsTuple<Value>(self).Get(), FieldsAsTuple<Value>(other).Get(),
@@ -58,7 +57,7 @@ PyObject* Compare(PyObject* self, PyObject* other, int operation) noexcept {
 }
 
 template <class Value>
-Py_hash_t Hash(PyObject* self) noexcept {
+Py_hash_t Hash(PyObject* self) {
   return Guarded<Py_hash_t>(-1, [self] {
     const Py_hash_t hash = PyObject_Hash(FieldsAsTuple<Value>(self).Get());
     if (hash == -1) throw PresetError();
@@ -67,7 +66,7 @@ Py_hash_t Hash(PyObject* self) noexcept {
 }
 
 template <class Value>
-PyObject* Iterate(PyObject* self) noexcept {
+PyObject* Iterate(PyObject* self) {
   return Guarded<PyObject*>(
       nullptr, [self] { return Checked(PyObject_GetIter(FieldsAsTuple<Value>(self).Get())).Release(); });
 }
@@ -75,7 +74,7 @@ PyObject* Iterate(PyObject* self) noexcept {
 /// `format` is for the % operator and takes all fields. Format: a function, as texts are no template
 /// arguments.
 template <class Value, const char* (*Format)()>
-PyObject* Represent(PyObject* self) noexcept {
+PyObject* Represent(PyObject* self) {
   return Guarded<PyObject*>(nullptr, [self] {
     const PyRef format = Checked(PyUnicode_FromString(Format()));
     return Checked(PyUnicode_Format(format.Get(), FieldsAsTuple<Value>(self).Get())).Release();
@@ -83,8 +82,9 @@ PyObject* Represent(PyObject* self) noexcept {
 }
 
 template <class Value>
-PyObject* Text(PyObject* self) noexcept {
-  return Guarded<PyObject*>(nullptr, [self] { return ToPython(Extract<Value>(self)->ToString()).Release(); });
+PyObject* Text(PyObject* self) {
+  return Guarded<PyObject*>(nullptr,
+                            [self] { return ToPython(FromPython<Value>(self).ToString()).Release(); });
 }
 
 }  // namespace tarn

@@ -19,13 +19,13 @@ using namespace Tarn::Binding;
 
 namespace {
 
-/// The last user of an image may be a thread of the library. Once the interpreter is going the buffer stays
-/// exported, and its memory with it.
+/// The last user of an image may be a thread of the library. Once the interpreter is going the buffer stays exported,
+/// and its memory with it.
 void ReleaseBuffer(Py_buffer* view) {
-  const InterpreterLock lock;
-  if (!lock) return;
-  PyBuffer_Release(view);
-  delete view;
+  WithInterpreterLock([view] {
+    PyBuffer_Release(view);
+    delete view;
+  });
 }
 
 /// On the heap, as some exporters keep pointers into the view itself.
@@ -41,7 +41,7 @@ Tarn::DataType TypeOf(const Py_buffer& view) {
   const auto type = DataTypeOfFormat(view.format, view.itemsize);
   if (!type) {
     throw std::invalid_argument(
-        "samples of format '" + std::string(view.format) +
+        "samples of format '" + std::string(view.format ? view.format : "B") +
         "' cannot be an image: they must be integers of 8, 16 or 32 bits or floats of 32 "
         "or 64 bits in the machine's byte order");
   }
@@ -63,12 +63,24 @@ void RequireImageShape(const Py_buffer& view) {
   if (empty) throw std::invalid_argument("a buffer of shape " + shape + " cannot be an image: it is empty");
 }
 
+/// Bytes from one index to the next in each dimension. Exporters that leave them out (arrays of ctypes do, though they
+/// are asked) mean memory without gaps, last index first.
+std::array<Py_ssize_t, 3> StridesOf(const Py_buffer& view) {
+  std::array<Py_ssize_t, 3> strides{};
+  Py_ssize_t stride = view.itemsize;
+  for (auto dimension = static_cast<std::size_t>(view.ndim); dimension-- > 0;) {
+    strides[dimension] = view.strides ? view.strides[dimension] : stride;
+    stride *= view.shape[dimension];
+  }
+  return strides;
+}
+
 std::vector<TRPlaneLayout> PlanesOf(const Py_buffer& view) {
+  const std::array<Py_ssize_t, 3> strides = StridesOf(view);
   std::vector<TRPlaneLayout> planes;
   const Py_ssize_t count = view.ndim == 3 ? view.shape[2] : 1;
   for (Py_ssize_t plane = 0; plane < count; ++plane) {
-    char* base = static_cast<char*>(view.buf) + (plane > 0 ? plane * view.strides[2] : 0);
-    planes.push_back({base, view.strides[1], view.strides[0]});
+    planes.push_back({static_cast<char*>(view.buf) + plane * strides[2], strides[1], strides[0]});
   }
   return planes;
 }

@@ -1,7 +1,6 @@
 #include "gevserver/nodes/boolean_value.h"
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 #include "core/library_call.h"
@@ -25,10 +24,7 @@ bool ParseBoolean(const std::string& text) {
   std::string lower = text;
   std::transform(lower.begin(), lower.end(), lower.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  std::istringstream word(lower);
-  bool value = false;
-  word >> std::boolalpha >> value;
-  return !word.fail() && value;
+  return lower == "true";
 }
 
 }  // namespace Tarn::GevServer::Private

@@ -10,24 +10,30 @@
 #include <utility>
 #include <vector>
 
-#include "camera/base/mutex.h"
+#include "camera/base/process_mutex.h"
 
 namespace Tarn::GevServer {
 
 namespace Private {
-/// Cookies are unique in the process, so that one event's cookie never ends another event's registration. Not
-/// 0.
+/// Cookies are unique in the process, so that one event's cookie never ends another event's registration. Not 0.
 inline std::uint64_t NextCookie() noexcept {
   static std::atomic<std::uint64_t> last = 0;
   return ++last;
+}
+
+/// One lock for all lists, held while a few pointers are copied: a node has three lists, and a fork takes every lock.
+inline ProcessMutex& ListenersMutex() {
+  static ProcessMutex& mutex = *new ProcessMutex;
+  return mutex;
 }
 }  // namespace Private
 
 /// A list of callbacks, each with the cookie that ends its registration.
 ///
-/// No lock is held while a listener runs: it may register and unregister, itself too. After Unregister no
-/// call of it starts; one may still be running. A listener is destroyed wherever its last user lets go, which
-/// may be a thread that is just calling. Threads: any thread.
+/// No lock is held while a listener runs: it may register and unregister, itself too. After Unregister no call of it
+/// starts; one may still be running. A listener is destroyed wherever its last user lets go, which may be a thread that
+/// is just calling.
+/// Threads: any thread.
 template <class... Args>
 class CbCarrier {
  public:
@@ -36,7 +42,7 @@ class CbCarrier {
   /// \return the cookie
   std::uint64_t Register(Callback callback) {
     auto listener = std::make_shared<Listener>(Private::NextCookie(), std::move(callback));
-    const MutexLock lock(mutex_);
+    const MutexLock lock(Private::ListenersMutex());
     listeners_.push_back(listener);
     return listener->cookie;
   }
@@ -44,7 +50,7 @@ class CbCarrier {
   /// False when the cookie is none of this list's.
   bool Unregister(std::uint64_t cookie) {
     std::shared_ptr<Listener> removed;  // destroyed after the lock is let go: a listener may own anything
-    const MutexLock lock(mutex_);
+    const MutexLock lock(Private::ListenersMutex());
     const auto found = std::find_if(listeners_.begin(), listeners_.end(),
                                     [cookie](const auto& listener) { return listener->cookie == cookie; });
     if (found == listeners_.end()) return false;
@@ -56,17 +62,17 @@ class CbCarrier {
 
   void Clear() {
     std::vector<std::shared_ptr<Listener>> removed;
-    const MutexLock lock(mutex_);
+    const MutexLock lock(Private::ListenersMutex());
     removed.swap(listeners_);
     for (const auto& listener : removed) listener->active = false;
   }
 
-  /// Calls every listener, in order of registration. An exception from one is dropped and keeps no other from
-  /// being called: there is nobody above who could handle it.
+  /// Calls every listener, in order of registration. An exception from one is dropped and keeps no other from being
+  /// called: there is nobody above who could handle it.
   void Call(Args... args) const noexcept {
     std::vector<std::shared_ptr<Listener>> snapshot;
     {
-      const MutexLock lock(mutex_);
+      const MutexLock lock(Private::ListenersMutex());
       snapshot = listeners_;
     }
     for (const auto& listener : snapshot) {
@@ -88,8 +94,7 @@ class CbCarrier {
     std::atomic<bool> active = true;  // cleared by Unregister, read by a Call that holds an older snapshot
   };
 
-  mutable Mutex mutex_;
-  std::vector<std::shared_ptr<Listener>> listeners_ TARN_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<Listener>> listeners_ TARN_GUARDED_BY(Private::ListenersMutex());
 };
 
 }  // namespace Tarn::GevServer

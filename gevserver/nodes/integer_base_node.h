@@ -27,6 +27,7 @@ class IntegerBaseNode : public SelectorNode {
 
   /// Always empty: integers of this model carry no unit.
   virtual std::string Unit() const { return {}; }
+  virtual void SetUnit(const std::string& /*unit*/) {}
 
   std::string ToString() const override;
 };

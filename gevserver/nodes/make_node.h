@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/c_text.h"
 #include "core/library_call.h"
 #include "gevserver/library/tr_status.h"
 #include "gevserver/node_name.h"
@@ -30,7 +31,7 @@ template <class T, class Create>
 std::shared_ptr<T> CreateFreeNode(std::string_view name, std::optional<std::int32_t> name_space,
                                   Create&& create) {
   const CreationName resolved = ResolveCreationName(name, name_space);
-  HandleGuard<Node> handle(create(resolved.name.c_str(), resolved.name_space));
+  HandleGuard<Node> handle(create(CText(resolved.name), resolved.name_space));
   if (!handle) ThrowLastError(TR_E_FAILED);
   return MakeNode<T>(std::move(handle), {});
 }

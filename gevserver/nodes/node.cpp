@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "core/c_text.h"
 #include "core/library_call.h"
 #include "core/tarn_exception.h"
 #include "core/two_call_text.h"
@@ -109,11 +110,10 @@ void Node::Add(const std::shared_ptr<Node>& node, std::int32_t kind) {
     throw std::runtime_error("Added Node must be in the same node map as this Parent");
   }
   // Only entries join the map through their parent: clients reach them through their enumeration alone.
-  const bool adopt = !other_map && kind == GSN_LIST_CHILD && Type() == GSN_TYPE_ENUMERATION &&
-                     node->Type() == GSN_TYPE_ENUM_ENTRY;
-  if (adopt) node->map_ = map;
+  const bool entry = IsEntryOfThis(*node, kind);
+  if (entry && !other_map) node->map_ = map;
   CheckLastError(GSNAddNode(Handle(), kind, node->Handle()));
-  if (adopt) map->List(node);
+  if (entry) map->ListEntry(node);
 }
 
 bool Node::Remove(const std::shared_ptr<Node>& node, std::int32_t kind) {
@@ -121,7 +121,13 @@ bool Node::Remove(const std::shared_ptr<Node>& node, std::int32_t kind) {
   const TR_STATUS status = GSNRemoveNode(Handle(), kind, node->Handle());
   if (status == TR_E_NOT_FOUND) return false;
   CheckLastError(status);
+  const auto map = NodeMap();
+  if (map && IsEntryOfThis(*node, kind)) map->Refresh({node});
   return true;
+}
+
+bool Node::IsEntryOfThis(const Node& node, std::int32_t kind) const {
+  return kind == GSN_LIST_CHILD && Type() == GSN_TYPE_ENUMERATION && node.Type() == GSN_TYPE_ENUM_ENTRY;
 }
 
 std::int64_t Node::RelatedCount(std::int32_t kind) const {
@@ -186,7 +192,7 @@ std::shared_ptr<Node> Node::GetInfoAsNode(std::int32_t info) const {
 }
 
 void Node::SetInfoAsString(std::int32_t info, const std::string& text) {
-  CheckLastError(GSNSetInfoAsString(Handle(), info, text.c_str()));
+  CheckLastError(GSNSetInfoAsString(Handle(), info, CText(text)));
 }
 
 void Node::SetInfoAsInt(std::int32_t info, std::int64_t value) {

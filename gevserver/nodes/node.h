@@ -93,7 +93,8 @@ class Node {
   /// Throws: std::runtime_error "Added Node must not be nullptr", "Parent Node must have node map",
   ///   "Added Node must be in the same node map as this Parent".
   void Add(const std::shared_ptr<Node>& node, std::int32_t kind);
-  /// False when the node was not linked so.
+  /// False when the node was not linked so. An entry that its enumeration loses leaves the map, unless it was added
+  /// to the map by itself.
   bool Remove(const std::shared_ptr<Node>& node, std::int32_t kind);
   /// The linked nodes of one kind, in the library's order.
   std::vector<std::shared_ptr<Node>> Related(std::int32_t kind) const;
@@ -130,6 +131,9 @@ class Node {
 
  private:
   friend class GevServer::NodeMap;  // sets map_
+
+  // Whether linking `node` with this kind makes it an entry of this enumeration.
+  bool IsEntryOfThis(const Node& node, std::int32_t kind) const;
 
   // The node object behind a handle that the library gave us; takes over its reference.
   std::shared_ptr<Node> ObjectOf(TR_HANDLE handle) const;

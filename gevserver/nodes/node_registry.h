@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "camera/base/mutex.h"
+#include "camera/base/process_mutex.h"
 #include "gevserver/library/tr_types.h"
 
 namespace Tarn::GevServer {
@@ -14,9 +14,9 @@ class Node;
 
 namespace Tarn::GevServer::Private {
 
-/// Finds the object of a library node, so that there is one at a time, also for free nodes and for entries
-/// that share their name with another. A handle means one node for as long as an object owns it. Threads: any
-/// thread.
+/// Finds the object of a library node, so that there is one at a time, also for free nodes and for entries that share
+/// their name with another. A handle means one node for as long as an object owns it.
+/// Threads: any thread.
 class NodeRegistry {
  public:
   static NodeRegistry& Instance();
@@ -31,7 +31,7 @@ class NodeRegistry {
   void RemoveDead(TR_HANDLE handle);
 
  private:
-  mutable Mutex mutex_;
+  mutable ProcessMutex mutex_;
   std::map<TR_HANDLE, std::weak_ptr<Node>> nodes_ TARN_GUARDED_BY(mutex_);
 };
 

@@ -1,5 +1,6 @@
 #include "gevserver/nodes/value_node.h"
 
+#include "core/c_text.h"
 #include "core/library_call.h"
 #include "core/tarn_exception.h"
 #include "core/two_call_text.h"
@@ -66,9 +67,7 @@ std::string ValueNode::ToString() const {
       [this](char* text, std::size_t* size) { return GSNGetAsString(Handle(), text, size); }, CheckLastError);
 }
 
-void ValueNode::FromString(const std::string& text) {
-  CheckLastError(GSNSetAsString(Handle(), text.c_str()));
-}
+void ValueNode::FromString(const std::string& text) { CheckLastError(GSNSetAsString(Handle(), CText(text))); }
 
 std::int64_t ValueNode::PollingTime() const { return GetInfoAsInt(GSN_INFO_POLLING_TIME); }
 
