@@ -24,7 +24,7 @@ BELOW = {
     "camera/image": "camera/base",
     "camera/device": "camera/base camera/wire ENGINE camera/net camera/image",
     "camera/capi": "camera/base camera/wire ENGINE camera/net camera/image camera/device gevserver/library",
-    # The line itself, and the object model with its Python face above it. Of the camera they see the mutex alone.
+    # The line itself, and the object model with its Python face above it. Of the camera they see its base.
     "gevserver/library": "",
     "core": "camera/base gevserver/library",
     "gevserver": "camera/base core gevserver/library",

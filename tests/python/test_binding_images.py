@@ -1,8 +1,13 @@
 """Images as buffers, and images over other objects' memory."""
 
+import array
+import ctypes
 import gc
 import io
+import mmap
+import pickle
 import sys
+import tempfile
 import threading
 import zlib
 from typing import Any
@@ -66,6 +71,44 @@ def test_wrapped_images_are_their_source(layout: Any, planes: Any, dtype: Any) -
     source[:] = 1
     assert (np.asarray(image) == 1).all() and not np.shares_memory(np.asarray(copy), source)
     assert type(copy) is tarn.Image and np.asarray(copy).sum() != np.asarray(image).sum()
+
+
+def test_every_exporter_is_an_image_or_refused() -> None:
+    """Those that leave out strides, as ctypes does, and those whose memory is no picture."""
+    rows = ((ctypes.c_uint16 * 3) * 2)((1, 2, 3), (4, 5, 6))
+    colors = (((ctypes.c_ubyte * 3) * 2) * 2)()
+    colors[1][1][2] = 9
+    pointer = ctypes.cast(rows, ctypes.POINTER(type(rows)))  # as a driver's library hands it out
+    with tempfile.TemporaryFile() as file:
+        file.truncate(8)
+        mapped = mmap.mmap(file.fileno(), 8)
+        for good, expected in (
+            (rows, [[1, 2, 3], [4, 5, 6]]),
+            (pointer.contents, [[1, 2, 3], [4, 5, 6]]),
+            (colors, [[[0, 0, 0], [0, 0, 0]], [[0, 0, 0], [0, 0, 9]]]),
+            (memoryview(bytearray(range(6))).cast("B", (2, 3)), [[0, 1, 2], [3, 4, 5]]),
+            (memoryview(mapped).cast("B", (2, 4)), [[0] * 4] * 2),
+            (memoryview(array.array("f", range(4))).cast("B").cast("f", (2, 2)), [[0, 1], [2, 3]]),
+        ):
+            image = tarn.WrappedImage.from_buffer(good)
+            assert np.asarray(image).tolist() == expected
+            del image
+        for bad in (
+            b"abc",
+            bytearray(4),
+            array.array("H", [1, 2]),
+            mapped,
+            ctypes.c_int(),
+            ctypes.pointer(ctypes.c_int()),
+            ctypes.create_string_buffer(4),
+            ((ctypes.c_char * 2) * 2)(),
+            io.BytesIO(b"abc").getbuffer(),
+            memoryview(b"abcd").cast("c", (2, 2)),
+            pickle.PickleBuffer(b"abc"),
+            np.zeros((2, 2), [("a", "u1")]),
+        ):
+            with pytest.raises((ValueError, TypeError)):
+                tarn.WrappedImage.from_buffer(bad)
 
 
 def test_what_was_asked_of_a_buffer_is_what_it_gives() -> None:

@@ -1,5 +1,6 @@
 """Factories, arguments, node map and ownership of a server, without a client."""
 
+import contextlib
 import gc
 import sys
 import weakref
@@ -67,7 +68,7 @@ def test_factories_refuse_what_is_no_camera() -> None:
         (lambda: constant(size, 2), RuntimeError, "Invalid pixel format"),
         (lambda: constant(size, 1, tarn.DataType(0x10C)), RuntimeError, "Invalid pixel format"),
         (lambda: constant(size, 1, tarn.DataType.Float), RuntimeError, "Invalid pixel format"),
-        (lambda: constant(size, 2**40), OverflowError, "integer does not fit the parameter's range"),
+        (lambda: constant(size, 2**40), RuntimeError, "Invalid pixel format"),
         (lambda: variable(size, 0), RuntimeError, "Invalid pixel format"),
         (
             lambda: variable((8, 4), MONO8),
@@ -105,6 +106,16 @@ def test_start_takes_text_or_number_by_exact_type() -> None:
     server.stop()
     refused(lambda: server.start(), ValueError, NO_MATCH)
     refused(lambda: server.start(2**80), OverflowError, "int too big to convert")
+    for address, what in (
+        ("0.0.0.0", "every address of the host"),
+        ("255.255.255.255", "a broadcast address"),
+        ("127.255.255.255", "a broadcast address"),
+        ("239.1.2.3", "a multicast group"),
+        ("241.1.2.3", "a reserved address"),
+    ):
+        text = f"ServerBase {address} is {what}: a server is started on the address of one interface"
+        refused(lambda address=address: server.start(address), ValueError, text)
+    assert server.state == State.Configuration
 
 
 def test_user_version_is_text_of_anything() -> None:
@@ -173,6 +184,7 @@ def test_adding_and_removing_nodes() -> None:
         lambda: features.add_node(node, "Gain"),
         lambda: features.remove_node(),
         lambda: features.remove_node(5),
+        lambda: features.remove_node(None),
     ):
         refused(call, ValueError, NO_MATCH)
     assert features.try_get_node("Gain") is None and node.node_map is None
@@ -264,6 +276,85 @@ def test_a_dropped_server_drops_its_listeners() -> None:
     assert sys.getrefcount(listener) == before + 1
     del server
     assert sys.getrefcount(listener) == before
+
+
+def test_a_call_outlives_the_server_that_it_ends() -> None:
+    """A removed node frees its listener, that frees the server, and the map's record with it."""
+    server = new_server()
+    features = server.node_map
+    features.add_node(IntegerNode.create("Gain"))
+    features.Gain.register_event_updated(lambda node, server=server: None)
+    weak = weakref.ref(server)
+    del server
+    assert features.remove_node("Gain") and weak() is None
+    refused(lambda: features.nodes, RuntimeError, GONE)
+
+
+def test_a_collection_inside_a_look_up_may_end_the_server() -> None:
+    """What the garbage collector frees is as gone as if it had been dropped; nothing reads its memory."""
+    for look in (lambda map_: map_["Width"], lambda map_: map_.Width, lambda map_: map_.nodes):
+        server = new_server()
+        features = server.node_map
+        cycle: list[object] = [server]
+        cycle.append(cycle)
+        del server, cycle
+        threshold = gc.get_threshold()
+        gc.set_threshold(1, 1, 1)
+        try:
+            with contextlib.suppress(RuntimeError):
+                look(features)
+        finally:
+            gc.set_threshold(*threshold)
+            gc.collect()
+        refused(lambda features=features: features.nodes, RuntimeError, GONE)
+
+
+def test_a_wrapper_made_while_the_server_goes_is_cut_off_too() -> None:
+    server = new_server()
+    made = []
+
+    class Curious:
+        """Looks at a relation when it goes."""
+
+        def __init__(self, node: Any) -> None:
+            self.node = node
+
+        def __call__(self, node: Any) -> None: ...
+
+        def __del__(self) -> None:
+            made.extend(self.node.entries)
+
+    # Nodes are cut off in the order of their names, so that the pixel format is still there.
+    server.node_map.AcquisitionMode.register_event_updated(Curious(server.node_map.PixelFormat))
+    del server
+    gc.collect()
+    assert made
+    for entry in made:
+        refused(lambda entry=entry: entry.name, RuntimeError, GONE)
+
+
+def test_texts_end_nowhere_but_at_their_end() -> None:
+    """The library's texts end at a null character, so one in the middle is refused."""
+    server = new_server()
+    width, text = server.node_map.Width, "text must not contain a null character"
+    before = width.tool_tip, server.user_version
+    for act in (
+        lambda: IntegerNode.create("Ba\0r"),
+        lambda: setattr(width, "tool_tip", "a\0b"),
+        lambda: width.from_string("1\0"),
+        lambda: setattr(server, "user_version", "1\0"),
+    ):
+        refused(act, ValueError, text)
+    assert (width.tool_tip, server.user_version) == before
+
+
+def test_a_version_is_set_whole_or_not_at_all() -> None:
+    server = new_server()
+    features = server.node_map
+    features.xml_file_version = tarn.GenApiVersion(1, 2, 3)
+    with pytest.raises(IndexError):
+        features.xml_file_version = tarn.GenApiVersion(4, 5, 2**40)
+    assert features.xml_file_version == tarn.GenApiVersion(1, 2, 3)
 
 
 def test_sending_without_a_client() -> None:

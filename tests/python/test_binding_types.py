@@ -2,7 +2,11 @@
 
 import gc
 import inspect
+import sys
 import weakref
+from collections.abc import Callable
+from typing import Any
+from unittest.mock import Mock
 
 import pytest
 
@@ -169,7 +173,7 @@ def test_docstrings_of_the_three_kinds() -> None:
         "@sec@call def stop(self) -> None:\n\nStops this server.\n\nStopping the server results"
     )
     assert "Parameters" not in server.stop.__doc__ and "Returns" not in server.stop.__doc__
-    assert module.Stream.try_send.__doc__.count("@sec@call def try_send(self, image: tarn.Image") == 2
+    assert module.Stream.try_send.__doc__.count("@sec@call def try_send(self, image: tarn.Image") == 1
     assert module.NodeMap.add_node.__doc__.split("@sec@call ")[1:] == [
         f"def add_node(self, {signature}) -> None:\n\nAdds the given to this node map.\n\n"
         "Add a node either by 1) Node only, 2) Node key (name) and value (node) or 3) Node key, value and "
@@ -209,3 +213,63 @@ def test_docstring_of_a_factory_and_of_a_constructor() -> None:
         "ip_address : str\n    The address of the interface.\n\n"
         "ipv4_mask : str\n    The subnet mask of the address.\n\n"
     )
+
+
+class _Liar:
+    """Claims to be an instance of whatever is asked for."""
+
+    def __init__(self, kind: type) -> None:
+        self.kind = kind
+
+    @property
+    def __class__(self) -> type:  # type: ignore[override]
+        return self.kind
+
+
+def test_what_only_looks_like_one_of_ours_is_refused() -> None:
+    """By its real type, before its memory is read: as an argument, in a comparison, in a slot."""
+    server = gevserver.Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), tarn.PfncFormat.Mono8)
+    node_map, width = server.node_map, server.node_map.Width
+    size, image = tarn.Size2D(1, 2), tarn.Image((64, 48))
+    takers: list[tuple[object, Callable[[Any], object]]] = [
+        (size, lambda fake: gevserver.Server.create_with_const_size_pfnc(fake, 1)),
+        (size, lambda fake: tarn.Image(fake)),
+        (size, lambda fake: tarn.Size2D.__iter__(fake)),
+        (tarn.Point2D(1, 1), lambda fake: setattr(_description(), "offset", fake)),
+        (tarn.DataType(8), lambda fake: tarn.Image((2, 2), 1, fake)),
+        (tarn.DataType(8), lambda fake: tarn.DataType.__hash__(fake)),
+        (tarn.GenApiVersion(1), lambda fake: setattr(node_map, "xml_file_version", fake)),
+        (width.register_event_updated(print), lambda fake: width.unregister_event_updated(fake)),
+        (image, lambda fake: server.stream.try_send(fake)),
+        (image, lambda fake: server.stream.try_send(fake, print)),
+        (image, lambda fake: tarn.Image.__repr__(fake)),
+        (width, lambda fake: node_map.add_node(fake)),
+        (width, lambda fake: node_map.remove_node(fake)),
+        (width, lambda fake: node_map.Root.add(fake, 0)),
+        (width, lambda fake: setattr(width, "alias_node", fake)),
+        (node_map, lambda fake: type(node_map).__getitem__(fake, "Width")),
+        (node_map, lambda fake: type(node_map).__getattribute__(fake, "Width")),
+        (module.State, lambda fake: vars(module.State)["Connected"].__class__.__get__(fake, None)),
+    ]
+    for real, take in takers:
+        for fake in (weakref.proxy(real), Mock(spec=real), _Liar(type(real))):
+            with pytest.raises((ValueError, TypeError)):
+                take(fake)
+    assert size == weakref.proxy(size)  # proxies compare what they stand for
+    assert size != Mock(spec=size) and size != _Liar(tarn.Size2D)
+
+
+def _description() -> gevserver.ImageBufferDescription:
+    make = gevserver.ImageBufferDescription.create_image_buffer_description_pfnc
+    return make(tarn.Size2D(8, 8), tarn.PfncFormat.Mono8)
+
+
+def test_subinterpreters_are_refused() -> None:
+    """Callbacks and the exit hook belong to the main interpreter, whichever imported the package first."""
+    interpreters = pytest.importorskip("_xxsubinterpreters")
+    other = interpreters.create()
+    script = "import tarn.gevserver as g; g.Server.create_non_streaming()"
+    with pytest.raises(interpreters.RunFailedError, match="main interpreter only"):
+        interpreters.run_string(other, f"import sys; sys.path[:] = {sys.path!r}; {script}")
+    interpreters.destroy(other)
+    assert gevserver.Server.create_non_streaming().node_map.DeviceUserID.value == ""

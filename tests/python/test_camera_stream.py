@@ -264,8 +264,12 @@ def test_failing_sends_release_nothing(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=2)
     stream = camera.server.stream
     calls: list[tarn.Image] = []
-    with pytest.raises(RuntimeError, match="Could not send image"):
+    with pytest.raises(RuntimeError) as caught:
         stream.send(wrap(picture(64, 48)), calls.append)  # nobody streams
+    assert (str(caught.value), caught.value.__notes__) == (
+        "Could not send image",
+        ["acquisition is not enabled"],
+    )
     assert stream.try_send(wrap(picture(64, 48)), calls.append) is False
     with streaming(camera) as (_, receiver, _):
         with pytest.raises(RuntimeError, match="Packet resend must be disabled for send without callback"):

@@ -3,6 +3,7 @@
 import contextlib
 import functools
 import gc
+import multiprocessing
 import sys
 import threading
 import time
@@ -14,117 +15,56 @@ import numpy as np
 import pytest
 
 import tarn
-from conftest import Camera, MakeCamera, free_address, open_stream, run_python, wait_until
+from conftest import Camera, MakeCamera, free_address, open_stream, wait_until
+from endings import FORK, STATES, program
 from features import Features
-from gvcp_client import CCP, CONTROL, ControlClient, GvcpError, discover
+from gvcp_client import CCP, CONTROL, GvcpError, discover
 from gvsp_receiver import StreamReceiver
 from tarn.gevserver import Server, State
 
-PRELUDE = """
-import sys, time
-import tarn
-from tarn.gevserver import Server, State
 
-server = Server.create_with_const_size_pfnc(tarn.Size2D(320, 240), tarn.PfncFormat.Mono8)
-node = server.node_map.AcquisitionStop
-
-def say(text):
-    print(text, flush=True)
-
-def wait(condition):
-    deadline = time.monotonic() + 20
-    while not condition():
-        assert time.monotonic() < deadline
-        time.sleep(0.001)
-
-def pictures():
-    while True:
-        yield tarn.Image((320, 240))
-"""
-
-# How a program gets to the state in which it simply ends; the client's part is in `_visit`.
-ENDINGS = {
-    "created": "",
-    "created and dropped": "del server",
-    "idle": "server.start(sys.argv[1])",
-    "idle and dropped": "server.start(sys.argv[1]); del server, node",
-    "connected": "server.start(sys.argv[1]); say('up'); wait(lambda: server.state == State.Connected)",
-    "streaming": """
-server.stream.resend_buffers_count = 3
-server.start(sys.argv[1]); say('up')
-wait(lambda: server.stream.is_running)
-for number, image in zip(range(20), pictures()):
-    server.stream.send(image, lambda image: None)
-""",
-    "sending in a thread": """
-import threading
-server.stream.resend_buffers_count = 3
-server.start(sys.argv[1]); say('up')
-wait(lambda: server.stream.is_running)
-def feed():
-    for image in pictures():
-        server.stream.try_send(image, lambda image: None)
-threading.Thread(target=feed, daemon=True).start()
-time.sleep(0.1)
-""",
-    "inside a node callback": """
-inside = []
-def listen(node):
-    inside.append(node)
-    time.sleep(0.5)
-node.register_event_written_updated(listen)
-server.start(sys.argv[1]); say('up')
-wait(lambda: inside)
-""",
-    "inside a release callback": """
-inside = []
-def released(image):
-    inside.append(image)
-    time.sleep(0.5)
-server.stream.resend_buffers_count = 1
-server.start(sys.argv[1]); say('up')
-wait(lambda: server.stream.is_running)
-for number, image in zip(range(3), pictures()):
-    server.stream.send(image, released)
-wait(lambda: inside)
-""",
-    "by an exception": "server.start(sys.argv[1]); sys.exit(0)",
-}
-
-
-def _visit(address: str, ending: str, receiver: StreamReceiver) -> ControlClient:
-    """A client does what brings the program to its state, and stays."""
-    client = ControlClient(address)
-    client.connect(beat=None)
-    if ending != "connected":
-        open_stream(client, receiver)
-        features = Features(client)
-        if ending == "inside a node callback":
-            register, _ = features.register("AcquisitionStop")
-            client.send_raw(b"\x42\x01\x00\x82\x00\x08\x77\x77" + register.to_bytes(4, "big") + b"\0\0\0\1")
-        else:
-            features.execute("AcquisitionStart")
-    return client
-
-
-@pytest.mark.parametrize("ending", ENDINGS)
-def test_a_program_may_end_in_every_state(ending: Any) -> None:
+@pytest.mark.parametrize("state", STATES)
+def test_a_program_may_end_in_every_state(state: str) -> None:
     """Exit code 0, nothing printed, soon; the client's requests meanwhile meet no crash."""
     address = free_address()
-    script = PRELUDE + ENDINGS[ending]
-    with run_python(script, address) as program, StreamReceiver() as receiver:
-        client = None
-        try:
-            if "say('up')" in script:
-                assert program.stdout.readline() == "up\n", program.stderr.read()
-                client = _visit(address, ending, receiver)
-            out, error = program.communicate(timeout=20)
-        finally:
-            program.kill()
-            if client:
-                client.close()
-    assert (program.returncode, out, error) == (0, "", "")
+    with program(state, address) as process:
+        out, error = process.communicate(timeout=20)
+    assert (process.returncode, out, error) == (0, "", "")
     assert discover(address, wait=0.1) == []
+
+
+@pytest.mark.parametrize(
+    "state", [state for state in STATES if "daemon" not in state and "excep" not in state]
+)
+def test_a_program_may_fork_in_every_state(state: str) -> None:
+    """The child ends normally and soon, and leaves the camera and its address to the parent."""
+    address = free_address()
+    with program(state, address, FORK) as process:
+        out, error = process.communicate(timeout=20)
+    assert (process.returncode, out, error) == (0, "", "")
+
+
+def test_a_forked_worker_has_cameras_of_its_own(connected: Any) -> None:
+    """The parent's camera goes on while workers come and go, and is nothing to them but a shell."""
+    camera, client, _ = connected
+    answers: Any = multiprocessing.get_context("fork").SimpleQueue()
+    worker = multiprocessing.get_context("fork").Process(
+        target=_work, args=(camera.server, free_address(), answers)
+    )
+    worker.start()
+    worker.join(20)
+    assert worker.exitcode == 0
+    assert answers.get() == (State.Configuration, State.Disconnected)
+    assert client.read_register(CCP) & CONTROL
+    assert camera.server.state == State.Connected
+
+
+def _work(inherited: Server, address: str, answers: Any) -> None:
+    own = Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), tarn.PfncFormat.Mono8)
+    own.start(address)
+    assert discover(address)
+    answers.put((inherited.state, own.state))
+    own.stop()
 
 
 @pytest.fixture
@@ -331,6 +271,26 @@ def test_many_starts_and_stops_under_traffic(make_camera: MakeCamera) -> None:
         for asker in askers:
             asker.join()
     assert camera.server.state == State.Configuration
+
+
+def test_a_dropped_server_tells_the_owners_of_its_images(connected: Any) -> None:
+    """Each once, also of those that waited in the resend store, and with the image that was sent."""
+    camera, client, features = connected
+    images = [tarn.Image((64, 48)) for _ in range(4)]
+    released: list[Any] = []
+    with StreamReceiver() as receiver:
+        open_stream(client, receiver)
+        features.execute("AcquisitionStart")
+        camera.wait_running()
+        for image in images:
+            camera.server.stream.send(image, released.append)
+        wait_until(lambda: released, "the store lets the first ones go")
+        camera.server = None
+        gc.collect()
+        wait_until(lambda: len(released) >= len(images), "all owners are told")
+    client.close()
+    time.sleep(0.05)
+    assert [id(image) for image in released] == [id(image) for image in images]
 
 
 def test_children_do_not_outlive_their_server() -> None:

@@ -119,15 +119,66 @@ def test_entry_wrappers_stay_apart(node_map: NodeMap) -> None:
     assert node_map.Same is first
 
 
-def test_removed_enumeration_takes_its_entries(node_map: NodeMap) -> None:
+@pytest.mark.parametrize("held", [True, False])
+def test_removed_enumeration_takes_its_entries(node_map: NodeMap, held: bool) -> None:
+    """Whether somebody holds them or not, and also those of the camera itself."""
+    before = set(node_map.nodes)
     (enumeration,) = put(node_map, EnumerationNode.create("Color"))
-    entry = EnumEntryNode.create("Red")
-    enumeration.add(entry, NodeList.Child)
+    entries = [EnumEntryNode.create(name) for name in ("Red", "Green")]
+    for entry in entries:
+        enumeration.add(entry, NodeList.Child)
+    if not held:
+        del entry
+        entries.clear()
     assert node_map.remove_node(enumeration)
     assert node_map.try_get_node("Color") is None
     assert node_map.try_get_node("Red") is None
+    assert not hasattr(node_map, "Green") and not node_map.remove_node("Green")
     assert enumeration.node_map is None
-    assert entry.node_map is None
+    assert all(entry.node_map is None for entry in entries)
+    assert set(node_map.nodes) == before
+    assert node_map.remove_node("AcquisitionMode")
+    assert before - set(node_map.nodes) == {
+        "Std::AcquisitionMode",
+        "Std::Continuous",
+        "Std::SingleFrame",
+        "Std::MultiFrame",
+    }
+
+
+def test_a_name_goes_to_the_next_entry_that_has_it(node_map: NodeMap) -> None:
+    """When an enumeration loses its entry, by itself or because it goes."""
+    first, second = put(node_map, EnumerationNode.create("First"), EnumerationNode.create("Second"))
+    same = [EnumEntryNode.create("Same"), EnumEntryNode.create("Same")]
+    first.add(same[0], NodeList.Child)
+    second.add(same[1], NodeList.Child)
+    assert node_map.Same is same[0]
+    assert first.remove(same[0], NodeList.Child)
+    assert same[0].node_map is None and node_map.Same is same[1] and node_map.nodes["Cust::Same"] is same[1]
+    first.add(same[0], NodeList.Child)
+    assert same[0].node_map is node_map and node_map.Same is same[1]
+    assert node_map.remove_node("Second")
+    assert node_map.Same is same[0]
+
+
+def test_a_refused_addition_takes_nothing_away(node_map: NodeMap, make_camera: MakeCamera) -> None:
+    """Neither a node that was there before, nor what an entry needs to join later."""
+    lamp = constant(node_map, "Lamp", 1)
+    for node in (lamp, node_map.Width):
+        refused(ValueError, "9 is no node list", node_map.add_node, node.name_only, node, 9)
+        assert node_map[node.name_only] is node
+    fresh = IntegerNode.create("Fresh")
+    refused(ValueError, "9 is no node list", node_map.add_node, "Fresh", fresh, 9)
+    assert node_map.try_get_node("Fresh") is None and fresh.node_map is None
+
+    camera = make_camera()
+    features = camera.server.node_map
+    entry = EnumEntryNode.create("Burst")
+    with pytest.raises(RuntimeError):
+        features.AcquisitionMode.add(entry, NodeList.Child)
+    camera.server.stop()
+    features.AcquisitionMode.add(entry, NodeList.Child)
+    assert features.Burst is entry and features.nodes["Cust::Burst"] is entry
 
 
 def test_selectors(node_map: NodeMap) -> None:

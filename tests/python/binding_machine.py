@@ -1,0 +1,232 @@
+"""Random calls of all that the server module offers, with arguments that lie, die, raise and call back."""
+
+import contextlib
+import gc
+import inspect
+import weakref
+from collections.abc import Callable
+from typing import Any
+from unittest.mock import Mock
+
+import numpy as np
+from hypothesis import strategies as st
+from hypothesis.stateful import RuleBasedStateMachine, initialize, invariant, rule
+
+import tarn
+from tarn import gevserver
+from tarn.gevserver import NodeMap, Server
+
+
+class HostileError(Exception):
+    """What hostile objects raise beside the kinds that failures have."""
+
+
+#: What a call may raise: the kinds that failures have, and what the interpreter itself says of a wrong use.
+FAILURES = (ValueError, RuntimeError, LookupError, OverflowError, MemoryError, TypeError, AttributeError)
+FAILURES += (BufferError, HostileError)
+KINDS = [getattr(gevserver, name) for name in gevserver.__all__]
+VALUES = [tarn.Size2D, tarn.Point2D, tarn.DataType, tarn.GenApiVersion, tarn.NetworkConnection, tarn.Image]
+NODE_KINDS = [kind for kind in KINDS if hasattr(kind, "create")]
+NAMES = [
+    "Gain",
+    "Lamp",
+    "Color",
+    "Red",
+    "Width",
+    "AcquisitionMode",
+    "Root",
+    "Std::Height",
+    "Priv::A",
+    "Ba\x00r",
+    "é",
+    "",
+]
+_SPECIAL = [
+    f"__{name}__" for name in ["getitem", "getattribute", "eq", "hash", "repr", "iter", "init", "str"]
+]
+#: Not called: it would leave the process with more than a run can clean up.
+_LEFT_OUT = {"start"}
+
+
+class Hostile:
+    """An argument whose every conversion does something else first, then raises or gives something odd."""
+
+    def __init__(self, act: Callable[[], object], answer: Any) -> None:
+        self._act, self._answer = act, answer
+
+    def _convert(self, *_: object) -> Any:
+        with contextlib.suppress(Exception):
+            self._act()
+        if isinstance(self._answer, Exception):
+            raise self._answer
+        return self._answer
+
+    __int__ = __index__ = __float__ = __str__ = __bool__ = __len__ = __call__ = _convert
+    __eq__ = __lt__ = __buffer__ = __iter__ = __getitem__ = _convert
+    __hash__ = object.__hash__
+
+    def __del__(self) -> None:
+        self._convert()
+
+
+class Liar:
+    """Claims to be of another type."""
+
+    def __init__(self, kind: type) -> None:
+        self._kind = kind
+
+    @property
+    def __class__(self) -> type:  # type: ignore[override]
+        return self._kind
+
+
+class BindingMachine(RuleBasedStateMachine):
+    """A pool of objects that call each other at random. Whatever happens, the interpreter goes on."""
+
+    def __init__(self) -> None:
+        super().__init__()
+        # Collections happen where a rule says so: a run is to be the same when it is repeated.
+        gc.collect()
+        gc.disable()
+        self.pool: list[Any] = []
+        self.servers: list[Server] = []
+
+    @initialize()
+    def begin(self) -> None:
+        self.add_server(True)
+
+    @rule(streaming=st.booleans())
+    def add_server(self, streaming: bool) -> None:
+        make = Server.create_with_const_size_pfnc
+        server = (
+            make(tarn.Size2D(8, 8), tarn.PfncFormat.Mono8) if streaming else Server.create_non_streaming()
+        )
+        self.servers.append(server)
+        map_ = server.node_map
+        self.pool += [server, map_, server.stream, map_.DeviceUserID, map_.Root]
+        self.pool += [tarn.Image((8, 8)), tarn.WrappedImage.from_buffer(np.zeros((8, 8), np.uint8))]
+        self.pool += [tarn.Size2D(8, 8), tarn.Point2D(1, 1), tarn.DataType(8), tarn.GenApiVersion(1, 2, 3)]
+
+    @rule(data=st.data())
+    def add_node(self, data: st.DataObject) -> None:
+        """A node of any kind, in a map, in a category, in an enumeration, or free."""
+        kind, name = data.draw(st.sampled_from(NODE_KINDS)), data.draw(st.sampled_from(NAMES))
+        with contextlib.suppress(*FAILURES):
+            node = kind.create(name, length=8) if kind is gevserver.StringRegNode else kind.create(name)
+            self.pool.append(node)
+            parent = self._object(data)
+            if isinstance(parent, NodeMap):
+                parent.add_node(node)
+            elif isinstance(parent, gevserver.Node):
+                parent.add(node, data.draw(st.integers(-1, 4)))
+
+    @rule(data=st.data())
+    def call(self, data: st.DataObject) -> None:
+        """A method or an operator, of the object's own type or of another one."""
+        target = self._object(data)
+        owner = data.draw(st.sampled_from([type(target), *KINDS, *VALUES]))
+        offered = [name for name in dir(owner) if not name.startswith("_") and name not in _LEFT_OUT]
+        name = data.draw(st.sampled_from([*offered, *_SPECIAL]))
+        arguments = [self._argument(data) for _ in range(data.draw(st.integers(0, 4)))]
+        with contextlib.suppress(*FAILURES):
+            called = getattr(target if owner is type(target) else owner, name)
+            if callable(called):
+                self._keep(called(*arguments))
+            else:
+                self._keep(called)
+
+    @rule(data=st.data())
+    def assign(self, data: st.DataObject) -> None:
+        target = self._object(data)
+        settable = [name for name, _ in inspect.getmembers(type(target), inspect.isdatadescriptor)]
+        if settable:
+            name = data.draw(st.sampled_from(settable))
+            with contextlib.suppress(*FAILURES):
+                if name != "__class__":
+                    setattr(target, name, self._argument(data))
+
+    @rule(data=st.data())
+    def listen(self, data: st.DataObject) -> None:
+        """Register something that holds, and when it goes touches, other objects."""
+        target = self._object(data)
+        if isinstance(target, gevserver.ValueNode):
+            with contextlib.suppress(*FAILURES):
+                self._keep(target.register_event_updated(self._hostile(data)))
+
+    @rule(data=st.data())
+    def drop(self, data: st.DataObject) -> None:
+        """Forget an object, often the last one that holds it, or a server with all its children."""
+        if data.draw(st.booleans()) and self.servers:
+            server = self.servers.pop(data.draw(st.integers(0, len(self.servers) - 1)))
+            self.pool = [each for each in self.pool if each is not server]
+        elif self.pool:
+            self.pool.pop(data.draw(st.integers(0, len(self.pool) - 1)))
+
+    @rule()
+    def collect(self) -> None:
+        gc.collect()
+
+    @invariant()
+    def maps_agree_with_themselves(self) -> None:
+        """Every name that a living server's map lists can be looked up, and means the node that is listed."""
+        for server in self.servers[-1:]:
+            map_ = server.node_map
+            for name, node in map_.nodes.items():
+                assert map_.try_get_node(name) is node, name
+                assert node.node_map is map_
+
+    def teardown(self) -> None:
+        self.pool.clear()
+        self.servers.clear()
+        gc.enable()
+        gc.collect()
+
+    def _keep(self, made: object) -> None:
+        self.pool.append(made)
+        del self.pool[:-60]
+
+    def _object(self, data: st.DataObject) -> Any:
+        return data.draw(st.sampled_from(self.pool)) if self.pool else None
+
+    @staticmethod
+    def _weakly(target: Any) -> Callable[[], Any]:
+        """A listener that holds its server keeps it for good, which is no fault to look for here."""
+        try:
+            return weakref.ref(target)
+        except TypeError:
+            return lambda: None
+
+    def _hostile(self, data: st.DataObject) -> Hostile:
+        victim = self._weakly(self._object(data))
+        acts: list[Callable[[], object]] = [
+            gc.collect,
+            self.servers.clear,
+            self.pool.clear,
+            lambda: victim().nodes,
+            lambda: victim().remove_node("Gain"),
+            lambda: victim().entries,
+            lambda: victim().node_map.Width,
+            lambda: victim().stop(),
+        ]
+        answers = [7, 2.5, "Width", True, None, ValueError("hostile"), HostileError("hostile"), 2**80, b"x"]
+        return Hostile(data.draw(st.sampled_from(acts)), data.draw(st.sampled_from(answers)))
+
+    def _argument(self, data: st.DataObject) -> Any:
+        plain = st.sampled_from(
+            [None, 0, 1, -1, 2**31, 2**63, 2**70, 2.5, float("nan"), 1e300, True, b"", [], {}]
+        )
+        kind = data.draw(st.integers(0, 8))
+        if kind <= 2:
+            return self._object(data)
+        if kind == 3:
+            return data.draw(st.sampled_from(NAMES))
+        if kind == 4:
+            return self._hostile(data)
+        if kind == 5:
+            with contextlib.suppress(TypeError):
+                return weakref.proxy(self._object(data))
+        if kind == 6:
+            return Liar(data.draw(st.sampled_from([*KINDS, *VALUES])))
+        if kind == 7:
+            return Mock(spec=data.draw(st.sampled_from([*KINDS, *VALUES])))
+        return data.draw(plain)
