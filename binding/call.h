@@ -88,7 +88,8 @@ class Caller<Kind, Signature<Function, Names...>> {
     return ParseInto(call, objects, std::make_index_sequence<kCount>());
   }
 
-  /// In parameter order. Throws: what the converters throw.
+  /// In parameter order.
+  /// Throws: what the converters throw.
   static Values Convert(const std::array<PyObject*, kCount>& objects) {
     return ConvertAll(objects, std::make_index_sequence<kCount>());
   }

@@ -12,7 +12,8 @@
 
 namespace Tarn::Binding {
 
-/// An event kind that Python can listen to: its key in the registry and the text of last resort for its failures.
+/// An event kind that Python can listen to: its key in the registry and the text of last resort for its
+/// failures.
 struct CallableType {
   std::string_view name;
   const char* failure;
@@ -25,8 +26,8 @@ inline constexpr CallableType kEventOnReadUpdated{"event_on_read_updated",
 inline constexpr CallableType kEventWrittenUpdated{"event_written_updated",
                                                    "error in event_written_updated handler"};
 
-/// Callables by event kind and id. Each is held strongly until as many Drop as Store calls were made for it, or until
-/// the registry is cleared or goes.
+/// Callables by event kind and id. Each is held strongly until as many Drop as Store calls were made for it,
+/// or until the registry is cleared or goes.
 /// Threads: with the interpreter lock held.
 class CallableRegistry {
  public:

@@ -5,8 +5,8 @@
 namespace Tarn::Binding {
 namespace {
 
-/// Shows the pending error through sys.unraisablehook and leaves it pending: it ends in the library's thread, where
-/// nobody else would hear of a mistake in a listener.
+/// Shows the pending error through sys.unraisablehook and leaves it pending: it ends in the library's thread,
+/// where nobody else would hear of a mistake in a listener.
 void ShowPendingError(PyObject* callable) {
   PyObject* error[3] = {};
   PyErr_Fetch(&error[0], &error[1], &error[2]);

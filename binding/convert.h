@@ -2,8 +2,8 @@
 
 /// Values between Python and native code, both ways.
 ///
-/// Converter<T>::FromPython(object) gives a T or throws; Converter<T>::ToPython(value) gives a new object. Specialise
-/// it for further types; a type that crosses in one direction has that function only.
+/// Converter<T>::FromPython(object) gives a T or throws; Converter<T>::ToPython(value) gives a new object.
+/// Specialise it for further types; a type that crosses in one direction has that function only.
 
 #include <Python.h>
 
@@ -59,7 +59,8 @@ struct Converter<std::int64_t> {
   static PyRef ToPython(std::int64_t value) { return Checked(PyLong_FromLongLong(value)); }
 };
 
-/// Narrower integers. Throws: std::overflow_error when the number does not fit.
+/// Narrower integers.
+/// Throws: std::overflow_error when the number does not fit.
 template <std::integral T>
 requires(!std::same_as<T, bool> && !std::same_as<T, std::int64_t>) struct Converter<T> {
   static T FromPython(PyObject* object) {
@@ -147,7 +148,8 @@ struct Converter<std::optional<T>> {
 /// A new list of `size` entries made by `entry(index)`.
 template <class MakeEntry>
 PyRef MakeList(std::size_t size, MakeEntry&& entry) {
-  // All entries first: making them may run Python code, which would find the gaps of a list that is half full.
+  // All entries first: making them may run Python code, which would find the gaps of a list that is half
+  // full.
   std::vector<PyRef> entries;
   entries.reserve(size);
   for (std::size_t i = 0; i < size; ++i) entries.push_back(entry(i));
@@ -166,7 +168,8 @@ struct Converter<std::vector<T>> {
   }
 };
 
-/// Puts one item into a dictionary. Throws: std::runtime_error "failed to insert item in python dict".
+/// Puts one item into a dictionary.
+/// Throws: std::runtime_error "failed to insert item in python dict".
 void InsertItem(const PyRef& dictionary, const std::string& key, const PyRef& value);
 
 template <class T>
@@ -179,8 +182,9 @@ struct Converter<std::map<std::string, T>> {
   }
 };
 
-/// Throws the mismatch error unless the object is an instance of the type. Asks the object's real type and not its
-/// `__class__`, which proxies and mocks borrow from others: what follows reads the memory of a wrapper.
+/// Throws the mismatch error unless the object is an instance of the type. Asks the object's real type and
+/// not its `__class__`, which proxies and mocks borrow from others: what follows reads the memory of a
+/// wrapper.
 inline void RequireInstance(PyObject* object, PyTypeObject* type, const char* type_name) {
   if (!PyObject_TypeCheck(object, type)) ThrowMismatch(type_name);
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 /// Type objects of the core module, exported by `_tarn_311` for the modules linked against it. Borrowed
-/// references. Requires: the interpreter lock held.
+/// references.
+/// Requires: the interpreter lock held.
 
 #include <Python.h>
 

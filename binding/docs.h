@@ -38,7 +38,8 @@ struct CallDoc {
 /// The docstring of a method: one callable section per signature, in order of trial.
 std::string CallDocs(const std::vector<CallDoc>& calls);
 
-/// The docstring of a type. \param name  qualified, "tarn.gevserver.Node"
+/// The docstring of a type.
+/// \param name  qualified, "tarn.gevserver.Node"
 std::string TypeDocs(const std::string& name, const std::string& summary, const std::string& description,
                      const std::vector<CallDoc>& constructors);
 

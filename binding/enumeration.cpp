@@ -7,8 +7,9 @@
 #include "binding/convert.h"
 #include "binding/errors.h"
 
-// A member is a descriptor that yields its code on the class as well as on instances. As a data descriptor it guards
-// itself on instances; on the class the interpreter would replace it without asking, hence the metaclass.
+// A member is a descriptor that yields its code on the class as well as on instances. As a data descriptor it
+// guards itself on instances; on the class the interpreter would replace it without asking, hence the
+// metaclass.
 
 namespace Tarn::Binding {
 namespace {

@@ -12,8 +12,8 @@
 namespace Tarn::Binding {
 namespace {
 
-/// How long an ending program waits for a callback that is under way. Long enough for one that does some work, and
-/// short for somebody who has pressed Ctrl+C.
+/// How long an ending program waits for a callback that is under way. Long enough for one that does some
+/// work, and short for somebody who has pressed Ctrl+C.
 constexpr std::chrono::milliseconds kGatePatience{200};
 
 /// Counts the threads that are inside the interpreter or on their way in.
@@ -77,8 +77,8 @@ PyObject* OnExit(PyObject*, PyObject*) {
   });
 }
 
-/// Keeps the interpreter's record of a library thread from its first callback to its end: to make and free one for
-/// every callback costs more than the callback (measured: 12 us against 1 us).
+/// Keeps the interpreter's record of a library thread from its first callback to its end: to make and free
+/// one for every callback costs more than the callback (measured: 12 us against 1 us).
 class KeptThreadState {
  public:
   /// Requires: the interpreter lock held by this thread through PyGILState_Ensure.

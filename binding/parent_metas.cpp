@@ -16,7 +16,8 @@ std::unordered_map<const void*, PyObject*>& LiveWrappers() {
 
 PyRef LiveWrapper(const void* native) {
   const auto found = LiveWrappers().find(native);
-  // The weak references of a dying wrapper may call back before its deallocation begins; it must not be revived.
+  // The weak references of a dying wrapper may call back before its deallocation begins; it must not be
+  // revived.
   if (found == LiveWrappers().end() || Py_REFCNT(found->second) == 0) return {};
   return PyRef::Share(found->second);
 }

@@ -2,8 +2,8 @@
 
 /// The records of wrappers that hand out child wrappers, and the register of native objects that have one.
 ///
-/// A parent's record keeps one native object from getting a second wrapper, and cuts its children off when the parent
-/// goes: a child that outlives it must not reach what the library has released.
+/// A parent's record keeps one native object from getting a second wrapper, and cuts its children off when
+/// the parent goes: a child that outlives it must not reach what the library has released.
 /// Threads: with the interpreter lock held.
 
 #include <Python.h>
@@ -19,8 +19,8 @@
 
 namespace Tarn::Binding {
 
-/// The live wrapper of a native object, by the address of its root class; empty when it has none. The wrapper shares
-/// the object, so the address is not used again while the entry stands.
+/// The live wrapper of a native object, by the address of its root class; empty when it has none. The wrapper
+/// shares the object, so the address is not used again while the entry stands.
 PyRef LiveWrapper(const void* native);
 
 /// Record of a wrapper that is found by its native object.
@@ -35,7 +35,8 @@ class RegisteredMeta : public ObjMeta {
   const void* const native_;
 };
 
-/// Of a stream. Images on their way hold it too, and find their release callbacks here when the stream is gone.
+/// Of a stream. Images on their way hold it too, and find their release callbacks here when the stream is
+/// gone.
 class StreamMeta : public ObjMeta {
  public:
   void Retire() override {}
@@ -56,7 +57,8 @@ class ServerMeta : public ObjMeta {
   PyRef stream;  ///< empty for a server without a stream
 };
 
-/// Of a node map: which node wrappers are out, by full name, and the dictionary of all nodes while someone holds it.
+/// Of a node map: which node wrappers are out, by full name, and the dictionary of all nodes while someone
+/// holds it.
 class NodeMapMeta : public RegisteredMeta {
  public:
   /// A node as this record knows it. Entries of different enumerations may share a name.
@@ -78,7 +80,8 @@ class NodeMapMeta : public RegisteredMeta {
     return made;
   }
 
-  /// The dictionary that somebody still holds, else the one that `create` makes (it must be weakly referenceable).
+  /// The dictionary that somebody still holds, else the one that `create` makes (it must be weakly
+  /// referenceable).
   template <class Create>
   PyRef NodeDictOrCreate(Create&& create) {
     if (PyRef live = Resolve(dictionary_)) return live;
@@ -87,7 +90,8 @@ class NodeMapMeta : public RegisteredMeta {
     return made;
   }
 
-  /// A new list of the nodes' wrappers in the order given. \param create  (index) -> PyRef, for those without one
+  /// A new list of the nodes' wrappers in the order given.
+  /// \param create  (index) -> PyRef, for those without one
   template <class Create>
   PyRef NodeListOrCreate(const std::vector<NamedNode>& nodes, Create&& create) {
     return MakeList(nodes.size(), [&](std::size_t index) {

@@ -8,10 +8,11 @@
 
 namespace Tarn::Binding {
 
-/// Owns a reference; a bare `PyObject*` elsewhere is borrowed, except as the value returned to the interpreter.
+/// Owns a reference; a bare `PyObject*` elsewhere is borrowed, except as the value returned to the
+/// interpreter.
 ///
-/// Threads: with the interpreter lock held, destruction of a non-empty one included. A thread that the interpreter
-/// gives up at its end leaves its references to the process (binding/interpreter_end.h).
+/// Threads: with the interpreter lock held, destruction of a non-empty one included. A thread that the
+/// interpreter gives up at its end leaves its references to the process (binding/interpreter_end.h).
 class PyRef {
  public:
   PyRef() noexcept = default;

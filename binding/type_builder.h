@@ -22,12 +22,11 @@
 ///     // A method that needs more than one native call: the receiver comes first.
 ///     bool Warm(Sensor& sensor, double kelvin) { return sensor.Heat(kelvin) && sensor.IsStable(); }
 ///
-///     // A listener: the callable is kept in the wrapper's registry under the id, the native side keeps the
-///     id only.
-///     // See module/node_listeners.h for nodes.
+///     // A listener: the callable is kept in the wrapper's registry under the id, the native side keeps the id
+///     // only. See module/node_listeners.h for nodes.
 ///     std::int64_t Register(Self self, Callable handler) {
 ///       const std::int64_t id = Extract<Sensor>(self.object)->Register(&OnSensorEvent);
-///       MetaOf(self.object).callables.Store(kEventUpdated, id, handler.object);
+///       MetaOf(self.object)->callables.Store(kEventUpdated, id, handler.object);
 ///       return id;
 ///     }
 ///
@@ -37,8 +36,8 @@
 ///     void TypeDef<Sensor>::Init() {
 ///       TypeBuilder(Get(), "tarn.gevserver.Sensor", "Measures light.")
 ///           .ReadOnly<&Sensor::Serial>("serial", "Gets the serial number.")
-///           .ReadWrite<&Sensor::Gain, &Sensor::SetGain>("gain", "Gets or sets the gain.", "In decibel, 0
-///           to 24.") .Method<Signature<&Warm, "kelvin">>(
+///           .ReadWrite<&Sensor::Gain, &Sensor::SetGain>("gain", "Gets or sets the gain.", "In dB, 0 to 24.")
+///           .Method<Signature<&Warm, "kelvin">>(
 ///               "warm", {{.summary = "Warms the sensor.",
 ///                         .params = {{"kelvin", "float", "Temperature to reach."}},
 ///                         .returns = {"bool", "True if stable."}}})

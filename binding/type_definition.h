@@ -81,7 +81,8 @@ struct TypeDefinition {
   std::deque<MemberEntry> members;
 };
 
-/// Creates the heap type. \param full_name  "tarn.gevserver.Node"; must stay alive
+/// Creates the heap type.
+/// \param full_name  "tarn.gevserver.Node"; must stay alive
 /// Throws: PresetError when the interpreter refuses.
 PyTypeObject* CreateType(TypeDefinition& definition, const char* full_name);
 
@@ -94,7 +95,8 @@ class TypeSlot {
     return definition;
   }
 
-  /// The type object, created at the first call. Requires: the interpreter lock held.
+  /// The type object, created at the first call.
+  /// Requires: the interpreter lock held.
   static PyTypeObject* Object(const char* full_name) {
     static PyTypeObject* type = nullptr;
     if (!type) type = CreateType(Get(), full_name);

@@ -13,11 +13,11 @@
 
 namespace Tarn::Binding {
 
-/// What a wrapper knows beside its native object: the callables that wait for the object's events, and, in derived
-/// records, the wrappers handed out for the object's children. Made when first needed.
+/// What a wrapper knows beside its native object: the callables that wait for the object's events, and, in
+/// derived records, the wrappers handed out for the object's children. Made when first needed.
 ///
-/// Its wrapper owns a share; whoever works with it owns another one meanwhile, as anything that can run Python code
-/// may end the wrapper. After that the record is retired: empty, and nothing is put into it.
+/// Its wrapper owns a share; whoever works with it owns another one meanwhile, as anything that can run
+/// Python code may end the wrapper. After that the record is retired: empty, and nothing is put into it.
 class ObjMeta : public std::enable_shared_from_this<ObjMeta> {
  public:
   ObjMeta() = default;
@@ -40,8 +40,8 @@ class ObjMeta : public std::enable_shared_from_this<ObjMeta> {
 /// A shared reference to a native object, converted from a pointer to the object's root class (see Held).
 using Holder = std::shared_ptr<void>;
 
-/// The layout of all our Python objects. A null holder means that there is no native object: the wrapper was never
-/// bound, or it was cut off from its parent. There is no way back.
+/// The layout of all our Python objects. A null holder means that there is no native object: the wrapper was
+/// never bound, or it was cut off from its parent. There is no way back.
 struct Wrapper {
   PyObject ob_base;
   Holder* holder;
@@ -52,8 +52,8 @@ static_assert(sizeof(void*) != 8 || (sizeof(Wrapper) == 40 && sizeof(Holder) == 
 
 inline Wrapper* AsWrapper(PyObject* object) noexcept { return reinterpret_cast<Wrapper*>(object); }
 
-/// How wrappers hold a native class. Specialise it for classes with a common root (the holder is typed as the root,
-/// and extraction casts down at run time) and for plain value records.
+/// How wrappers hold a native class. Specialise it for classes with a common root (the holder is typed as the
+/// root, and extraction casts down at run time) and for plain value records.
 template <class T>
 struct Held {
   using Root = T;
@@ -82,8 +82,8 @@ PyRef Bind(PyTypeObject* type, std::shared_ptr<T> native) {
   return BindHolder(type, MakeHolder(std::move(native)));
 }
 
-/// The native object of a wrapper; the reference keeps it alive while the caller works, even when the wrapper is cut
-/// off meanwhile.
+/// The native object of a wrapper; the reference keeps it alive while the caller works, even when the wrapper
+/// is cut off meanwhile.
 /// Requires: the wrapper is an instance of a type that is bound with T's root.
 /// Throws: std::runtime_error when there is none, or when it is no T.
 template <class T>
@@ -124,7 +124,8 @@ std::shared_ptr<M> FindMeta(PyObject* wrapper) {
 /// Takes meta record and native object away from a wrapper and leaves the Python object alive but empty.
 void CutOff(PyObject* wrapper);
 
-/// The deallocation of every type. The type's own reference is kept on purpose: types live as long as the process.
+/// The deallocation of every type. The type's own reference is kept on purpose: types live as long as the
+/// process.
 void Dealloc(PyObject* wrapper);
 
 }  // namespace Tarn::Binding

@@ -25,7 +25,8 @@ class FakeLibrary {
   /// Starts a test afresh.
   void Reset() { *this = FakeLibrary(); }
 
-  /// A new handle with one reference. \param destroyed  called when its last reference goes
+  /// A new handle with one reference.
+  /// \param destroyed  called when its last reference goes
   TR_HANDLE NewHandle(std::function<void()> destroyed = {});
   TR_STATUS Share(TR_HANDLE handle);
   TR_STATUS Release(TR_HANDLE* handle);

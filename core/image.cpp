@@ -64,7 +64,8 @@ std::shared_ptr<Image> Image::Create(std::int64_t width, std::int64_t height, st
                                      DataType type, std::optional<ColorModel> color_model) {
   constexpr std::int64_t kMaxPlanes = 65536;  // what can be listed; libraries take fewer or as many
   if (planes > kMaxPlanes) throw std::invalid_argument("Planes must be smaller or equal to 65536");
-  // At least a byte, so that a type without bits gets as far as the library, which says what is wrong with it.
+  // At least a byte, so that a type without bits gets as far as the library, which says what is wrong with
+  // it.
   const auto sample = std::max(std::int64_t{type.BytesPerPixel()}, std::int64_t{1});
   const std::shared_ptr<void> memory = ZeroFilled({width, height, planes, sample});
   std::vector<TRPlaneLayout> layouts;

@@ -8,11 +8,12 @@
 
 namespace Tarn {
 
-/// Throws when `result` is negative: by the code and text of this thread's last error, or by `result` itself with the
-/// text "no specific message" when none is recorded.
+/// Throws when `result` is negative: by the code and text of this thread's last error, or by `result` itself
+/// with the text "no specific message" when none is recorded.
 void CheckLastError(TR_STATUS result);
 
-/// Throws what CheckLastError throws for a negative `result`; for calls that answer failure with a null handle.
+/// Throws what CheckLastError throws for a negative `result`; for calls that answer failure with a null
+/// handle.
 [[noreturn]] void ThrowLastError(TR_STATUS result);
 
 /// Code of this thread's last error; `otherwise` when none is recorded.

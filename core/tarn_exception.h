@@ -36,8 +36,8 @@ class ReasonedError : public std::runtime_error {
   std::string reason_;
 };
 
-/// The exception that stands for a library code, not thrown yet: the kind from the table of codes, else a TarnException.
-/// Lack of memory carries no message.
+/// The exception that stands for a library code, not thrown yet: the kind from the table of codes, else a
+/// TarnException. Lack of memory carries no message.
 std::exception_ptr ExceptionForStatus(TR_STATUS status, const std::string& message);
 
 /// Throws what ExceptionForStatus makes.

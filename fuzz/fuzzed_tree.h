@@ -35,7 +35,8 @@ class TreeContent {
   std::vector<std::vector<std::uint8_t>> pieces_;
 };
 
-/// An answer belongs to its command, is no longer than allowed, and was asked for. \param answer  maybe empty
+/// An answer belongs to its command, is no longer than allowed, and was asked for.
+/// \param answer  maybe empty
 void CheckAnswer(ByteView datagram, ByteView answer);
 
 }  // namespace Tarn

@@ -14,7 +14,8 @@ void RequirePixelFormat(std::uint32_t pixel_format);
 /// An image in memory. Setters throw std::runtime_error and then change nothing.
 class ImageBufferDescription {
  public:
-  /// \param width,height  pixels, at least 1; \param pixel_format  PFNC value, not 0. Checked in this order.
+  /// \param width,height  pixels, at least 1;
+  /// \param pixel_format  PFNC value, not 0. Checked in this order.
   ImageBufferDescription(std::int32_t width, std::int32_t height, std::uint32_t pixel_format);
   virtual ~ImageBufferDescription() = default;
   ImageBufferDescription(const ImageBufferDescription&) = default;

@@ -12,8 +12,8 @@ namespace Tarn::GevServer::Private {
 
 /// Gives out ids for objects and finds the objects again while they live.
 ///
-/// The library may call back after an object went. An id that outlived its object finds nothing, where an address would
-/// find freed memory.
+/// The library may call back after an object went. An id that outlived its object finds nothing, where an
+/// address would find freed memory.
 /// Threads: any thread.
 template <class T>
 class IdRegistry {

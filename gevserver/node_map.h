@@ -16,22 +16,23 @@ namespace Tarn::GevServer {
 class Node;
 class ServerBase;
 
-/// Finds, adds and removes the nodes of one server. Made by ServerBase::NodeMap; does not keep the server alive.
+/// Finds, adds and removes the nodes of one server. Made by ServerBase::NodeMap; does not keep the server
+/// alive.
 ///
-/// Names are names only, without a namespace; a name with a prefix is looked up without it. Node objects live as long
-/// as somebody holds them and are made again on demand. Library failures throw the kind of their code, with texts that
-/// begin with "NodeMap: ". Once the server is gone every library call fails.
+/// Names are names only, without a namespace; a name with a prefix is looked up without it. Node objects live
+/// as long as somebody holds them and are made again on demand. Library failures throw the kind of their
+/// code, with texts that begin with "NodeMap: ". Once the server is gone every library call fails.
 /// Threads: any thread.
 class NodeMap : public std::enable_shared_from_this<NodeMap> {
  public:
   /// The map of a server, filled with the names that the library knows already.
-  /// Throws: the kind of the library's code, with "failed to get node count", "failed to get node name length" or
-  /// "failed to get node name".
+  /// Throws: the kind of the library's code, with "failed to get node count", "failed to get node name
+  /// length" or "failed to get node name".
   static std::shared_ptr<NodeMap> Create(const std::shared_ptr<ServerBase>& server);
 
   /// Adds a node to the top of the map. Adding the same node again does nothing.
-  /// Throws: std::runtime_error "key must not be empty", "node must not be null", "key and value->NameOnly() must be
-  /// equal".
+  /// Throws: std::runtime_error "key must not be empty", "node must not be null", "key and value->NameOnly()
+  /// must be equal".
   void AddNode(const std::string& key, const std::shared_ptr<Node>& node);
 
   /// The same, and links the node to the category Root.
@@ -89,7 +90,8 @@ class NodeMap : public std::enable_shared_from_this<NodeMap> {
   std::shared_ptr<Node> ObjectOf(const std::string& name_only, const char* length_failure);
   std::shared_ptr<Node> Cached(const std::string& name_only) const;
   void Join(const std::string& name_only, const std::shared_ptr<Node>& node);
-  // An entry joins the map together with its enumeration; the name goes on meaning the first entry of that name.
+  // An entry joins the map together with its enumeration; the name goes on meaning the first entry of that
+  // name.
   void ListEntry(const std::shared_ptr<Node>& entry);
   // Has the map agree with the library again about nodes that may have left.
   void Refresh(const std::vector<std::shared_ptr<Node>>& nodes);

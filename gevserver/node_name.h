@@ -19,14 +19,16 @@ struct CreationName {
 std::string_view NameSpacePrefix(std::int32_t name_space) noexcept;
 
 /// GSNameSpace that a name belongs to. A name without "::" is custom; else "Std" and then "Priv" are looked
-/// for anywhere in it, so "Cust::MyStdGain" is standard. Callers rely on that. Throws: std::runtime_error for
-/// an empty name.
+/// for anywhere in it, so "Cust::MyStdGain" is standard. Callers rely on that.
+/// Throws: std::runtime_error for an empty name.
 std::int32_t NameSpaceOf(std::string_view name);
 
-/// The text behind the first "::", or the whole name. Throws: std::runtime_error for an empty name.
+/// The text behind the first "::", or the whole name.
+/// Throws: std::runtime_error for an empty name.
 std::string NameOnly(std::string_view name);
 
-/// `name` as it is. Throws: std::runtime_error when it is empty or holds "::".
+/// `name` as it is.
+/// Throws: std::runtime_error when it is empty or holds "::".
 std::string NameForCreation(std::string_view name);
 
 /// Name and namespace of a new node: the namespace of the prefix, or `name_space` for a name without one.

@@ -15,17 +15,19 @@ class Stream;
 /// A camera in software, owned through its library handle.
 ///
 /// Made by one of the three factories, in state Configuration; its nodes are set up, it is started, and
-/// images go to its stream. Threads: as ServerBase.
+/// images go to its stream.
+/// Threads: as ServerBase.
 class Server final : public ServerBase {
  public:
   /// A device with features and no stream.
   static std::shared_ptr<Server> CreateNonStreaming();
 
   /// A camera whose images have one size.
-  /// \param width,height  pixels, at least 1; \param pixel_format  PFNC value; \param driver_type
-  /// GSDriverType Throws: std::runtime_error "Width must be larger or equal to 1", "Height must be larger or
-  /// equal to 1",
-  ///   "Invalid pixel format", checked in this order; the texts of PfncName; library failures.
+  /// \param width,height  pixels, at least 1;
+  /// \param pixel_format  PFNC value;
+  /// \param driver_type GSDriverType
+  /// Throws: std::runtime_error "Width must be larger or equal to 1", "Height must be larger or equal to 1",
+  /// "Invalid pixel format", checked in this order; the texts of PfncName; library failures.
   static std::shared_ptr<Server> CreateConstantSize(std::int32_t width, std::int32_t height,
                                                     std::uint32_t pixel_format, std::int32_t driver_type);
 

@@ -54,8 +54,8 @@ class ServerBase : public std::enable_shared_from_this<ServerBase> {
   /// \param address  host order
   virtual void Start(std::uint32_t address);
 
-  /// Stops, and waits for the library's threads unless called from a callback; then a stop already under way is not
-  /// waited for either.
+  /// Stops, and waits for the library's threads unless called from a callback; then a stop already under way
+  /// is not waited for either.
   virtual void Stop();
 
   /// To be called in a forked child: the server runs in the parent, and here no start or stop is under way.

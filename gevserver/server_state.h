@@ -27,7 +27,8 @@ namespace Private {
 ///
 /// Starting is told as Configuration. It is there because the first client may connect before the call that
 /// starts the library has returned, and because an event on its way while a callback stops the server must
-/// not undo that. Threads: any thread.
+/// not undo that.
+/// Threads: any thread.
 class ServerState {
  public:
   /// State code.
@@ -38,7 +39,8 @@ class ServerState {
   void StartFailed() noexcept { Change(kStarting, State::Configuration); }
   void Stopped() noexcept { word_ = State::Configuration; }
 
-  /// An event of the library. \param state  state code that it leads to
+  /// An event of the library.
+  /// \param state  state code that it leads to
   void Event(std::int32_t state) noexcept;
 
  private:

@@ -10,16 +10,17 @@ namespace Tarn::GevServer::Private {
 
 /// Lets one start or stop through at a time, and nobody wait for a stop who could keep it from ending.
 ///
-/// A stop waits for the library's threads, and those may be inside a callback that itself starts or stops the server,
-/// or that waits for a lock which the starting thread holds. So a start is refused while a stop is under way, and a
-/// stop from inside a callback leaves it to the one under way.
+/// A stop waits for the library's threads, and those may be inside a callback that itself starts or stops the
+/// server, or that waits for a lock which the starting thread holds. So a start is refused while a stop is
+/// under way, and a stop from inside a callback leaves it to the one under way.
 /// Threads: any thread.
 class StartStopLock {
  public:
   /// Waits for another start.
   /// Throws: std::runtime_error while a stop is under way.
   void EnterStart();
-  /// Waits for a start or stop. False: called inside a callback while a stop is under way; there is nothing to do.
+  /// Waits for a start or stop. False: called inside a callback while a stop is under way; there is nothing
+  /// to do.
   [[nodiscard]] bool EnterStop();
   void Leave() noexcept;
 

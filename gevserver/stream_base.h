@@ -36,7 +36,8 @@ class StreamBase {
   [[nodiscard]] virtual TR_STATUS SetResendBuffersCount(std::int64_t count);
 
   /// Sends, and calls `released` when the image's memory is needed no more. The image is kept alive until
-  /// then, and its pixels must not change. \param released  may be empty; an exception from it is dropped
+  /// then, and its pixels must not change.
+  /// \param released  may be empty; an exception from it is dropped
   /// \return the library's status; `released` is never called after a failure
   [[nodiscard]] TR_STATUS InnerSend(std::shared_ptr<Image> image, Released released);
 
@@ -49,7 +50,8 @@ class StreamBase {
   /// Throws: as TrySend, and when that fails, as RequireSent.
   void Send(const std::shared_ptr<Image>& image);
 
-  /// Throws: ReasonedError "Could not send image" for the status of a send that failed just now on this thread.
+  /// Throws: ReasonedError "Could not send image" for the status of a send that failed just now on this
+  /// thread.
   static void RequireSent(TR_STATUS status);
 
   const std::shared_ptr<ServerBase>& Server() const noexcept { return server_; }

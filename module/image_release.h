@@ -12,8 +12,9 @@
 
 namespace _tarn::gevserver {
 
-/// Keeps the image object alive until the release, and one use of the callable in the stream's registry, which it
-/// shares: the callback is told also when the stream and its server went first. A callable's identity is its id there.
+/// Keeps the image object alive until the release, and one use of the callable in the stream's registry,
+/// which it shares: the callback is told also when the stream and its server went first. A callable's
+/// identity is its id there.
 ///
 /// Made and abandoned under the interpreter lock; Run comes from any thread, once, and destroys the object.
 class ImageRelease {
@@ -24,8 +25,8 @@ class ImageRelease {
   ImageRelease(const ImageRelease&) = delete;
   ImageRelease& operator=(const ImageRelease&) = delete;
 
-  /// Calls the callable with the image object. Once the interpreter is going nothing is called, and what `release`
-  /// holds is left to the process' end.
+  /// Calls the callable with the image object. Once the interpreter is going nothing is called, and what
+  /// `release` holds is left to the process' end.
   /// Throws: the native kind of what the callable raised.
   static void Run(std::unique_ptr<ImageRelease> release);
 

@@ -86,7 +86,8 @@ void AddConfig(Tarn::Binding::TypeBuilder& type, const std::string& name, const 
 // Creation. Forms with a namespace stand first, so that a second positional argument is one.
 
 /// Docs of one form of `create`.
-/// \param params  what the form takes beside the name; \param more  the end of the description
+/// \param params  what the form takes beside the name;
+/// \param more  the end of the description
 Tarn::Binding::CallDoc CreateDoc(const std::string& type_name, std::vector<Tarn::Binding::ParamDoc> params,
                                  const std::string& more = "");
 

@@ -2,9 +2,9 @@
 
 /// Nodes between native code and Python. One native node never has two live wrappers.
 ///
-/// As a parameter, `std::shared_ptr<X>` for a node class X takes an instance of the Python type of that name; None
-/// gives a null pointer, which the native operation refuses with its own text. GivenNode takes no None. As a result a
-/// shared pointer gives the wrapper, a vector of them a list.
+/// As a parameter, `std::shared_ptr<X>` for a node class X takes an instance of the Python type of that name;
+/// None gives a null pointer, which the native operation refuses with its own text. GivenNode takes no None.
+/// As a result a shared pointer gives the wrapper, a vector of them a list.
 
 #include <Python.h>
 
@@ -28,8 +28,8 @@ namespace _tarn::gevserver {
 
 using NodePtr = std::shared_ptr<Tarn::GevServer::Node>;
 
-/// The node's wrapper: the live one, else a new one of the most derived type. None for a null pointer. A new wrapper of
-/// a node whose map Python has let go is cut off like those before it.
+/// The node's wrapper: the live one, else a new one of the most derived type. None for a null pointer. A new
+/// wrapper of a node whose map Python has let go is cut off like those before it.
 Tarn::Binding::PyRef WrapNode(const NodePtr& node);
 
 /// A new list of the wrappers of nodes, none of them null.
@@ -38,13 +38,13 @@ Tarn::Binding::PyRef WrapNodes(const std::vector<NodePtr>& nodes);
 /// The wrapper of a node's map; empty when the node is free or nobody has wrapped its map.
 Tarn::Binding::PyRef NodeMapOf(const Tarn::GevServer::Node& node);
 
-/// To be called after a node has joined a map, by the map's add_node or as an entry of an enumeration: the map's
-/// wrapper then knows the node's wrapper and those of its entries, and its dictionary is built afresh.
+/// To be called after a node has joined a map, by the map's add_node or as an entry of an enumeration: the
+/// map's wrapper then knows the node's wrapper and those of its entries, and its dictionary is built afresh.
 /// Throws: std::runtime_error "No node map." when the map has no wrapper.
 void NodeJoinedMap(const NodePtr& node);
 
-/// To be called after nodes may have left the map: those that did are forgotten by its wrapper's record, with their
-/// listeners, and its dictionary is built afresh.
+/// To be called after nodes may have left the map: those that did are forgotten by its wrapper's record, with
+/// their listeners, and its dictionary is built afresh.
 void NodesLeftMap(Tarn::Binding::NodeMapMeta& record, const std::vector<NodePtr>& nodes);
 
 /// A node argument that None does not fit.

@@ -40,8 +40,8 @@ PyRef WrapStream(std::shared_ptr<Native::Stream> stream) {
   return wrapper;
 }
 
-/// Callbacks run in the main interpreter, and so does its exit hook. A copy of the module in another interpreter gets
-/// this far without the module's initialisation being asked.
+/// Callbacks run in the main interpreter, and so does its exit hook. A copy of the module in another
+/// interpreter gets this far without the module's initialisation being asked.
 void RequireMainInterpreter() {
   if (!InMainInterpreter()) throw std::runtime_error(kMainInterpreterOnly);
 }

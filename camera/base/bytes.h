@@ -13,7 +13,8 @@ namespace Tarn {
 using ByteView = std::span<const std::uint8_t>;
 using MutableByteView = std::span<std::uint8_t>;
 
-/// Big-endian unsigned integer at p. Requires: sizeof(T) readable bytes.
+/// Big-endian unsigned integer at p.
+/// Requires: sizeof(T) readable bytes.
 template <class T>
 constexpr T LoadBe(const std::uint8_t* p) noexcept {
   static_assert(std::is_unsigned_v<T>);
@@ -24,7 +25,8 @@ constexpr T LoadBe(const std::uint8_t* p) noexcept {
   (std::make_index_sequence<sizeof(T)>{});
 }
 
-/// Writes value big-endian at p. Requires: sizeof(T) writable bytes.
+/// Writes value big-endian at p.
+/// Requires: sizeof(T) writable bytes.
 template <class T>
 constexpr void StoreBe(std::uint8_t* p, T value) noexcept {
   static_assert(std::is_unsigned_v<T>);

@@ -18,12 +18,12 @@ namespace Tarn {
 /// looking at the slot of a stale handle is always safe, and its generation then tells that the handle is
 /// stale:
 ///
-///   | call    | slot free or of another generation | count n >= 1    |
-///   |---------+------------------------------------+-----------------|
-///   | Share   | refused                            | n + 1           |
-///   | Pin     | refused                            | n + 1 (if kind) |
-///   | Release | refused                            | n - 1; at 0 the generation moves on, the object is
-///   destroyed |
+///   | call    | slot free or of another generation | count n >= 1                   |
+///   |---------+------------------------------------+--------------------------------|
+///   | Share   | refused                            | n + 1                          |
+///   | Pin     | refused                            | n + 1 (if kind)                |
+///   | Release | refused                            | n - 1; at 0 the object goes,   |
+///   |         |                                    | and the generation moves on    |
 ///
 /// Share, Pin and Release take no lock: generation and count change together, in one atomic word. Constant
 /// initialised and trivially destroyed, so that one at namespace scope serves static objects to the very end.
@@ -46,8 +46,8 @@ class HandleTable {
   /// Drops a reference; false for no live handle.
   [[nodiscard]] bool Release(Handle handle) noexcept;
 
-  /// Has forks leave the table usable in the child. To be called once, ahead of everything that uses handles and
-  /// guards locks of its own, as it may hold those while it asks for a handle.
+  /// Has forks leave the table usable in the child. To be called once, ahead of everything that uses handles
+  /// and guards locks of its own, as it may hold those while it asks for a handle.
   void GuardAtForks();
 
   /// Number of objects created and not yet destroyed.

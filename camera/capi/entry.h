@@ -57,7 +57,8 @@ TR_HANDLE HandleEntry(Body&& body) noexcept {
   return Entry([&] { handle = std::forward<Body>(body)(); }) == TR_OK ? handle : nullptr;
 }
 
-/// The target of an output argument. Throws: EngineError(kInvalidArgument) naming `argument` when it is null.
+/// The target of an output argument.
+/// Throws: EngineError(kInvalidArgument) naming `argument` when it is null.
 template <class T>
 T& Output(T* target, const char* argument) {
   if (target == nullptr) {

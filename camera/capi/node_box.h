@@ -24,7 +24,8 @@ struct NodeBox {
   TR_HANDLE handle = nullptr;
 };
 
-/// A handle of the node with a reference for the caller. Requires: the tree lock.
+/// A handle of the node with a reference for the caller.
+/// Requires: the tree lock.
 /// Throws: std::bad_alloc.
 inline TR_HANDLE HandleOf(const NodePtr& node) {
   if (node->handle && ShareObject(node->handle) == TR_OK) return node->handle;

@@ -117,8 +117,8 @@ bool MayLogRefusal() {
   return now >= next && next_ns.compare_exchange_strong(next, now + Nanoseconds(kPause).count());
 }
 
-/// As Entry, for sends. An image that does not fit is the program's mistake, and programs that only try look at nothing
-/// but success: the log tells them why nothing arrives.
+/// As Entry, for sends. An image that does not fit is the program's mistake, and programs that only try look
+/// at nothing but success: the log tells them why nothing arrives.
 template <class Body>
 TR_STATUS SendEntry(Body&& body) noexcept {
   const TR_STATUS status = Entry(std::forward<Body>(body));

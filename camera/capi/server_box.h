@@ -12,7 +12,8 @@ struct ServerBox {
   static constexpr std::uint32_t kHandleKind = 0x53525652;  // "SRVR"
 
   explicit ServerBox(std::shared_ptr<Device> its_device) : device(std::move(its_device)) {}
-  /// A running device ends by itself: whoever drops the last handle may hold a lock that its callbacks wait for.
+  /// A running device ends by itself: whoever drops the last handle may hold a lock that its callbacks wait
+  /// for.
   ~ServerBox() {
     if (device->Inherited()) {
       new std::shared_ptr<Device>(

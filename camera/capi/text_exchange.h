@@ -14,8 +14,7 @@ namespace Tarn {
 ///
 /// \param size  characters: the room in the buffer on entry, what was or would be written on return
 /// Throws: EngineError(kInvalidArgument) without a size, EngineError(kBufferTooSmall) when the text does not
-/// fit;
-///   nothing is written then.
+/// fit; nothing is written then.
 template <class Char>
 void CopyCharacters(std::basic_string_view<Char> text, Char* buffer, std::size_t* size) {
   if (size == nullptr) throw EngineError(Failure::kInvalidArgument, "size must not be null");
@@ -32,7 +31,8 @@ void CopyCharacters(std::basic_string_view<Char> text, Char* buffer, std::size_t
   *size = needed;
 }
 
-/// A text that a caller gave. Throws: EngineError(kInvalidArgument) when it is null.
+/// A text that a caller gave.
+/// Throws: EngineError(kInvalidArgument) when it is null.
 inline const char* TextArgument(const char* text) {
   if (text == nullptr) throw EngineError(Failure::kInvalidArgument, "the text must not be null");
   return text;

@@ -16,15 +16,16 @@
 
 namespace Tarn {
 
-/// The device as its control threads see it. Threads: called from both, at the same time.
+/// The device as its control threads see it.
+/// Threads: called from both, at the same time.
 class ControlService {
  public:
   virtual ~ControlService() = default;
 
   /// A datagram came in: decides when and where it is executed.
   virtual Reception Arrived(const ControlRequest& request) = 0;
-  /// Executes it, on either thread. \return bytes written to `answer` (kMaxControlDatagram bytes); 0 for
-  /// silence
+  /// Executes it, on either thread.
+  /// \return bytes written to `answer` (kMaxControlDatagram bytes); 0 for silence
   virtual std::size_t Execute(const ControlRequest& request, MutableByteView answer) = 0;
   /// What had to wait until the answer was sent.
   virtual void Answered() = 0;
@@ -45,7 +46,8 @@ class ControlService {
 /// Threads: Stop and Abandon any thread.
 class ControlServer {
  public:
-  /// Binds the sockets. Throws: std::system_error that names address, port and reason.
+  /// Binds the sockets.
+  /// Throws: std::system_error that names address, port and reason.
   ControlServer(std::uint32_t address, std::uint16_t port);
 
   /// As Abandon().

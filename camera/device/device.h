@@ -33,6 +33,8 @@
 
 namespace Tarn {
 
+/// A camera, or a device without a stream, from its creation to its end.
+///
 ///   | state      | Start   | Stop    | client takes control | client leaves, or falls silent |
 ///   |------------+---------+---------+----------------------+--------------------------------|
 ///   | stopped    | started | stopped | -                    | -                              |
@@ -61,14 +63,13 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   /// Stop without waiting, for when nobody holds the device any more.
   void Abandon() noexcept;
 
-  /// True in a forked child for a device of the parent, whose threads and sockets do not exist here. It cannot be
-  /// started and sends nothing; stopping it does nothing, and it must not be destroyed.
+  /// True in a forked child for a device of the parent, whose threads and sockets do not exist here. It
+  /// cannot be started and sends nothing; stopping it does nothing, and it must not be destroyed.
   bool Inherited() const noexcept { return generation_ != ForkGeneration(); }
 
   /// Sends an image that lies in memory as `image` says.
   /// Throws: EngineError kNoStream, kInvalidArgument when it does not fit the format or the payload size; the
-  /// owner
-  ///   is not told then.
+  /// owner is not told then.
   void Send(const ImageMemory& image, BlockOwner owner);
 
   /// Addresses; 0.0.0.0:0 where there is none.
@@ -138,12 +139,13 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   void ForgetEventSources();
   /// The program stored into a register that belongs to events.
   void FollowEventStore(const FeatureTree::WatchedStore& store);
-  /// Tells the client, if it wants to know. \param data  what goes with the event
+  /// Tells the client, if it wants to know.
+  /// \param data  what goes with the event
   void TellEvent(std::uint16_t number, std::vector<std::uint8_t> data = {});
   std::uint32_t ImagePayloadSize() const;
   void UpdatePayloadSize();
-  /// What goes out with an image that is sent now: leader and chunks. \param sample_bytes  the image's own
-  /// size
+  /// What goes out with an image that is sent now: leader and chunks.
+  /// \param sample_bytes  the image's own size
   void DescribeBlock(ImageBlock& block, std::size_t sample_bytes);
   void LoadUserSet();
   void SaveUserSet();

@@ -21,12 +21,13 @@ struct NetworkIdentity {
 };
 
 /// The facts about the interface that has `address`. Devices that share an interface get MAC addresses of
-/// their own: clients tell devices apart by them. Throws: std::system_error when the interfaces cannot be
-/// listed. An address that no interface has gives defaults; binding it fails later with the system's reason.
+/// their own: clients tell devices apart by them.
+/// Throws: std::system_error when the interfaces cannot be listed. An address that no interface has gives
+/// defaults; binding it fails later with the system's reason.
 NetworkIdentity IdentifyNetwork(std::uint32_t address);
 
-/// Throws: EngineError kInvalidArgument for an address on which no device can be: 0.0.0.0, broadcast addresses, multicast
-/// groups, and what is reserved.
+/// Throws: EngineError kInvalidArgument for an address on which no device can be: 0.0.0.0, broadcast
+/// addresses, multicast groups, and what is reserved.
 void RequireHostAddress(std::uint32_t address);
 
 /// Text into a register of `length` bytes, cropped between characters so that a terminating zero remains.

@@ -21,7 +21,8 @@ namespace {
 
 constexpr std::uint32_t kCamera = 0x0A010101;
 
-/// Asks the system to change an interface of this thread's namespace. Throws: std::system_error.
+/// Asks the system to change an interface of this thread's namespace.
+/// Throws: std::system_error.
 void Change(const char* interface, unsigned long request, const std::function<void(ifreq&)>& fill) {
   const OwnedFd fd(::socket(AF_INET, SOCK_DGRAM, 0));
   ifreq change{};

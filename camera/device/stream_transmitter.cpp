@@ -82,7 +82,8 @@ void StreamTransmitter::Serve(const ResendRequest& request) {
                     beyond ? StreamHeader::kBeyondBlockFlag : std::uint16_t{0}, ResendDestination(request)};
 }
 
-/// Success when at least the first packet asked for can be sent again. \param block  null when not kept
+/// Success when at least the first packet asked for can be sent again.
+/// \param block  null when not kept
 std::uint16_t StreamTransmitter::RefusalFor(const ResendRequest& request,
                                             const CutBlock* block) const noexcept {
   if (!block) return store_.RefusalFor(request.block_id, newest_block_, form_.extended);

@@ -35,22 +35,26 @@ class StreamTransmitter {
   /// True when a block of this layout can be sent with these settings.
   static bool CanSend(const PayloadLayout& payload, const StreamConfig& config) noexcept;
 
-  /// Settings for the next blocks. Kept blocks that were cut differently go. Requires: not Sending().
+  /// Settings for the next blocks. Kept blocks that were cut differently go.
+  /// Requires: not Sending().
   void Apply(const StreamConfig& config, Blocks& gone);
 
-  /// Starts a block; what cannot be sent goes at once. Requires: not Sending().
+  /// Starts a block; what cannot be sent goes at once.
+  /// Requires: not Sending().
   void Begin(ImageBlock&& block, std::uint64_t block_id, Blocks& gone);
   bool Sending() const noexcept { return current_.has_value(); }
 
-  /// Starts to answer a request. Requires: not Serving().
+  /// Starts to answer a request.
+  /// Requires: not Serving().
   void Serve(const ResendRequest& request);
   bool Serving() const noexcept { return serving_.has_value(); }
 
   /// When the next Step may be made; empty: at once.
   std::optional<Instant> Due() const noexcept;
 
-  /// Sends the next group of packets, of the block or of the resend in turn. Requires: Sending() or
-  /// Serving(). \param stop  set by others: return soon
+  /// Sends the next group of packets, of the block or of the resend in turn.
+  /// Requires: Sending() or Serving().
+  /// \param stop  set by others: return soon
   void Step(const std::atomic<bool>& stop, Blocks& gone);
 
   /// Gives up the current block, if any.

@@ -26,7 +26,8 @@ void RequireSample(std::uint32_t data_type) {
   }
 }
 
-/// Bytes of an image without gaps. Requires: each factor within its bounds.
+/// Bytes of an image without gaps.
+/// Requires: each factor within its bounds.
 std::size_t TotalBytes(std::int64_t width, std::int64_t height, std::int64_t planes,
                        std::uint32_t data_type) {
   std::ptrdiff_t total = 0;

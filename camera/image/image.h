@@ -44,7 +44,8 @@ class Image {
   static void RequireExtents(std::int64_t width, std::int64_t height, std::int64_t planes);
 
   /// A zero-filled image that owns its memory: rows of pixels, planes innermost, no padding, the first sample
-  /// on a 64-byte boundary. Throws: EngineError that names the argument out of bounds; std::bad_alloc.
+  /// on a 64-byte boundary.
+  /// Throws: EngineError that names the argument out of bounds; std::bad_alloc.
   static std::unique_ptr<Image> CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
                                              std::uint32_t data_type);
 

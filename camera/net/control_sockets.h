@@ -23,7 +23,8 @@ namespace Tarn {
 ///   | 2      | 255.255.255.255     | everybody on the link | yes                |
 ///
 /// The broadcast sockets serve discovery only: where one cannot be had, the device is still opened by
-/// address. Threads: Send any thread; Receive one at a time for each socket.
+/// address.
+/// Threads: Send any thread; Receive one at a time for each socket.
 class ControlSockets {
  public:
   /// \param port  0 lets the system choose

@@ -38,8 +38,9 @@ struct BatchResult {
 ///
 /// A full socket is waited for, but not for long: a lost datagram can be asked for again, a stuck sender
 /// cannot. Errors that a datagram left behind (a client that is gone) are cleared by trying again. A train
-/// that cannot be segmented ends the sending; the caller may try its datagrams one by one. \param stop  set
-/// by others: return soon, with fewer datagrams Throws: nothing. Allocates nothing, logs nothing.
+/// that cannot be segmented ends the sending; the caller may try its datagrams one by one.
+/// \param stop  set by others: return soon, with fewer datagrams
+/// Throws: nothing. Allocates nothing, logs nothing.
 BatchResult SendBatch(DatagramOutput& output, DatagramBatch& batch, const std::atomic<bool>& stop) noexcept;
 
 }  // namespace Tarn

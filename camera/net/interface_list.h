@@ -34,14 +34,15 @@ class InterfaceList {
  public:
   static constexpr std::uint32_t kHandleKind = 0x494C5354;  // "ILST"
 
-  /// Reads the present state. Throws: std::system_error.
+  /// Reads the present state.
+  /// Throws: std::system_error.
   InterfaceList();
 
   const std::vector<Interface>& All() const noexcept { return all_; }
 
   /// The interface that owns `address`, or the loopback interface whose subnet contains it (all of
-  /// 127.0.0.0/8 is this machine); null when the address is not ours. Owns: nothing; valid while the list
-  /// lives.
+  /// 127.0.0.0/8 is this machine); null when the address is not ours.
+  /// Owns: nothing; valid while the list lives.
   const Interface* InterfaceFor(std::uint32_t address) const noexcept;
 
  private:

@@ -9,8 +9,8 @@
 namespace Tarn {
 namespace {
 
-/// The descriptors that are open, for the children of this process. Never destroyed, as threads of an abandoned device
-/// may end late.
+/// The descriptors that are open, for the children of this process. Never destroyed, as threads of an
+/// abandoned device may end late.
 class OpenDescriptors {
  public:
   static OpenDescriptors& Instance() {

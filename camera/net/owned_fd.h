@@ -8,8 +8,8 @@ namespace Tarn {
 
 /// Closes its descriptor at the end; -1 means none.
 ///
-/// A descriptor belongs to the process that opened it: a forked child closes its copies at once, so that a socket's
-/// address is free when the parent lets go of it, and what owns one there owns none.
+/// A descriptor belongs to the process that opened it: a forked child closes its copies at once, so that a
+/// socket's address is free when the parent lets go of it, and what owns one there owns none.
 /// Threads: one at a time.
 class OwnedFd {
  public:

@@ -29,7 +29,8 @@ OwnedFd NewSocket() {
   return fd;
 }
 
-/// Returns the port. Throws: std::system_error.
+/// Returns the port.
+/// Throws: std::system_error.
 std::uint16_t BindTo(const OwnedFd& fd, std::uint32_t address) {
   sockaddr_in local = ToSocketAddress({address, 0});
   socklen_t size = sizeof local;

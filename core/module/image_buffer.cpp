@@ -49,7 +49,8 @@ std::ptrdiff_t Distance(const TRPlaneLayout& from, const TRPlaneLayout& to) {
   return static_cast<const char*>(to.base) - static_cast<const char*>(from.base);
 }
 
-/// Bytes from a plane to the next. Throws: PresetError when they differ.
+/// Bytes from a plane to the next.
+/// Throws: PresetError when they differ.
 std::ptrdiff_t PlaneIncrement(const Tarn::Image& image) {
   const TRPlaneLayout first = image.LinearAccess(0);
   const std::ptrdiff_t increment = Distance(first, image.LinearAccess(1));

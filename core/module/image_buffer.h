@@ -23,7 +23,8 @@ int GetImageBuffer(PyObject* self, Py_buffer* view, int flags);
 /// \param format  as in the struct module; null means unsigned bytes
 std::optional<Tarn::DataType> DataTypeOfFormat(const char* format, Py_ssize_t item_size) noexcept;
 
-/// An int, or None. Throws: std::invalid_argument for an int that is no colour model.
+/// An int, or None.
+/// Throws: std::invalid_argument for an int that is no colour model.
 std::optional<Tarn::ColorModel> ColorModelFrom(PyObject* object);
 
 }  // namespace tarn

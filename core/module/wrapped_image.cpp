@@ -19,8 +19,8 @@ using namespace Tarn::Binding;
 
 namespace {
 
-/// The last user of an image may be a thread of the library. Once the interpreter is going the buffer stays exported,
-/// and its memory with it.
+/// The last user of an image may be a thread of the library. Once the interpreter is going the buffer stays
+/// exported, and its memory with it.
 void ReleaseBuffer(Py_buffer* view) {
   WithInterpreterLock([view] {
     PyBuffer_Release(view);
@@ -63,8 +63,8 @@ void RequireImageShape(const Py_buffer& view) {
   if (empty) throw std::invalid_argument("a buffer of shape " + shape + " cannot be an image: it is empty");
 }
 
-/// Bytes from one index to the next in each dimension. Exporters that leave them out (arrays of ctypes do, though they
-/// are asked) mean memory without gaps, last index first.
+/// Bytes from one index to the next in each dimension. Exporters that leave them out (arrays of ctypes do,
+/// though they are asked) mean memory without gaps, last index first.
 std::array<Py_ssize_t, 3> StridesOf(const Py_buffer& view) {
   std::array<Py_ssize_t, 3> strides{};
   Py_ssize_t stride = view.itemsize;

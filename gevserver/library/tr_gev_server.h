@@ -35,7 +35,8 @@ typedef struct GSCreationRecord {
 /// A server without a stream, holding the standard nodes; null on failure (see GSGetLastErrorString).
 TR_API TR_HANDLE CreateGevServer(void);
 
-/// A server with a stream; null on failure. \param driver_type  GSDriverType
+/// A server with a stream; null on failure.
+/// \param driver_type  GSDriverType
 TR_API TR_HANDLE CreateGevServer2(int32_t driver_type, const GSCreationRecord* record);
 
 /// Binds the control and stream sockets to `address` and starts answering clients.

@@ -27,7 +27,8 @@ typedef struct TRPlaneLayout {
 typedef void (*TRImageReleased)(void* context);
 
 /// New zero-filled image, samples interleaved (rows of pixels, planes innermost), rows without padding.
-/// \param width,height,planes  at least 1; \param data_type  see TRDataType, 1 to 64 bits
+/// \param width,height,planes  at least 1;
+/// \param data_type  see TRDataType, 1 to 64 bits
 TR_API TR_STATUS CreateImage(int64_t width, int64_t height, int64_t planes, uint32_t data_type,
                              TR_HANDLE* image);
 

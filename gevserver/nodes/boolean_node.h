@@ -33,8 +33,8 @@ class BooleanNode final : public Private::ValueConfigured<ValueNode, IntegerBase
 
   /// "true" or "false".
   std::string ToString() const override;
-  /// "true" in any case sets true, any other text false. Throws: std::runtime_error "String must not be
-  /// empty".
+  /// "true" in any case sets true, any other text false.
+  /// Throws: std::runtime_error "String must not be empty".
   void FromString(const std::string& text) override;
 };
 

@@ -15,13 +15,15 @@
 namespace Tarn::GevServer {
 
 namespace Private {
-/// Cookies are unique in the process, so that one event's cookie never ends another event's registration. Not 0.
+/// Cookies are unique in the process, so that one event's cookie never ends another event's registration. Not
+/// 0.
 inline std::uint64_t NextCookie() noexcept {
   static std::atomic<std::uint64_t> last = 0;
   return ++last;
 }
 
-/// One lock for all lists, held while a few pointers are copied: a node has three lists, and a fork takes every lock.
+/// One lock for all lists, held while a few pointers are copied: a node has three lists, and a fork takes
+/// every lock.
 inline ProcessMutex& ListenersMutex() {
   static ProcessMutex& mutex = *new ProcessMutex;
   return mutex;
@@ -30,9 +32,9 @@ inline ProcessMutex& ListenersMutex() {
 
 /// A list of callbacks, each with the cookie that ends its registration.
 ///
-/// No lock is held while a listener runs: it may register and unregister, itself too. After Unregister no call of it
-/// starts; one may still be running. A listener is destroyed wherever its last user lets go, which may be a thread that
-/// is just calling.
+/// No lock is held while a listener runs: it may register and unregister, itself too. After Unregister no
+/// call of it starts; one may still be running. A listener is destroyed wherever its last user lets go, which
+/// may be a thread that is just calling.
 /// Threads: any thread.
 template <class... Args>
 class CbCarrier {
@@ -67,8 +69,8 @@ class CbCarrier {
     for (const auto& listener : removed) listener->active = false;
   }
 
-  /// Calls every listener, in order of registration. An exception from one is dropped and keeps no other from being
-  /// called: there is nobody above who could handle it.
+  /// Calls every listener, in order of registration. An exception from one is dropped and keeps no other from
+  /// being called: there is nobody above who could handle it.
   void Call(Args... args) const noexcept {
     std::vector<std::shared_ptr<Listener>> snapshot;
     {

@@ -17,8 +17,8 @@ class FloatNode final : public Private::ValueConfigured<FloatBaseNode, FloatBase
  public:
   using ValueConfigured::ValueConfigured;
 
-  /// A new free node. \param name  with a prefix, or without and with `name_space` (GSNameSpace, custom by
-  /// default)
+  /// A new free node.
+  /// \param name  with a prefix, or without and with `name_space` (GSNameSpace, custom by default)
   static std::shared_ptr<FloatNode> Create(std::string_view name,
                                            std::optional<std::int32_t> name_space = {});
 

@@ -16,8 +16,8 @@ class IntegerNode final : public Private::ValueConfigured<IntegerBaseNode, Integ
  public:
   using ValueConfigured::ValueConfigured;
 
-  /// A new free node. \param name  with a prefix, or without and with `name_space` (GSNameSpace, custom by
-  /// default)
+  /// A new free node.
+  /// \param name  with a prefix, or without and with `name_space` (GSNameSpace, custom by default)
   static std::shared_ptr<IntegerNode> Create(std::string_view name,
                                              std::optional<std::int32_t> name_space = {});
 

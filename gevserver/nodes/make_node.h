@@ -26,7 +26,8 @@ std::shared_ptr<T> MakeNode(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map
   return std::static_pointer_cast<T>(NodeRegistry::Instance().Insert(node));
 }
 
-/// A new free node. \param create  (const char* name, int32_t name_space) -> TR_HANDLE
+/// A new free node.
+/// \param create  (const char* name, int32_t name_space) -> TR_HANDLE
 template <class T, class Create>
 std::shared_ptr<T> CreateFreeNode(std::string_view name, std::optional<std::int32_t> name_space,
                                   Create&& create) {

@@ -31,8 +31,8 @@ struct NewNode {
 /// Made by the factories of the concrete classes, then free until it is added to a node map; or made by a
 /// node map for a node that the library has. One library node has one node object at a time. Setters of the
 /// description work while the server is in Configuration; the library refuses them otherwise. Library
-/// failures throw by the thread's last error (CheckLastError). Threads: any thread for the listeners;
-/// otherwise one at a time. Destruction waits for nothing.
+/// failures throw by the thread's last error (CheckLastError).
+/// Threads: any thread for the listeners; otherwise one at a time. Destruction waits for nothing.
 class Node {
  public:
   explicit Node(Private::NewNode parts);
@@ -59,11 +59,14 @@ class Node {
   std::int32_t NameSpace() const;
 
   std::string DisplayName() const;
-  void SetDisplayName(const std::string& text);  ///< Throws: "Display name must not be empty".
+  /// Throws: std::runtime_error "Display name must not be empty".
+  void SetDisplayName(const std::string& text);
   std::string ToolTip() const;
-  void SetToolTip(const std::string& text);  ///< Throws: "Tooltip short descriptive text must not be empty".
+  /// Throws: std::runtime_error "Tooltip short descriptive text must not be empty".
+  void SetToolTip(const std::string& text);
   std::string Description() const;
-  void SetDescription(const std::string& text);  ///< Throws: "Description must not be empty".
+  /// Throws: std::runtime_error "Description must not be empty".
+  void SetDescription(const std::string& text);
 
   std::int32_t Visibility() const;
   void SetVisibility(std::int32_t visibility);
@@ -88,19 +91,21 @@ class Node {
   std::shared_ptr<Node> AliasNode() const;
   void SetAliasNode(const std::shared_ptr<Node>& node);
 
-  /// Links a node to this one. \param kind  GSNodeList
-  /// A free entry that is added to an enumeration joins its map; other nodes are put into a map by the map.
+  /// Links a node to this one.
+  /// \param kind  GSNodeList A free entry that is added to an enumeration joins its map; other nodes are put
+  /// into a map by the map.
   /// Throws: std::runtime_error "Added Node must not be nullptr", "Parent Node must have node map",
   ///   "Added Node must be in the same node map as this Parent".
   void Add(const std::shared_ptr<Node>& node, std::int32_t kind);
-  /// False when the node was not linked so. An entry that its enumeration loses leaves the map, unless it was added
-  /// to the map by itself.
+  /// False when the node was not linked so. An entry that its enumeration loses leaves the map, unless it was
+  /// added to the map by itself.
   bool Remove(const std::shared_ptr<Node>& node, std::int32_t kind);
   /// The linked nodes of one kind, in the library's order.
   std::vector<std::shared_ptr<Node>> Related(std::int32_t kind) const;
   /// The same with the name of each in this relation.
   std::vector<std::pair<std::string, std::shared_ptr<Node>>> NamedRelated(std::int32_t kind) const;
-  /// Their number. Throws: the kind of the library's code, with "failed calling GSNListCount".
+  /// Their number.
+  /// Throws: the kind of the library's code, with "failed calling GSNListCount".
   std::int64_t RelatedCount(std::int32_t kind) const;
 
   /// Listeners that run after a client has changed the value; nodes without a value never call them.

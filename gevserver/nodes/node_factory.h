@@ -17,10 +17,11 @@ inline constexpr const char* kNoLengthOfNode = "failed to get node register leng
 inline constexpr const char* kNoLengthInListing = "failed to get register length";
 
 /// The object of a library node: the one that exists, else a new one of the class that type and length
-/// select. \param map             the map of a new object \param length_failure  text for a register whose
-/// length cannot be had Throws: the kind of the library's code, with "failed to get node type" or
-/// `length_failure`; std::runtime_error
-///   "invalid node type".
+/// select.
+/// \param map             the map of a new object
+/// \param length_failure  text for a register whose length cannot be had
+/// Throws: the kind of the library's code, with "failed to get node type" or `length_failure`;
+/// std::runtime_error   "invalid node type".
 std::shared_ptr<Node> NodeOfHandle(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map,
                                    const char* length_failure);
 

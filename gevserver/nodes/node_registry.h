@@ -14,8 +14,8 @@ class Node;
 
 namespace Tarn::GevServer::Private {
 
-/// Finds the object of a library node, so that there is one at a time, also for free nodes and for entries that share
-/// their name with another. A handle means one node for as long as an object owns it.
+/// Finds the object of a library node, so that there is one at a time, also for free nodes and for entries
+/// that share their name with another. A handle means one node for as long as an object owns it.
 /// Threads: any thread.
 class NodeRegistry {
  public:
@@ -24,7 +24,8 @@ class NodeRegistry {
   /// The object of a handle; null when there is none.
   std::shared_ptr<Node> Find(TR_HANDLE handle) const;
 
-  /// Makes a node known. \return the node, or the one that is known already
+  /// Makes a node known.
+  /// \return the node, or the one that is known already
   std::shared_ptr<Node> Insert(const std::shared_ptr<Node>& node);
 
   /// Called by dying nodes. A new object over the same handle stays known.

@@ -12,8 +12,8 @@
 namespace Tarn::GevServer::Private {
 
 /// The node at the end of a node's value chain: a register, a node with a constant value, or one that has no
-/// value configuration at all. Null when the value of `node` itself is a constant. Throws: std::runtime_error
-/// for a chain that does not end.
+/// value configuration at all. Null when the value of `node` itself is a constant.
+/// Throws: std::runtime_error for a chain that does not end.
 std::shared_ptr<Node> EndOfValueChain(const Node& node);
 
 /// Access and cache mode by the value chain; read-write and not cached without one.
@@ -21,7 +21,8 @@ std::int32_t ValueChainAccessMode(const Node& node);
 std::int32_t ValueChainCacheMode(const Node& node);
 
 /// Adds a value configuration to a node class.
-/// \tparam Base    the node class; \tparam Source  the class of nodes that can supply the value
+/// \tparam Base    the node class;
+/// \tparam Source  the class of nodes that can supply the value
 template <class Base, class Source>
 class ValueConfigured : public Base, public IHasValueConfig<std::shared_ptr<Source>> {
  public:

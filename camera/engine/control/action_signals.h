@@ -29,7 +29,8 @@ class ActionSignals {
   /// The signals whose keys and masks in `memory` the command meets.
   static SignalSet Meant(const ActionCommand& command, const SparseMemory& memory);
 
-  /// Lets signals wait for `due`. \return false when the queue is full
+  /// Lets signals wait for `due`.
+  /// \return false when the queue is full
   bool Schedule(SignalSet signals, Instant due);
 
   /// When TakeDue has something next; the end of time when nothing waits.

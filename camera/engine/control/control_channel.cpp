@@ -40,7 +40,8 @@ std::optional<CommandHeader> HeaderOf(ByteReader& in) {
   return header && header->length == in.Rest().size() ? header : std::nullopt;
 }
 
-/// How many bytes a memory read asks for. \param in  behind the header
+/// How many bytes a memory read asks for.
+/// \param in  behind the header
 std::uint32_t ReadMemoryCount(ByteReader in) {
   in.Skip(6);  // address, reserved
   return in.Take<std::uint16_t>();

@@ -11,11 +11,10 @@
 
 namespace Tarn {
 
-///   | state   | A asks  | A writes 0 | A silent too long | B asks with the key | B asks without, or writes 0
-///   |
-///   |---------+---------+------------+-------------------+---------------------+-----------------------------|
-///   | Free    | Held(A) | Free       | -                 | Held(B)             | Held(B), or Free | |
-///   Held(A) | Held(A) | Free       | Free              | Held(B) if A allows | refused                     |
+///   | state   | A asks  | A writes 0 | A silent too long | B asks with the key | B asks without | B writes 0 |
+///   |---------+---------+------------+-------------------+---------------------+----------------+------------|
+///   | Free    | Held(A) | Free       | -                 | Held(B)             | Held(B)        | Free       |
+///   | Held(A) | Held(A) | Free       | Free              | Held(B) if A allows | refused        | refused    |
 ///
 /// A client is its address and its port. Held has two modes: control, in which others may read, and
 /// exclusive, in which they may not. In both the holder may allow that control is taken over by whoever knows
@@ -27,7 +26,8 @@ class ControlPrivilege {
   WireStatus Write(Endpoint who, std::uint32_t value, std::uint32_t switchover_key, Instant now);
   void Release();
 
-  /// Notes a sign of life of the holder; others' are ignored. \param arrival  when the datagram came in
+  /// Notes a sign of life of the holder; others' are ignored.
+  /// \param arrival  when the datagram came in
   void Heard(Endpoint who, Instant arrival);
 
   bool Held() const { return held_; }

@@ -55,8 +55,8 @@ void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& fo
   const NodePtr enable = add.Boolean("ChunkEnable", enable_value, Expert,
                                      "Whether the selected chunk goes along; the image always does");
   AddRelated(selector, NodeList::Selected, enable, nullptr);
-  // Also writable for the image, which goes along whatever it says: clients that choose chunks switch each off
-  // first, and give up at the first that they cannot.
+  // Also writable for the image, which goes along whatever it says: clients that choose chunks switch each
+  // off first, and give up at the first that they cannot.
   for (const NodePtr& node : {active, enable}) {
     node->is_locked = locked;
     node->streamable = true;

@@ -33,9 +33,9 @@ class ChunkSet {
   /// Finds the chunks of a tree that is about to be published. A feature of the program that is called
   /// Chunk<Name>, is a member of the category ChunkDataControl, and whose value is in the end a register of
   /// the program becomes the chunk <Name>: the register moves to a chunk port, and ChunkSelector gets an
-  /// entry. A register whose feature was taken out of the category moves back. Throws: EngineError
-  /// kInvalidArgument when a register cannot be a chunk or there are too many, kName or
-  ///   kExists when ChunkSelector cannot have an entry of the name.
+  /// entry. A register whose feature was taken out of the category moves back.
+  /// Throws: EngineError kInvalidArgument when a register cannot be a chunk or there are too many, kName or
+  /// kExists when ChunkSelector cannot have an entry of the name.
   void Collect(FeatureTree& tree);
 
   /// Whether images go out with chunks.

@@ -44,7 +44,8 @@ constexpr OwnEvent kOwnEvents[] = {
      "A scheduled action came when its time had passed"},
 };
 
-/// Adds what an event's message carries. \param extended  whether messages have the long form; null: never
+/// Adds what an event's message carries.
+/// \param extended  whether messages have the long form; null: never
 class EventData {
  public:
   EventData(FeatureBuilder& add, const OwnEvent& event, const NodePtr& extended)

@@ -27,7 +27,8 @@ class FeatureBuilder {
   NodePtr StringRegister(const std::string& name, std::uint32_t address, std::uint32_t length,
                          Visibility visibility, const std::string& tool_tip);
 
-  /// A register that stands behind features and is none itself. \param bits  a field of it
+  /// A register that stands behind features and is none itself.
+  /// \param bits  a field of it
   NodePtr Value(const std::string& name, std::uint32_t address, std::uint32_t length, AccessMode access,
                 std::optional<BitRange> bits = std::nullopt);
 

@@ -26,7 +26,8 @@ void AddPtp(FeatureBuilder& add);
 
 void AddActions(FeatureBuilder& add);
 
-/// What went over the network, and what went wrong. Requires: the category TransportLayerControl.
+/// What went over the network, and what went wrong.
+/// Requires: the category TransportLayerControl.
 void AddCounters(FeatureBuilder& add, bool has_stream);
 
 // Devices with a stream. \param locked  node that is not zero while the stream's parameters are fixed
@@ -36,7 +37,8 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
                     const NodePtr& payload_size);
 void AddAcquisition(FeatureBuilder& add, const NodePtr& locked);
 
-/// What blocks are sent as. Requires: the category TransportLayerControl is the last one added.
+/// What blocks are sent as.
+/// Requires: the category TransportLayerControl is the last one added.
 void AddPayloadType(FeatureBuilder& add, const NodePtr& locked);
 void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& format, const NodePtr& locked);
 

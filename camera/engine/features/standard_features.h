@@ -22,8 +22,8 @@ struct SensorFormat {
 /// Adds the categories Root, DeviceControl and TransportLayerControl with their features, and, for a device
 /// with a stream, ImageFormatControl and AcquisitionControl. Source: GenICam SFNC 2.7, features marked
 /// mandatory or recommended for a transmitter that have something behind them here; GigE Vision, mandatory
-/// features; the older Gev names for clients that know no others. \param format  empty for a device without a
-/// stream
+/// features; the older Gev names for clients that know no others.
+/// \param format  empty for a device without a stream
 void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& format);
 
 }  // namespace Tarn

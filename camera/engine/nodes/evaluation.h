@@ -16,9 +16,9 @@ namespace Tarn {
 /// Values follow from values, along at most so many links. Clients follow them on their stacks, too.
 inline constexpr unsigned kMaxNodeDepth = 256;
 
-/// The functions of node_values.h, node_access.h and node_limits.h keep in it what they computed, so that a node
-/// which many others depend on is computed once. Holds while nothing changes: made for one question, then
-/// thrown away.
+/// The functions of node_values.h, node_access.h and node_limits.h keep in it what they computed, so that a
+/// node which many others depend on is computed once. Holds while nothing changes: made for one question,
+/// then thrown away.
 ///
 /// Selectors can be assumed to have other numbers than they have here. A selector whose value is a constant
 /// lives in each client; which number it has there shows in the address that the client uses.

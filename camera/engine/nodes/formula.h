@@ -34,11 +34,13 @@ class Formula {
   ///
   /// 64-bit arithmetic that wraps; quotients are floored; a remainder has the sign of the dividend; a power
   /// with a negative exponent is 0 unless the base is 1, -1 or 0; a power that does not fit is -2^63. Both
-  /// branches of ? : and both sides of && || are evaluated, as GenApi has it. Throws: EngineError kNoValue on
-  /// division or remainder by zero and on shifts outside 0..63. Requires: !Empty().
+  /// branches of ? : and both sides of && || are evaluated, as GenApi has it.
+  /// Throws: EngineError kNoValue on division or remainder by zero and on shifts outside 0..63.
+  /// Requires: !Empty().
   std::int64_t Evaluate(const std::function<std::int64_t(std::size_t)>& variable) const;
 
-  /// Whether the value follows from the variable of this index in Parse's list. Requires: !Empty().
+  /// Whether the value follows from the variable of this index in Parse's list.
+  /// Requires: !Empty().
   bool Uses(std::size_t index) const;
 
   /// Text for the quotient of two operands.

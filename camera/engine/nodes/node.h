@@ -148,7 +148,8 @@ void CheckName(const std::string& name);
 /// "Std::Width", "Cust::Lamp", "Priv::Raw".
 std::string FullName(const Node& node);
 
-/// A free node of any kind but the registers. Throws: EngineError kName when the name is no GenApi name.
+/// A free node of any kind but the registers.
+/// Throws: EngineError kName when the name is no GenApi name.
 NodePtr MakeNode(NodeKind kind, const std::string& name, NameSpace name_space);
 
 /// A free register node, value zero.

@@ -34,8 +34,8 @@ class PlaceIndex {
 
   const std::vector<Place>& Places() const { return places_; }
 
-  /// Calls `use` for each register with a byte in `first`..`last`, by address, then by number, with its places
-  /// there: more than one when several combinations lead to the same address.
+  /// Calls `use` for each register with a byte in `first`..`last`, by address, then by number, with its
+  /// places there: more than one when several combinations lead to the same address.
   template <class Use>
   void ForEach(std::uint32_t first, std::uint32_t last, Use&& use) const {
     Search(0, places_.size(), first, last, use);

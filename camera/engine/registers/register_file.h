@@ -52,8 +52,8 @@ class RegisterFile {
   /// A client's write within one register. On any status but Success nothing has changed.
   ///
   /// A register of a user may be written when it can be written itself, or when at least one feature whose
-  /// value ends in it would take the new value at this moment. A selector that decides about that and lives in
-  /// the client has the number that the address tells; where it tells none, one that would do is enough.
+  /// value ends in it would take the new value at this moment. A selector that decides about that and lives
+  /// in the client has the number that the address tells; where it tells none, one that would do is enough.
   WireStatus Write(std::uint32_t address, ByteView bytes, const WriteContext& context);
 
   /// The nodes that hear of an access to the bytes, in the order in which they hear: registers by address;

@@ -2,8 +2,8 @@
 
 /// Where a register can lie, and which numbers of its selectors lead there.
 ///
-/// A selector that lives in the client, a constant of the description, has another number there than here. Which
-/// one shows only in the address that the client uses.
+/// A selector that lives in the client, a constant of the description, has another number there than here.
+/// Which one shows only in the address that the client uses.
 
 #include <cstdint>
 #include <map>
@@ -58,8 +58,8 @@ AddressSelectors FindAddressSelectors(const Node& reg);
 /// The address in one combination; nothing where the register cannot lie.
 std::optional<std::uint32_t> AddressIn(const Node& reg, const SelectorSpace& space, std::size_t combination);
 
-/// The clients' selectors that decide about access and values of a register without moving it. Where there are
-/// too many combinations, some are left out; the number that they have here holds.
+/// The clients' selectors that decide about access and values of a register without moving it. Where there
+/// are too many combinations, some are left out; the number that they have here holds.
 /// \param dependants  nodes whose value chain ends in the register
 /// \param moving      selectors to leave out
 SelectorSpace FindOtherSelectors(const Node& reg, const std::vector<NodePtr>& dependants,

@@ -21,9 +21,9 @@ WireStatus CheckClientWrite(const Node& reg, const std::vector<NodePtr>& dependa
 /// Of two refusals the one that tells the client more: a wrong value over a passing state over a lasting one.
 WireStatus MoreTelling(WireStatus a, WireStatus b);
 
-/// Whether bytes `begin` to `end` (excluded) of a text register's new content can be a piece of UTF-8. Clients
-/// store long texts piece by piece from the front, so a character may be cut by the end of a piece, and must go
-/// on at the beginning of the next. What stands behind a zero is no text.
+/// Whether bytes `begin` to `end` (excluded) of a text register's new content can be a piece of UTF-8.
+/// Clients store long texts piece by piece from the front, so a character may be cut by the end of a piece,
+/// and must go on at the beginning of the next. What stands behind a zero is no text.
 bool IsPieceOfText(ByteView content, std::size_t begin, std::size_t end);
 
 /// The number of an integer register with this content.

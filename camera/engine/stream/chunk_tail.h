@@ -25,7 +25,8 @@ class ChunkTail {
   /// Bytes that a chunk of `length` bytes takes with padding and tag.
   static constexpr std::size_t Size(std::size_t length) { return Padded(length) + ChunkTag::kSize; }
 
-  /// Ends the chunk of the image, which comes first. \param image_bytes  without padding
+  /// Ends the chunk of the image, which comes first.
+  /// \param image_bytes  without padding
   void EndImage(std::uint32_t id, std::size_t image_bytes);
   void Add(std::uint32_t id, ByteView data);
   /// A chunk of 8 bytes for the block's id, which is not known yet.

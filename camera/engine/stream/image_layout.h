@@ -37,12 +37,12 @@ struct ImageFormat {
   std::size_t PayloadBytes() const noexcept;
 };
 
-/// Sets payload and staging of `block`: a view of the image where its memory has the wire's order (whole, by rows, or
-/// by planes), else a copy.
+/// Sets payload and staging of `block`: a view of the image where its memory has the wire's order (whole, by
+/// rows, or by planes), else a copy.
 ///
-/// Taken are pixels, as many as the format has and each of its bits in whole bytes; and bytes, one plane of 8-bit
-/// samples that together are the payload, as packed formats need them: as many rows as the format has lines (lines of
-/// all planes in planar formats), or all in one row.
+/// Taken are pixels, as many as the format has and each of its bits in whole bytes; and bytes, one plane of
+/// 8-bit samples that together are the payload, as packed formats need them: as many rows as the format has
+/// lines (lines of all planes in planar formats), or all in one row.
 /// Throws: EngineError (kInvalidArgument) for every other image.
 void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block);
 

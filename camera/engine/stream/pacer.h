@@ -11,8 +11,8 @@ namespace Tarn {
 
 /// Each packet takes up the line for the packet delay or for its share of the rate, whichever is longer.
 /// Packets go in groups, since a wake-up per packet would cost more than the packet; a late wake-up is made
-/// up for by one group at most, so that never more than two groups leave back to back. Threads: one at a
-/// time.
+/// up for by one group at most, so that never more than two groups leave back to back.
+/// Threads: one at a time.
 class Pacer {
  public:
   /// The most that leaves back to back, headers included. A receive buffer of Linux' default size (212,992
@@ -28,13 +28,16 @@ class Pacer {
 
   bool Unlimited() const noexcept { return delay_.count() == 0 && rate_ == 0; }
 
-  /// Packets of `packet_size` bytes that may leave together; at least 1. Requires: not Unlimited().
+  /// Packets of `packet_size` bytes that may leave together; at least 1.
+  /// Requires: not Unlimited().
   std::size_t GroupPackets(std::size_t packet_size) const noexcept;
 
-  /// The next group may leave then. Requires: not Unlimited().
+  /// The next group may leave then.
+  /// Requires: not Unlimited().
   Instant Due() const noexcept { return due_; }
 
-  /// A group left at `now`. \param bytes  with headers
+  /// A group left at `now`.
+  /// \param bytes  with headers
   void Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept;
 
  private:

@@ -20,7 +20,8 @@ struct PacketForm {
   std::size_t HeaderSize() const noexcept {
     return extended ? StreamHeader::kExtendedSize : StreamHeader::kStandardSize;
   }
-  /// Bytes of payload in a full data packet. Requires: packet_size of at least kLeastPacket.
+  /// Bytes of payload in a full data packet.
+  /// Requires: packet_size of at least kLeastPacket.
   std::size_t DataBytes() const noexcept { return packet_size - kDatagramOverhead - HeaderSize(); }
   friend bool operator==(const PacketForm&, const PacketForm&) = default;
 };
@@ -52,8 +53,8 @@ class DataHeader {
 };
 
 /// The packets of one block. Knows numbers and sizes, not memory, sockets or time. The same block always
-/// gives the same packets, so a resend is the same call once more and nothing has to be stored. Threads:
-/// immutable; any thread.
+/// gives the same packets, so a resend is the same call once more and nothing has to be stored.
+/// Threads: immutable; any thread.
 class Packetiser {
  public:
   /// A part of the payload.
@@ -79,13 +80,15 @@ class Packetiser {
   std::uint64_t BlockId() const noexcept { return block_id_; }
   const PacketForm& Form() const noexcept { return form_; }
 
-  /// Payload in data packet `id`. Requires: IsData(id).
+  /// Payload in data packet `id`.
+  /// Requires: IsData(id).
   Slice SliceOf(std::uint32_t id) const noexcept {
     const std::size_t offset = (id - 1) * data_bytes_;
     return {offset, id == data_packets_ ? payload_bytes_ - offset : data_bytes_};
   }
 
-  /// Headers of data packets. \param flags  extended form only
+  /// Headers of data packets.
+  /// \param flags  extended form only
   DataHeader DataHeaders(std::uint16_t status, std::uint16_t flags) const noexcept;
 
   /// Writes the whole leader (id 0) or trailer (id TrailerId()). Returns its size, at most kMaxEndSize.

@@ -50,7 +50,8 @@ class PayloadLayout {
   std::size_t Size() const noexcept { return size_; }
 
   /// Calls `take(const std::uint8_t* bytes, std::size_t count)` for each connected piece of the `length`
-  /// bytes from `offset`, in order. Requires: offset + length <= Size().
+  /// bytes from `offset`, in order.
+  /// Requires: offset + length <= Size().
   template <class Take>
   void ForEachPiece(std::size_t offset, std::size_t length, Take&& take) const {
     if (plane_count_ == 1 && planes_[0].rows == 1) {

@@ -43,7 +43,8 @@ class ResendStore {
   /// Null when the block is not kept.
   CutBlock* Find(std::uint64_t block_id) noexcept;
 
-  /// Why a block is not kept, as an extended status. \param newest  id of the latest block that was begun
+  /// Why a block is not kept, as an extended status.
+  /// \param newest  id of the latest block that was begun
   std::uint16_t RefusalFor(std::uint64_t block_id, std::uint64_t newest, bool extended_ids) const noexcept;
 
  private:
