@@ -68,8 +68,10 @@ def released(image):
 server.stream.resend_buffers_count = 1
 start()
 wait(lambda: server.stream.is_running)
-for number, image in zip(range(3), pictures()):
-    server.stream.send(image, released)
+def feed():  # a sender may be told of releases itself
+    for number, image in zip(range(3), pictures()):
+        server.stream.send(image, released)
+threading.Thread(target=feed, daemon=True).start()
 wait(lambda: inside)
 """
 
@@ -137,6 +139,8 @@ STATES |= {f"daemon in {name}": _THREADED.format(act=act) for name, act in THREA
 
 #: To be put behind a state: the child ends normally, and the parent's address is free for the parent.
 FORK = """
+import warnings
+warnings.simplefilter("ignore", DeprecationWarning)  # newer interpreters warn of every fork beside threads
 child = os.fork()
 if child == 0:
     sys.exit(0)
