@@ -54,11 +54,13 @@ void AddRelations(TypeBuilder& type) {
                        "the node map of this node as well."),
                    .params = {{"node", "tarn.gevserver.Node", "Node to add."}, kKind}}})
       .Method<Signature<&Remove, "node", "kind">>(
-          "remove", {{.summary = "Removes a node from this node.",
-                      .description = WithConfigurationRule(
-                          "See tarn.gevserver.NodeList for the kinds. The node stays in its node map."),
-                      .params = {{"node", "tarn.gevserver.Node", "Node to remove."}, kKind},
-                      .returns = {"bool", "True if the node was removed, otherwise false."}}})
+          "remove",
+          {{.summary = "Removes a node from this node.",
+            .description = WithConfigurationRule(
+                "See tarn.gevserver.NodeList for the kinds. The node stays in its node map; only an entry "
+                "leaves it together with its enumeration."),
+            .params = {{"node", "tarn.gevserver.Node", "Node to remove."}, kKind},
+            .returns = {"bool", "True if the node was removed, otherwise false."}}})
       .ReadOnly<&NodeMapOf>("node_map", "Gets the node map of this GevServer node.",
                             "None as long as the node is in no node map.");
 }

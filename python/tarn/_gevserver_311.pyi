@@ -174,8 +174,9 @@ class Node:
     def remove(self, node: Node, kind: int) -> bool:
         """Removes a node from this node.
 
-        See tarn.gevserver.NodeList for the kinds. The node stays in its node map. Set operation is only
-        possible as long as the tarn.gevserver.State is tarn.gevserver.State.Configuration.
+        See tarn.gevserver.NodeList for the kinds. The node stays in its node map; only an entry leaves
+        it together with its enumeration. Set operation is only possible as long as the
+        tarn.gevserver.State is tarn.gevserver.State.Configuration.
 
         Parameters
         ----------

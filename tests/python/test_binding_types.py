@@ -11,6 +11,7 @@ from unittest.mock import Mock
 import pytest
 
 import tarn
+from binding_machine import Liar
 from tarn import _gevserver_311 as module
 from tarn import gevserver
 
@@ -215,17 +216,6 @@ def test_docstring_of_a_factory_and_of_a_constructor() -> None:
     )
 
 
-class _Liar:
-    """Claims to be an instance of whatever is asked for."""
-
-    def __init__(self, kind: type) -> None:
-        self.kind = kind
-
-    @property
-    def __class__(self) -> type:  # type: ignore[override]
-        return self.kind
-
-
 def test_what_only_looks_like_one_of_ours_is_refused() -> None:
     """By its real type, before its memory is read: as an argument, in a comparison, in a slot."""
     server = gevserver.Server.create_with_const_size_pfnc(tarn.Size2D(64, 48), tarn.PfncFormat.Mono8)
@@ -252,11 +242,11 @@ def test_what_only_looks_like_one_of_ours_is_refused() -> None:
         (module.State, lambda fake: vars(module.State)["Connected"].__class__.__get__(fake, None)),
     ]
     for real, take in takers:
-        for fake in (weakref.proxy(real), Mock(spec=real), _Liar(type(real))):
+        for fake in (weakref.proxy(real), Mock(spec=real), Liar(type(real))):
             with pytest.raises((ValueError, TypeError)):
                 take(fake)
     assert size == weakref.proxy(size)  # proxies compare what they stand for
-    assert size != Mock(spec=size) and size != _Liar(tarn.Size2D)
+    assert size != Mock(spec=size) and size != Liar(tarn.Size2D)
 
 
 def _description() -> gevserver.ImageBufferDescription:
