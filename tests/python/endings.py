@@ -70,7 +70,7 @@ start()
 wait(lambda: server.stream.is_running)
 def feed():  # a sender may be told of releases itself
     for number, image in zip(range(3), pictures()):
-        server.stream.send(image, released)
+        server.stream.try_send(image, released)
 threading.Thread(target=feed, daemon=True).start()
 wait(lambda: inside)
 """
