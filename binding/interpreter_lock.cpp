@@ -14,7 +14,7 @@ namespace {
 
 /// How long an ending program waits for a callback that is under way. Long enough for one that does some
 /// work, and short for somebody who has pressed Ctrl+C.
-constexpr std::chrono::milliseconds kGatePatience{200};
+constexpr std::chrono::milliseconds kGateTimeout{200};
 
 /// Counts the threads that are inside the interpreter or on their way in.
 class Gate {
@@ -37,7 +37,7 @@ class Gate {
   void Close() {
     std::unique_lock lock(mutex_);
     closed_ = true;
-    empty_.wait_for(lock, kGatePatience, [this] { return inside_ == 0; });
+    empty_.wait_for(lock, kGateTimeout, [this] { return inside_ == 0; });
   }
 
   /// In a forked child, where the forking thread is the only one.

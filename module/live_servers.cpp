@@ -18,7 +18,7 @@ using Tarn::GevServer::ServerBase;
 using Servers = std::vector<std::weak_ptr<ServerBase>>;
 
 /// How long an ending program waits for one server, longer than any stop takes whose listeners return.
-constexpr std::chrono::milliseconds kStopPatience{300};
+constexpr std::chrono::milliseconds kStopTimeout{300};
 
 /// Never destroyed: servers may be stopped until the very end.
 struct Registry {
@@ -51,7 +51,7 @@ class Stopping : public std::enable_shared_from_this<Stopping> {
   void Wait() {
     std::unique_lock lock(mutex_);
     for (std::size_t seen = 0; seen < servers_.size(); seen = done_) {
-      if (!progress_.wait_for(lock, kStopPatience, [&] { return done_ > seen; })) return;
+      if (!progress_.wait_for(lock, kStopTimeout, [&] { return done_ > seen; })) return;
     }
   }
 

@@ -111,7 +111,7 @@ class ImageView {
 /// At most once a minute in the whole process.
 bool MayLogRefusal() {
   constexpr std::chrono::minutes kPause{1};
-  static std::atomic<std::int64_t> next_ns = 0;  // of the device clock's kind; who moves it on may log
+  static std::atomic<std::int64_t> next_ns = 0;  // nanoseconds of Now(); whoever moves it on may log
   const std::int64_t now = Now().time_since_epoch().count();
   std::int64_t next = next_ns;
   return now >= next && next_ns.compare_exchange_strong(next, now + Nanoseconds(kPause).count());
