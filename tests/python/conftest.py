@@ -36,7 +36,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
     parser.addoption("--lossy-frames", type=int, default=200, help="frames through each lossy network")
     parser.addoption("--visits", type=int, default=100, help="clients that come, stream and go")
     parser.addoption("--arv-test", type=int, default=1, help="runs of the Aravis device test in a row")
-    parser.addoption("--binding-runs", type=int, default=25, help="runs of random calls of the binding")
+    parser.addoption("--binding-runs", type=int, default=15, help="runs of random calls of the binding")
     parser.addoption("--stress", type=float, default=3.0, help="seconds to read and write under stress")
 
 
