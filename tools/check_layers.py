@@ -19,7 +19,7 @@ BELOW = {
     "camera/engine/memory camera/engine/nodes camera/engine/stream camera/engine/registers",
     "camera/engine/control": "camera/base camera/wire "
     "camera/engine/memory camera/engine/nodes camera/engine/stream "
-    "camera/engine/registers camera/engine/features",
+    "camera/engine/registers camera/engine/features camera/engine/xml",
     "camera/net": "camera/base",
     "camera/image": "camera/base",
     "camera/device": "camera/base camera/wire ENGINE camera/net camera/image",

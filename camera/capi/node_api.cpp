@@ -1,5 +1,6 @@
 // The node family of the C line.
 
+#include <atomic>
 #include <string>
 
 #include "camera/capi/entry.h"
@@ -91,45 +92,54 @@ TARN_SAME_CODE(NameSpace::Custom, GS_NAMESPACE_CUSTOM);
 TARN_SAME_CODE(NameSpace::Private, GS_NAMESPACE_PRIVATE);
 #undef TARN_SAME_CODE
 
-TR_HANDLE NewHandle(const NodePtr& node) {
-  const MutexLock lock(TreeLock());
-  return HandleOf(node);
-}
-
 TR_HANDLE CreateNode(NodeKind kind, const char* name, std::int32_t name_space) {
-  return HandleEntry([&] { return NewHandle(MakeNode(kind, TextArgument(name), NameSpace{name_space})); });
+  return HandleEntry([&] { return HandleOf(MakeNode(kind, TextArgument(name), NameSpace{name_space})); });
 }
 
 TR_HANDLE CreateRegister(NodeKind kind, const char* name, std::int32_t name_space, std::int64_t address,
                          std::int64_t length) {
   return HandleEntry([&] {
-    return NewHandle(MakeRegister(kind, TextArgument(name), NameSpace{name_space}, address, length));
+    return HandleOf(MakeRegister(kind, TextArgument(name), NameSpace{name_space}, address, length));
   });
 }
 
-/// Runs `use(node)` with the tree lock held.
+/// Runs `use(node)` with the node's lock held.
 template <class Use>
 TR_STATUS WithNode(TR_HANDLE handle, Use&& use) {
   return Entry([&] {
     const Pinned<NodeBox> box(handle);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(*box->node);
     use(box->node);
   });
 }
 
-/// As WithNode, then lets the node's server do what follows.
+/// Outputs a handle of the node that `find(node)` returns under the node's lock; a null one when it finds none.
+template <class Find>
+TR_STATUS OutputFound(TR_HANDLE handle, TR_HANDLE* related, Find&& find) {
+  return Entry([&] {
+    const Pinned<NodeBox> box(handle);
+    NodePtr found;
+    {
+      const NodeLock lock(*box->node);
+      found = find(*box->node);
+    }
+    if (related) *related = found ? HandleOf(found) : nullptr;
+  });
+}
+
+/// As WithNode, then lets the node's device do what follows.
 template <class Use>
 TR_STATUS WriteNode(TR_HANDLE handle, Use&& use) {
   return Entry([&] {
     const Pinned<NodeBox> box(handle);
     std::shared_ptr<TreeOwner> owner;
     {
-      const MutexLock lock(TreeLock());
+      const NodeLock lock(*box->node);
       use(*box->node);
       const FeatureTree* tree = box->node->tree;
       if (tree && tree->HasStores()) owner = tree->Owner();
     }
-    if (owner) owner->Settle();
+    if (owner) owner->OnStored();
   });
 }
 
@@ -162,7 +172,7 @@ TR_STATUS Link(TR_HANDLE node, std::int32_t list, TR_HANDLE related, TR_HANDLE b
     const Pinned<NodeBox> added(related);
     std::optional<Pinned<NodeBox>> place;
     if (before) place.emplace(before);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(*box->node, *added->node);
     AddRelated(box->node, ListOf(list), added->node, place ? (*place)->node : nullptr);
   });
 }
@@ -240,10 +250,9 @@ TR_STATUS GSNSetInfoAsString(TR_HANDLE node, int32_t info, const char* text) {
 }
 
 TR_STATUS GSNGetInfoAsNode(TR_HANDLE node, int32_t info, TR_HANDLE* related) {
-  return WithNode(node, [&](const NodePtr& n) {
-    TR_HANDLE& to = Output(related, "related");
-    const NodePtr found = NodeOfItem(*n, NodeItem{info});
-    to = found ? HandleOf(found) : nullptr;
+  return OutputFound(node, related, [&](const Node& n) {
+    Output(related, "related");
+    return NodeOfItem(n, NodeItem{info});
   });
 }
 
@@ -251,7 +260,7 @@ TR_STATUS GSNSetInfoAsNode(TR_HANDLE node, int32_t info, TR_HANDLE related) {
   return Entry([&] {
     const Pinned<NodeBox> box(node);
     const Pinned<NodeBox> supplier(related);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(*box->node, *supplier->node);
     SetNodeItem(*box->node, NodeItem{info}, supplier->node);
   });
 }
@@ -289,23 +298,21 @@ TR_STATUS GSNListCount(TR_HANDLE node, int32_t list, int64_t* count) {
 
 TR_STATUS GSNListEx(TR_HANDLE node, int32_t list, int64_t index, char* name, size_t* size,
                     TR_HANDLE* related) {
-  return WithNode(node, [&](const NodePtr& n) {
-    const NodePtr found = RelatedAt(*n, ListOf(list), index);
+  return OutputFound(node, related, [&](const Node& n) {
+    NodePtr found = RelatedAt(n, ListOf(list), index);
     CopyText(found->name, name, size);
-    if (related) *related = HandleOf(found);
+    return found;
   });
 }
 
 TR_STATUS GSNGetNode(TR_HANDLE node, int32_t list, const char* name, TR_HANDLE* related) {
-  return WithNode(node, [&](const NodePtr& n) {
-    TR_HANDLE& to = Output(related, "related");
+  return OutputFound(node, related, [&](const Node& n) {
+    Output(related, "related");
     const std::string wanted = TextArgument(name);
-    for (const NodePtr& found : Related(*n, ListOf(list))) {
-      if (found->name != wanted) continue;
-      to = HandleOf(found);
-      return;
+    for (NodePtr& found : Related(n, ListOf(list))) {
+      if (found->name == wanted) return std::move(found);
     }
-    throw EngineError(Failure::kNotFound, n->name + " has no related node named " + wanted);
+    throw EngineError(Failure::kNotFound, n.name + " has no related node named " + wanted);
   });
 }
 
@@ -321,7 +328,7 @@ TR_STATUS GSNRemoveNode(TR_HANDLE node, int32_t list, TR_HANDLE related) {
   return Entry([&] {
     const Pinned<NodeBox> box(node);
     const Pinned<NodeBox> removed(related);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(*box->node, *removed->node);
     RemoveRelated(box->node, ListOf(list), removed->node);
   });
 }
@@ -329,12 +336,12 @@ TR_STATUS GSNRemoveNode(TR_HANDLE node, int32_t list, TR_HANDLE related) {
 TR_STATUS GSNRegisterEventWithStatus(TR_HANDLE node, int32_t event, GSCallback callback, void* context,
                                      uint64_t* cookie) {
   return WithNode(node, [&](const NodePtr& n) {
-    static std::uint64_t last_cookie = 0;  // guarded by the tree lock
+    static std::atomic<std::uint64_t> last_cookie = 0;
     if (!callback) throw EngineError(Failure::kInvalidArgument, "callback must not be null");
     uint64_t& to = Output(cookie, "cookie");
-    const NodeListener listener{EventOf(event), callback, context, last_cookie + 1};
-    n->listeners.push_back(std::make_shared<const NodeListener>(listener));
     to = ++last_cookie;
+    n->listeners.push_back(
+        std::make_shared<const NodeListener>(NodeListener{EventOf(event), callback, context, to}));
   });
 }
 

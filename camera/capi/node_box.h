@@ -3,7 +3,7 @@
 /// What a node handle stands for. A node has one handle at a time, so that equal handles mean the same node.
 
 #include "camera/capi/pinned.h"
-#include "camera/device/tree_lock.h"
+#include "camera/device/node_lock.h"
 #include "camera/engine/nodes/node.h"
 #include "gevserver/library/tr_status.h"
 
@@ -14,9 +14,13 @@ struct NodeBox {
 
   explicit NodeBox(NodePtr its_node) : node(std::move(its_node)) {}
   ~NodeBox() {
-    const MutexLock lock(TreeLock());
-    // Another handle may have been made since the last reference to this one went.
-    if (node->handle == handle) node->handle = nullptr;
+    {
+      const NodeLock lock(*node);
+      // Another handle may have been made since the last reference to this one went.
+      if (node->handle == handle) node->handle = nullptr;
+    }
+    // The last reference to a node takes it out of the lists of others; it is in no tree then.
+    const MutexLock lock(BuildLock());
     node.reset();
   }
 
@@ -25,9 +29,10 @@ struct NodeBox {
 };
 
 /// A handle of the node with a reference for the caller.
-/// Requires: the tree lock.
+/// Requires: the node's lock is not held.
 /// Throws: std::bad_alloc.
 inline TR_HANDLE HandleOf(const NodePtr& node) {
+  const NodeLock lock(*node);
   if (node->handle && ShareObject(node->handle) == TR_OK) return node->handle;
   auto box = std::make_unique<NodeBox>(node);
   NodeBox& made = *box;

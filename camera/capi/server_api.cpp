@@ -228,7 +228,7 @@ TR_STATUS GSAddNode(TR_HANDLE server, TR_HANDLE node) {
   return Entry([&] {
     const Pinned<ServerBox> box(server);
     const Pinned<NodeBox> added(node);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(box->device->Tree());
     box->device->Tree().Add(added->node);
   });
 }
@@ -237,7 +237,7 @@ TR_STATUS GSRemoveNode(TR_HANDLE server, TR_HANDLE node) {
   return Entry([&] {
     const Pinned<ServerBox> box(server);
     const Pinned<NodeBox> removed(node);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(box->device->Tree());
     box->device->Tree().Remove(removed->node);
   });
 }
@@ -247,8 +247,11 @@ TR_STATUS GSGetNode(TR_HANDLE server, const char* name, TR_HANDLE* node) {
     const Pinned<ServerBox> box(server);
     TR_HANDLE& to = Output(node, "node");
     const std::string wanted = TextArgument(name);
-    const MutexLock lock(TreeLock());
-    const NodePtr found = box->device->Tree().Find(wanted);
+    NodePtr found;
+    {
+      const NodeLock lock(box->device->Tree());
+      found = box->device->Tree().Find(wanted);
+    }
     if (!found) throw EngineError(Failure::kNotFound, "the node map has no node named " + wanted);
     to = HandleOf(found);
   });
@@ -258,7 +261,7 @@ TR_STATUS GSNodeCount(TR_HANDLE server, int64_t* count) {
   return Entry([&] {
     const Pinned<ServerBox> box(server);
     int64_t& to = Output(count, "count");
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(box->device->Tree());
     to = static_cast<int64_t>(box->device->Tree().Nodes().size());
   });
 }
@@ -266,7 +269,7 @@ TR_STATUS GSNodeCount(TR_HANDLE server, int64_t* count) {
 TR_STATUS GSNodeList(TR_HANDLE server, int64_t index, char* name, size_t* size) {
   return Entry([&] {
     const Pinned<ServerBox> box(server);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(box->device->Tree());
     const std::vector<NodePtr>& nodes = box->device->Tree().Nodes();
     if (index < 0 || static_cast<std::size_t>(index) >= nodes.size()) {
       throw EngineError(Failure::kNotFound, "the node map has no node number " + std::to_string(index));

@@ -2,50 +2,49 @@
 
 /// One GigE Vision device: its feature tree, the threads that answer clients, and its stream.
 
-#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "camera/base/endpoint.h"
 #include "camera/base/process_mutex.h"
-#include "camera/device/action_queue.h"
-#include "camera/device/control_server.h"
-#include "camera/device/device_clock.h"
-#include "camera/device/identity.h"
+#include "camera/device/control_threads.h"
 #include "camera/device/message_channel.h"
+#include "camera/device/node_lock.h"
 #include "camera/device/server_events.h"
 #include "camera/device/stream_channel.h"
-#include "camera/device/tree_lock.h"
-#include "camera/engine/control/control_channel.h"
-#include "camera/engine/features/chunk_set.h"
+#include "camera/engine/control/control_plane.h"
+#include "camera/engine/control/publication.h"
 #include "camera/engine/features/standard_features.h"
-#include "camera/engine/features/user_events.h"
-#include "camera/engine/features/user_sets.h"
 #include "camera/engine/nodes/feature_tree.h"
-#include "camera/engine/registers/register_file.h"
-#include "camera/engine/stream/image_layout.h"
-#include "camera/engine/xml/description.h"
 
 namespace Tarn {
 
+/// What is left to do of an input's effects when the device's lock is let go. Kept by its thread, for its memory.
+struct Outbox {
+  std::vector<ControlDatagram> datagrams;
+  std::shared_ptr<ControlThreads> port;           ///< from which they leave
+  std::shared_ptr<MessageChannel> messages;       ///< with events that are to be sent
+  std::shared_ptr<StreamChannel> tested_stream;   ///< that is to send a test packet
+  bool server_events = false;                     ///< were posted
+};
+
 /// A camera, or a device without a stream, from its creation to its end.
 ///
-///   | state      | Start   | Stop    | client takes control | client leaves, or falls silent |
-///   |------------+---------+---------+----------------------+--------------------------------|
-///   | stopped    | started | stopped | -                    | -                              |
-///   | started    | refused | stopped | controlled           | -                              |
-///   | controlled | refused | stopped | -                    | started                        |
+///   | state    | Start             | Stop             |
+///   |----------+-------------------+------------------|
+///   | Stopped  | Starting, Started | Stopped          |
+///   | Starting | refused           | Starting         |
+///   | Started  | refused           | Stopping, Stopped |
+///   | Stopping | refused           | Stopping         |
 ///
-/// While controlled, acquisition is off or on, as the client's commands have it; images are sent while it is
-/// on.
+/// What it does while started is the control plane's: this class gives it inputs under the lock of the feature
+/// tree, carries out what follows, and wakes the thread that waits for its deadline. There is no other way to it.
 ///
 /// Threads: any thread. No call but Stop waits for a thread of the device.
-class Device final : public ControlService, public TreeOwner, public std::enable_shared_from_this<Device> {
+class Device final : public TreeOwner, public std::enable_shared_from_this<Device> {
  public:
   /// \param format  what is sent; empty for a device without a stream
   static std::shared_ptr<Device> Create(const std::optional<SensorFormat>& format,
@@ -78,7 +77,7 @@ class Device final : public ControlService, public TreeOwner, public std::enable
 
   /// What is in use; before the first start what was asked for.
   StreamDriver Driver() const;
-  bool AcquisitionActive() const { return acquiring_; }
+  bool AcquisitionActive() { return plane_.Functions().TheAcquisition().Active(); }
   ServerEvents& Events() { return events_; }
 
   std::size_t ResendDepth() const;
@@ -93,105 +92,71 @@ class Device final : public ControlService, public TreeOwner, public std::enable
   /// Throws: EngineError kOutOfRange, kWrongState while started.
   void SetXmlVersion(int part, std::int64_t value);
 
-  /// Requires: the tree lock.
+  /// Guarded by its NodeLock.
   FeatureTree& Tree() { return tree_; }
 
   // TreeOwner
-  void Settle() override;
+  void OnStored() override;
 
-  // ControlService
-  Reception Arrived(const ControlRequest& request) override;
-  std::size_t Execute(const ControlRequest& request, MutableByteView answer) override;
-  void Answered() override;
-  Instant Deadline() override;
-  bool Tick(Instant now, const std::vector<Endpoint>& waiting) override;
-  void Call() override;
-  std::optional<std::chrono::milliseconds> PendingAfter() override;
+  // For the control threads, each with an outbox of its own. They do nothing while the device is not started.
+  /// When Advance must be called next.
+  Instant Arm();
+  /// Takes a datagram that came in.
+  /// \return as Arm
+  Instant Receive(const ControlRequest& request, Outbox& outbox);
+  /// \param now  up to which all datagrams were given to Receive
+  /// \return as Arm
+  Instant Advance(Instant now, Outbox& outbox);
+  /// The listeners that are to be called next; those of the call before were called.
+  Listeners NextCalls(Outbox& outbox);
 
  private:
-  class Actions;
+  enum class State { Stopped, Starting, Started, Stopping };
 
-  /// An image of a limited acquisition was accepted; after the last one the acquisition ends. Does nothing
-  /// when that acquisition is over. Takes the tree lock.
-  void CountFrame(std::uint64_t acquisition);
+  /// What a started device talks through.
+  struct Channels {
+    std::shared_ptr<ControlThreads> control;
+    std::shared_ptr<MessageChannel> messages;
+    std::shared_ptr<StreamChannel> stream;  ///< null without a stream
+  };
 
   Device(const std::optional<SensorFormat>& format, StreamDriver driver);
 
-  // All of these require the tree lock.
+  /// Gives the control plane an input with `give()`, and carries out what follows.
+  template <class Give>
+  void Input(Outbox& outbox, Give&& give);
+
+  // All of these require the tree's lock.
   void CheckStopped(const char* what) const;
-  void Publish(const NetworkIdentity& network);
-  void OpenStream(const NetworkIdentity& network);
-  void SetLimit(const char* feature, std::int64_t max);
-  void CountAnswer(ByteView answer);
-  /// Stores what was counted into its registers.
+  void ApplyEffects(Outbox& outbox);
+  void Apply(const ChannelOrder& order, Outbox& outbox);
   void ShowCounters();
-  void FollowStores();
-  void FollowStore(std::uint64_t address);
-  void FollowPrivilege();
-  void FollowStreamPort();
-  void FollowTimestampControl();
-  void FallSilent(Instant now, const std::vector<Endpoint>& waiting);
-  void FireSignals(SignalSet signals);
-  void OpenMessages(std::uint32_t address);
-  void FollowMessageChannel();
-  void FollowNotification();
-  void WatchEventSources();
-  void ForgetEventSources();
-  /// The program stored into a register that belongs to events.
-  void FollowEventStore(const FeatureTree::WatchedStore& store);
-  /// Tells the client, if it wants to know.
-  /// \param data  what goes with the event
-  void TellEvent(std::uint16_t number, std::vector<std::uint8_t> data = {});
-  std::uint32_t ImagePayloadSize() const;
-  void UpdatePayloadSize();
-  /// What goes out with an image that is sent now: leader and chunks.
-  /// \param sample_bytes  the image's own size
-  void DescribeBlock(ImageBlock& block, std::size_t sample_bytes);
-  void LoadUserSet();
-  void SaveUserSet();
-  void StartAcquisition();
-  /// What becomes of images that were accepted and are not sent yet.
-  enum class Unsent { Drop, Send };
-  void StopAcquisition(Unsent unsent = Unsent::Drop);
-  void LockParameters(bool locked);
-  void PostStreamConfig();
-  StreamConfig ReadStreamConfig() const;
-  void Post(ServerEvent event);
-  std::shared_ptr<StreamChannel> TakeDown(std::unique_ptr<ControlServer>& server);
+  Channels TakeDown(Outbox& outbox);
+
+  void TakeTree();
+  void Publish(const NetworkIdentity& network);
+  void OpenSockets(const NetworkIdentity& network);
+  void Dispatch(Outbox& outbox) noexcept;
   void Thaw();
 
   const unsigned generation_ = ForkGeneration();
   const std::optional<SensorFormat> format_;
   const StreamDriver requested_driver_;
-  const std::shared_ptr<DeviceClock> clock_ = std::make_shared<DeviceClock>();  // outlived by the channels
+  const std::shared_ptr<DeviceClock> clock_ = std::make_shared<DeviceClock>(Now());  // outlived by the channels
+  const DeviceMutex mutex_;  ///< the tree's lock while not stopped
   ServerEvents events_;
-  ActionQueue actions_;
-  std::atomic<bool> acquiring_ = false;  // written under the tree lock, read anywhere
 
-  // Guarded by the tree lock.
+  // Guarded by the tree's lock.
+  State state_ = State::Stopped;
   FeatureTree tree_;
-  RegisterFile registers_{tree_};
-  ControlChannel channel_{tree_, registers_, std::random_device()()};
-  ChunkSet chunks_;
-  UserSets user_sets_{tree_, registers_};
-  std::vector<PlacedRegister> loaded_;  ///< by a command whose listeners have not heard of it yet
-  std::deque<std::uint32_t> fired_;     ///< registers of signals whose listeners have not heard yet
-  std::unique_ptr<ControlServer> server_;
-  std::shared_ptr<StreamChannel> stream_;
-  std::shared_ptr<MessageChannel> messages_;
-  EventSources event_sources_;  ///< while started
+  Effects effects_;
+  ControlPlane plane_;
+  Instant armed_ = Instant::max();  ///< the deadline that the thread which hears knows of
+  Channels channels_;               ///< none but while started
   StreamDriver last_driver_;
   std::size_t resend_depth_ = 0;
   std::string user_version_;
-  std::uint32_t xml_version_[3] = {1, 0, 0};
-  std::uint64_t acquisition_ = 0;         ///< number of the latest one
-  std::int64_t frames_left_ = 0;          ///< of a limited acquisition; negative: no limit
-  std::uint64_t heartbeat_timeouts_ = 0;  ///< since the start
-  std::uint64_t refused_commands_ = 0;    ///< since the start
-  bool stopping_ = false;                 ///< the threads of the last run have not ended yet
-  bool controlled_ = false;               ///< what listeners were told last
-  bool test_packet_wanted_ = false;
-  std::optional<std::uint32_t> given_payload_size_;  ///< by the program, without chunks; else it is computed
+  XmlVersionNumbers xml_version_ = {1, 0, 0};
 };
 
 }  // namespace Tarn

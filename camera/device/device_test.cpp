@@ -35,7 +35,7 @@ class DeviceTest : public testing::Test {
     const NodePtr reg = NewIntReg("Mine", 0xA000);
     reg->listeners.push_back(
         std::make_shared<const NodeListener>(NodeListener{NodeEvent::Write, call, context, 1}));
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     device_->Tree().Add(reg);
     return reg;
   }
@@ -106,7 +106,7 @@ TEST_F(DeviceTest, StartsStopsAndStartsAgain) {
     EXPECT_EQ(Refusal([&] { device_->Start(kAddress); }), Failure::kWrongState);
     EXPECT_EQ(Refusal([&] { device_->SetResendDepth(1); }), Failure::kWrongState);
     {
-      const MutexLock lock(TreeLock());
+      const NodeLock lock(device_->Tree());
       EXPECT_EQ(Refusal([&] { device_->Tree().Add(NewInteger("Late")); }), Failure::kWrongState);
     }
     EXPECT_EQ(Say("42 11 0002 0000 0001").size(), 256u);
@@ -124,7 +124,7 @@ TEST_F(DeviceTest, StaysStoppedWhenTheAddressCannotBeHad) {
   EXPECT_THROW(device_->Start(0x01020304), std::system_error);  // nobody's here
   EXPECT_EQ(device_->Local(), Endpoint{});
   {
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     device_->Tree().Add(NewInteger("Early"));
   }
   other->Stop();
@@ -134,12 +134,12 @@ TEST_F(DeviceTest, StaysStoppedWhenTheAddressCannotBeHad) {
 TEST_F(DeviceTest, StaysStoppedWhenANodeCannotBePublished) {
   const NodePtr empty = NewNode(NodeKind::Enumeration, "Empty");
   {
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     device_->Tree().Add(empty);
   }
   EXPECT_EQ(Refusal([&] { device_->Start(kAddress); }), Failure::kInvalidArgument);
   {
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     AddRelated(empty, NodeList::Child, NewEntry("Entry", 0), nullptr);
   }
   device_->Start(kAddress);
@@ -186,7 +186,7 @@ TEST_F(DeviceTest, IsNotStartedWhileAListenerHoldsUpItsStop) {
       [](void* context) {
         auto& inside = *static_cast<Gate*>(context);
         inside.entered.set_value();
-        inside.open.get_future().wait_for(seconds(3));  // less than a stop's patience
+        inside.open.get_future().wait_for(seconds(3));  // less than a stop waits
       },
       &gate);
   device_->Start(kAddress);
@@ -219,7 +219,7 @@ TEST_F(DeviceTest, CanBeStoppedByAListener) {
   ASSERT_EQ(gate.entered.get_future().wait_for(seconds(10)), std::future_status::ready);
   EXPECT_EQ(Seen(), "CD");
   {
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     EXPECT_EQ(ReadInteger(*reg), 5);  // the write stands
   }
   // The thread of the listener may still be on its way out, with the socket.
@@ -239,7 +239,7 @@ TEST_F(DeviceTest, FinishesACommandWhateverItsLimits) {
   limited->min = std::int64_t{1};
   const NodePtr command = NewNode(NodeKind::Command, "Fire", limited);
   {
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     for (const NodePtr& node : {number, limited, command}) device_->Tree().Add(node);
   }
   device_->Start(kAddress);

@@ -5,7 +5,7 @@
 namespace Tarn {
 namespace {
 
-constexpr int kMostInOneGo = 64;  // acknowledges before others get their turn
+constexpr int kMaxInOneGo = 64;  // acknowledges before others get their turn
 
 }  // namespace
 
@@ -19,42 +19,49 @@ void MessageChannel::Configure(const EventChannelConfig& config) {
   if (sender_.Deadline() < before) wakeup_.Wake();
 }
 
-void MessageChannel::TellFrames(bool starts, bool ends) {
-  tells_starts_ = starts;
-  tells_ends_ = ends;
+void MessageChannel::NotifyFrames(bool starts, bool ends) {
+  notifies_starts_ = starts;
+  notifies_ends_ = ends;
 }
 
-void MessageChannel::Tell(std::uint16_t number, ByteView data) {
-  EventItem item;
-  item.number = number;
-  Tell(item, data);
-}
-
-void MessageChannel::Tell(EventItem item, ByteView data) {
+void MessageChannel::Queue(const EventItem& item, ByteView data) {
   const MutexLock lock(mutex_);
-  item.timestamp = clock_->Ticks();  // here, so that timestamps rise in the order of sending
-  const Instant before = sender_.Deadline();
   sender_.Push(item, data);
-  SendDue();
-  if (sender_.Deadline() < before) wakeup_.Wake();
 }
 
 void MessageChannel::SendDue() {
+  const MutexLock lock(mutex_);
+  const Instant before = sender_.Deadline();
+  SendDueLocked();
+  if (sender_.Deadline() < before) wakeup_.Wake();
+}
+
+void MessageChannel::SendDueLocked() {
   const Instant now = Now();
   for (ByteView command = sender_.Next(now); !command.empty(); command = sender_.Next(now)) {
     socket_.Send(command, sender_.Config().destination);
   }
 }
 
+void MessageChannel::SendFrame(std::uint16_t number, std::uint64_t block_id) {
+  EventItem item;
+  item.number = number;
+  item.channel = 0;
+  item.block_id = block_id;
+  item.timestamp = clock_->TicksAt(Now());
+  Queue(item, {});
+  SendDue();
+}
+
 void MessageChannel::FrameStarts(std::uint64_t block_id) noexcept {
-  if (tells_starts_) Tell({EventNumber::kFrameStart, 0, block_id, 0}, {});
+  if (notifies_starts_) SendFrame(EventNumber::kFrameStart, block_id);
 }
 
 void MessageChannel::FrameEnds(std::uint64_t block_id) noexcept {
-  if (tells_ends_) Tell({EventNumber::kFrameEnd, 0, block_id, 0}, {});
+  if (notifies_ends_) SendFrame(EventNumber::kFrameEnd, block_id);
 }
 
-Instant MessageChannel::Deadline() {
+Instant MessageChannel::Deadline() const {
   const MutexLock lock(mutex_);
   return sender_.Deadline();
 }
@@ -63,13 +70,13 @@ void MessageChannel::Serve() {
   wakeup_.Clear();
   const MutexLock lock(mutex_);
   std::array<std::uint8_t, kMaxControlDatagram> buffer;
-  for (int i = 0; i < kMostInOneGo; ++i) {
+  for (int i = 0; i < kMaxInOneGo; ++i) {
     const auto received = socket_.Receive(buffer);
     if (!received) break;
-    sender_.Heard(received->bytes, received->source);
-    SendDue();  // before the next acknowledge: it may be for what is sent now
+    sender_.Receive(received->bytes, received->source);
+    SendDueLocked();  // before the next acknowledge: it may be for what is sent now
   }
-  SendDue();
+  SendDueLocked();
 }
 
 EventCounters MessageChannel::Counters() const {

@@ -15,18 +15,25 @@ class MessageChannelTest : public ::testing::Test {
  protected:
   MessageChannelTest() { Open(0ms); }
 
+  void Report() {
+    EventItem item;
+    item.number = EventNumber::kFirstOfDevice;
+    channel_.Queue(item, {});
+    channel_.SendDue();
+  }
+
   void Open(std::chrono::milliseconds timeout) { channel_.Configure({client_.Address(), timeout, 1, false}); }
 
   Receiver client_;
-  MessageChannel channel_{kLoopback, std::make_shared<DeviceClock>()};
+  MessageChannel channel_{kLoopback, std::make_shared<DeviceClock>(Now())};
 };
 
-TEST_F(MessageChannelTest, TellsFramesThatSomebodyWantsToHearOf) {
+TEST_F(MessageChannelTest, SendsTheFrameEventsThatTheClientWants) {
   channel_.FrameStarts(1);
-  channel_.TellFrames(true, false);
+  channel_.NotifyFrames(true, false);
   channel_.FrameStarts(2);
   channel_.FrameEnds(2);
-  channel_.TellFrames(false, true);
+  channel_.NotifyFrames(false, true);
   channel_.FrameStarts(3);
   channel_.FrameEnds(3);
   const Bytes start = client_.Next();
@@ -41,7 +48,7 @@ TEST_F(MessageChannelTest, TellsFramesThatSomebodyWantsToHearOf) {
 
 TEST_F(MessageChannelTest, WakesItsThreadForADeadline) {
   Open(100ms);
-  channel_.Tell(EventNumber::kFirstOfDevice, {});
+  Report();
   pollfd wakeup{channel_.Fds()[1], POLLIN, 0};
   EXPECT_EQ(::poll(&wakeup, 1, 0), 1);
   channel_.Serve();
@@ -55,14 +62,14 @@ TEST_F(MessageChannelTest, WakesItsThreadForADeadline) {
 }
 
 TEST_F(MessageChannelTest, TakesEventsFromSeveralThreads) {
-  constexpr int kTellers = 3;
+  constexpr int kThreads = 3;
   constexpr int kEach = 500;
-  std::atomic<int> left = kTellers;
+  std::atomic<int> left = kThreads;
   std::vector<std::jthread> threads;
-  for (int i = 0; i < kTellers; ++i) {
+  for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < kEach; ++n) {
-        channel_.Tell(EventNumber::kFirstOfDevice, {});
+        Report();
         channel_.FrameEnds(1);
       }
       --left;
@@ -71,14 +78,14 @@ TEST_F(MessageChannelTest, TakesEventsFromSeveralThreads) {
   threads.emplace_back([&] {
     for (int i = 0; left != 0; ++i) {
       Open(i % 2 == 0 ? 0ms : 1ms);
-      channel_.TellFrames(i % 2 == 0, i % 3 == 0);
+      channel_.NotifyFrames(i % 2 == 0, i % 3 == 0);
       channel_.Serve();
       static_cast<void>(channel_.Deadline());
     }
   });
   threads.clear();
   const EventCounters counters = channel_.Counters();
-  EXPECT_GE(counters.sent + counters.dropped + EventSender::kMostWaiting, std::uint64_t{kTellers * kEach});
+  EXPECT_GE(counters.sent + counters.dropped + EventSender::kMaxWaiting, std::uint64_t{kThreads * kEach});
 }
 
 }  // namespace

@@ -8,12 +8,30 @@ std::uint64_t ServerEvents::Register(ServerEvent event, Listener listener, void*
   return entries_.size();
 }
 
-void ServerEvents::Tell(ServerEvent event) {
+void ServerEvents::Post(ServerEvent event) {
+  const MutexLock lock(posting_);
+  posted_.push_back(event);
+}
+
+bool ServerEvents::TakePosted(ServerEvent& event) {
+  const MutexLock lock(posting_);
+  if (posted_.empty()) return false;
+  event = posted_.front();
+  posted_.pop_front();
+  return true;
+}
+
+void ServerEvents::Notify() {
   const std::lock_guard lock(mutex_);
-  // By index: a listener may register another one.
-  for (std::size_t i = 0; open_ && i < entries_.size(); ++i) {
-    if (entries_[i].event == event) entries_[i].listener(entries_[i].context);
+  if (notifying_) return;
+  notifying_ = true;
+  for (ServerEvent event; TakePosted(event);) {
+    // By index: a listener may register another one.
+    for (std::size_t i = 0; open_ && i < entries_.size(); ++i) {
+      if (entries_[i].event == event) entries_[i].listener(entries_[i].context);
+    }
   }
+  notifying_ = false;
 }
 
 void ServerEvents::Open() {

@@ -1,21 +1,16 @@
 #pragma once
 
-/// What happens to a server, told to whoever registered for it.
+/// What happens to a server, for whoever registered for it.
 
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <vector>
 
-namespace Tarn {
+#include "camera/base/mutex.h"
+#include "camera/engine/control/effects.h"
 
-/// The values cross the C line; capi/ asserts that they agree with its headers.
-enum class ServerEvent : std::int32_t {
-  Connected = 0,
-  Disconnected = 1,
-  AcquisitionStart = 2,
-  AcquisitionStop = 3,
-  ImageSnapped = 4,
-};
+namespace Tarn {
 
 /// Threads: any thread. Listeners are called one at a time, with a lock of this object held that they may
 /// take again: they store a state word and return, so waiting for a running one is short.
@@ -25,11 +20,13 @@ class ServerEvents {
 
   std::uint64_t Register(ServerEvent event, Listener listener, void* context);
 
-  /// Tells the listeners; does nothing while closed.
-  void Tell(ServerEvent event);
+  /// Queues an event for the next Notify(); never waits for a listener.
+  void Post(ServerEvent event);
+  /// Calls the listeners of the events that were posted, in the order of posting; while closed none.
+  void Notify();
 
   void Open();
-  /// After its return no listener runs and none is told any more.
+  /// After its return no listener runs and none is called any more.
   void Close();
 
  private:
@@ -39,9 +36,15 @@ class ServerEvents {
     void* context;
   };
 
+  bool TakePosted(ServerEvent& event);
+
+  Mutex posting_;  // taken for moments, also with mutex_ held
+  std::deque<ServerEvent> posted_ TARN_GUARDED_BY(posting_);
+
   std::recursive_mutex mutex_;
   std::vector<Entry> entries_;
   bool open_ = false;
+  bool notifying_ = false;  ///< a listener has come back here
 };
 
 }  // namespace Tarn

@@ -37,8 +37,8 @@ struct EventItem {
   std::uint64_t timestamp = 0;         ///< ticks
 };
 
-/// Most bytes of data that an event can carry.
-inline constexpr std::size_t kMaxEventData = kMaxControlPayload - EventItem::kStandardSize;
+/// Most bytes of data that an event can carry in either form.
+inline constexpr std::size_t kMaxEventData = kMaxControlPayload - EventItem::kExtendedSize;
 
 /// A whole command with one event. Data that do not fit behind the event are left out, and the command is the
 /// one for events without data then.

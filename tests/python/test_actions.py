@@ -183,7 +183,11 @@ def test_late_and_too_many_scheduled_actions_are_told(camera: Camera) -> None:
         assert answer.status == ACTION_LATE
         assert counts(client) == [1, 0, 1, 0]  # done all the same
         size = Features(client).read("ActionQueueSize")
-        far = ticks(client) + 3600 * 1000 * MILLISECOND
+        hour = 3600 * 1000 * MILLISECOND
+        beyond = sender.ask(sender.datagram(1, ticks(client) + hour))
+        assert beyond is not None
+        assert beyond.status == OVERFLOW  # nobody can take places for so long
+        far = ticks(client) + hour // 20
         answers = [sender.ask(sender.datagram(1, far)) for _ in range(size + 1)]
         assert [answer and answer.status for answer in answers] == [SUCCESS] * size + [OVERFLOW]
         assert counts(client) == [1, 0, 1, 0]

@@ -3,35 +3,30 @@
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
+namespace {
 
-WireStatus ControlPrivilege::Write(Endpoint who, std::uint32_t value, std::uint32_t switchover_key,
-                                   Instant now) {
-  const bool exclusive = ControlPrivilegeBits::Exclusive::Get(value) != 0;
-  const bool asks = exclusive || ControlPrivilegeBits::Control::Get(value) != 0;
-  const bool knows_key = ControlPrivilegeBits::SwitchoverKey::Get(value) == switchover_key;
-  const bool may_take_over = switchover_ && asks && knows_key;
-  if (held_ && who != holder_ && !may_take_over) return WireStatus::AccessDenied;
-  if (!asks) {
+bool AsksForControl(std::uint32_t value) {
+  return (value & (ControlPrivilegeBits::Exclusive::kMask | ControlPrivilegeBits::Control::kMask)) != 0;
+}
+
+}  // namespace
+
+bool ControlPrivilege::NeedsKey(Endpoint who, std::uint32_t value) const {
+  return held_ && who != primary_ && switchover_ && AsksForControl(value);
+}
+
+WireStatus ControlPrivilege::Write(Endpoint who, std::uint32_t value, bool has_key) {
+  const bool takes_over = NeedsKey(who, value) && has_key;
+  if (held_ && who != primary_ && !takes_over) return WireStatus::AccessDenied;
+  if (!AsksForControl(value)) {
     Release();
     return WireStatus::Success;
   }
   held_ = true;
-  exclusive_ = exclusive;
+  exclusive_ = ControlPrivilegeBits::Exclusive::Get(value) != 0;
   switchover_ = ControlPrivilegeBits::SwitchoverEnable::Get(value) != 0;
-  holder_ = who;
-  last_heard_ = now;
+  primary_ = who;
   return WireStatus::Success;
-}
-
-void ControlPrivilege::Release() {
-  held_ = false;
-  exclusive_ = false;
-  switchover_ = false;
-  holder_ = {};
-}
-
-void ControlPrivilege::Heard(Endpoint who, Instant arrival) {
-  if (IsHolder(who) && arrival > last_heard_) last_heard_ = arrival;
 }
 
 std::uint32_t ControlPrivilege::Register() const {

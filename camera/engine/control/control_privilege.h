@@ -2,50 +2,47 @@
 
 /// Who controls the device.
 
-#include <chrono>
 #include <cstdint>
 
-#include "camera/base/clock.h"
 #include "camera/base/endpoint.h"
 #include "camera/wire/gvcp.h"
 
 namespace Tarn {
 
+/// The client in control is the primary application. A client is its address and its port.
+///
 ///   | state   | A asks  | A writes 0 | A silent too long | B asks with the key | B asks without | B writes 0 |
 ///   |---------+---------+------------+-------------------+---------------------+----------------+------------|
 ///   | Free    | Held(A) | Free       | -                 | Held(B)             | Held(B)        | Free       |
 ///   | Held(A) | Held(A) | Free       | Free              | Held(B) if A allows | refused        | refused    |
 ///
-/// A client is its address and its port. Held has two modes: control, in which others may read, and
-/// exclusive, in which they may not. In both the holder may allow that control is taken over by whoever knows
-/// the switchover key.
+/// Held has two modes: control, in which others may read, and exclusive, in which they may not. In both the
+/// primary application may allow that control is taken over by whoever knows the switchover key.
 class ControlPrivilege {
  public:
-  /// A write of `value` to the privilege register. On any status but Success nothing has changed.
-  /// \param switchover_key  what others must know to take over
-  WireStatus Write(Endpoint who, std::uint32_t value, std::uint32_t switchover_key, Instant now);
-  void Release();
+  /// Whether a write of `value` to the privilege register is decided by the switchover key in it.
+  bool NeedsKey(Endpoint who, std::uint32_t value) const;
 
-  /// Notes a sign of life of the holder; others' are ignored.
-  /// \param arrival  when the datagram came in
-  void Heard(Endpoint who, Instant arrival);
+  /// A write of `value` to the privilege register. On any status but Success nothing has changed.
+  /// \param has_key  whether the value carries the right key
+  WireStatus Write(Endpoint who, std::uint32_t value, bool has_key);
+  void Release() { *this = {}; }
 
   bool Held() const { return held_; }
-  Endpoint Holder() const { return held_ ? holder_ : Endpoint{}; }
-  Instant LastHeard() const { return last_heard_; }
-  bool IsHolder(Endpoint who) const { return held_ && who == holder_; }
-  bool MayRead(Endpoint who) const { return !exclusive_ || IsHolder(who); }
+  /// 0.0.0.0:0 when there is none.
+  Endpoint Primary() const { return primary_; }
+  bool IsPrimary(Endpoint who) const { return held_ && who == primary_; }
+  bool MayRead(Endpoint who) const { return !exclusive_ || IsPrimary(who); }
 
   /// What the privilege register reads as. Control is shown for exclusive access too: some clients look for
-  /// that bit only, and an exclusive holder is in control all the same.
+  /// that bit only, and who has exclusive access is in control all the same.
   std::uint32_t Register() const;
 
  private:
   bool held_ = false;
   bool exclusive_ = false;
-  bool switchover_ = false;  ///< the holder allows it
-  Endpoint holder_;
-  Instant last_heard_;
+  bool switchover_ = false;  ///< the primary application allows it
+  Endpoint primary_;
 };
 
 }  // namespace Tarn

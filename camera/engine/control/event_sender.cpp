@@ -15,11 +15,11 @@ void EventSender::Configure(const EventChannelConfig& config) {
 
 void EventSender::Push(const EventItem& item, ByteView data) {
   if (!config_.IsOpen()) return;
-  if (count_ == kMostWaiting) {
+  if (count_ == kMaxWaiting) {
     ++counters_.dropped;
     return;
   }
-  Waiting& waiting = waiting_[(first_ + count_++) % kMostWaiting];
+  Waiting& waiting = waiting_[(first_ + count_++) % kMaxWaiting];
   waiting.item = item;
   waiting.data_size = data.size() <= kMaxEventData ? data.size() : 0;
   std::copy_n(data.begin(), waiting.data_size, waiting.data.begin());
@@ -44,7 +44,7 @@ ByteView EventSender::Repeat(Instant now) {
 
 ByteView EventSender::SendFirst(Instant now) {
   const Waiting& waiting = waiting_[first_];
-  first_ = (first_ + 1) % kMostWaiting;
+  first_ = (first_ + 1) % kMaxWaiting;
   --count_;
   if (++last_id_ == 0) last_id_ = 1;
 
@@ -71,7 +71,7 @@ bool EventSender::MayAcknowledge(Endpoint source) const {
   return source == config_.destination || config_.destination.address >> 28 == kMulticastPrefix;
 }
 
-void EventSender::Heard(ByteView datagram, Endpoint source) {
+void EventSender::Receive(ByteView datagram, Endpoint source) {
   ByteReader in(datagram);
   const std::optional<AckHeader> ack = AckHeader::Decode(in);
   if (!awaiting_ || !ack || !MayAcknowledge(source)) return;

@@ -48,13 +48,13 @@ class EventSender {
  public:
   /// Events that can wait; further ones are dropped, since a client can rather do without the newest than
   /// without the beginning of what happened.
-  static constexpr std::size_t kMostWaiting = 64;
+  static constexpr std::size_t kMaxWaiting = 64;
 
   void Configure(const EventChannelConfig& config);
   const EventChannelConfig& Config() const { return config_; }
 
   /// Queues an event. Does nothing while the channel is closed.
-  /// \param data  what goes with it; more than kMaxEventData bytes are left out
+  /// \param data  what goes with it, kMaxEventData bytes at most
   void Push(const EventItem& item, ByteView data);
 
   /// The command that is to be sent now; empty when there is none. To be called until it is empty, when an
@@ -64,9 +64,9 @@ class EventSender {
 
   /// A datagram that came in where the commands leave. Counts when it answers the last command by its id and
   /// comes from where that went, or, for a multicast group, from anywhere; its status does not matter.
-  void Heard(ByteView datagram, Endpoint source);
+  void Receive(ByteView datagram, Endpoint source);
 
-  /// When Next must be called without anything else happening; the end of time for never.
+  /// When Next must be called without anything else happening; Instant::max() for never.
   Instant Deadline() const { return awaiting_ ? deadline_ : Instant::max(); }
 
   const EventCounters& Counters() const { return counters_; }
@@ -83,7 +83,7 @@ class EventSender {
   ByteView SendFirst(Instant now);
 
   EventChannelConfig config_;
-  std::array<Waiting, kMostWaiting> waiting_;  ///< a ring
+  std::array<Waiting, kMaxWaiting> waiting_;  ///< a ring
   std::size_t first_ = 0;
   std::size_t count_ = 0;
 

@@ -49,7 +49,7 @@ class EventSenderTest : public ::testing::Test {
   }
 
   std::vector<Seen> Acknowledged(const char* ack, milliseconds time, Endpoint source = kClient) {
-    sender_->Heard(Hex(ack), source);
+    sender_->Receive(Hex(ack), source);
     return SentAt(time);
   }
 
@@ -134,12 +134,12 @@ TEST_F(EventSenderTest, StopsRepeatingWhenNoAcknowledgeIsWantedAnyMore) {
 }
 
 TEST_F(EventSenderTest, DropsTheNewestWhenFull) {
-  for (std::uint16_t number = 1; number <= EventSender::kMostWaiting + 3; ++number) Push(number);
+  for (std::uint16_t number = 1; number <= EventSender::kMaxWaiting + 3; ++number) Push(number);
   EXPECT_EQ(sender_->Counters().dropped, 3u);
   sender_->Configure({kClient, milliseconds(0), 0, false});
   const List sent = SentAt(milliseconds(0));
-  ASSERT_EQ(sent.size(), EventSender::kMostWaiting);
-  EXPECT_EQ(sent.back(), (Seen{0, EventSender::kMostWaiting, EventSender::kMostWaiting}));
+  ASSERT_EQ(sent.size(), EventSender::kMaxWaiting);
+  EXPECT_EQ(sent.back(), (Seen{0, EventSender::kMaxWaiting, EventSender::kMaxWaiting}));
 }
 
 TEST_F(EventSenderTest, ForgetsEverythingWhenClosed) {

@@ -1,6 +1,6 @@
 #pragma once
 
-/// How much a source may cause to be sent before it has shown that it receives anything.
+/// How much a source may cause before it has shown that it receives anything.
 ///
 /// The address in a datagram is easily forged, and then the answer goes to somebody who never asked. An
 /// answer that is no longer than its question gains the forger nothing; what is longer is counted here.
@@ -24,11 +24,17 @@ class SourceBudget {
   SourceBudget(std::uint32_t burst, Nanoseconds per_unit, std::uint64_t secret)
       : burst_(per_unit * burst), per_unit_(per_unit), secret_(secret | 1) {}
 
+  /// Whether there are `units` in the source's bucket.
+  bool Has(std::uint32_t source, std::uint32_t units, Instant now) const;
+
   /// Takes `units` from the source's bucket; false, and nothing is taken, when there are not as many.
   bool Take(std::uint32_t source, std::uint32_t units, Instant now);
 
  private:
   static constexpr unsigned kSlotBits = 8;
+
+  std::size_t SlotOf(std::uint32_t source) const;
+  Instant FullAgain(std::uint32_t source, std::uint32_t units, Instant now) const;
 
   const Nanoseconds burst_;  ///< how far a bucket may be ahead of the clock
   const Nanoseconds per_unit_;

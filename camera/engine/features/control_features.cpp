@@ -2,6 +2,7 @@
 
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/registers/bootstrap_rules.h"
+#include "camera/engine/registers/own_registers.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -25,14 +26,18 @@ void AddAnswers(FeatureBuilder& add) {
       add.Value("GevDiscoveryAckDelayValue", Bootstrap::kDiscoveryDelay, 4, ReadWrite, BitRange{16, 31});
   Unit(Limited(add.Integer("GevDiscoveryAckDelay", delay, Expert,
                            "Longest time for which the answer to a broadcast discovery is held back"),
-               std::int64_t{0}, std::int64_t{kMostDiscoveryDelay}),
+               std::int64_t{0}, std::int64_t{kMaxDiscoveryDelay}),
        "ms");
   const NodePtr pending =
       add.Value("GevGVCPPendingAckValue", Bootstrap::kControlConfiguration, 4, ReadWrite, BitRange{30, 30});
   add.Boolean("GevGVCPPendingAck", pending, Guru, "Whether the client is told when a command takes longer");
-  const NodePtr patience = add.IntRegister("GevGVCPPendingTimeout", Bootstrap::kPendingTimeout, 4, Invisible,
+  const NodePtr interval = add.IntRegister("GevGVCPPendingTimeout", Bootstrap::kPendingTimeout, 4, Invisible,
                                            "When the client is told that a command takes longer");
-  FeatureBuilder::Deprecate(Unit(patience, "ms"));
+  FeatureBuilder::Deprecate(Unit(interval, "ms"));
+  Unit(add.IntRegister("DeviceListenerTimeout", OwnRegisters::kListenerTimeout, 4, Guru,
+                       "How long the program may take for a client's command before the client's silence meanwhile "
+                       "counts against its heartbeat"),
+       "ms");
 }
 
 void AddPrivilege(FeatureBuilder& add) {

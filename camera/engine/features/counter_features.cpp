@@ -46,6 +46,12 @@ void AddCounters(FeatureBuilder& add, bool has_stream) {
                    "Clients that lost control because they fell silent"});
   AddCounter(add, {"DeviceRefusedCommands", OwnRegisters::kRefusedCommands, "",
                    "Commands refused because their client was not in control"});
+  AddCounter(add, {"DeviceDroppedCommands", OwnRegisters::kDroppedCommands, "",
+                   "Commands not answered because too many waited, or their client asked for too much"});
+  AddCounter(add, {"DeviceDroppedNotifications", OwnRegisters::kDroppedNotifications, "",
+                   "Actions that were counted, but that the program was not told of because too many waited"});
+  AddCounter(add, {"DeviceWrongSwitchoverKeys", OwnRegisters::kWrongSwitchoverKeys, "",
+                   "Attempts to take control over with a wrong key"});
   for (const Counter& counter : kEventCounters) AddCounter(add, counter);
   if (!has_stream) return;
   for (const Counter& counter : kStreamCounters) AddCounter(add, counter);

@@ -134,6 +134,12 @@ EventSources FindEventSources(const FeatureTree& tree) {
     if (node->kind == NodeKind::Command) continue;  // it holds no value that a client could want to hear of
     const NodePtr reg = RegisterBehind(node);
     if (!reg || reg->reg->port != PortKind::Device) continue;
+    if (reg->reg->length > kMaxEventData) {
+      throw EngineError(Failure::kInvalidArgument,
+                        node->name + " cannot belong to an event: its register has " +
+                            std::to_string(reg->reg->length) + " bytes, an event message carries " +
+                            std::to_string(kMaxEventData));
+    }
     std::vector<std::uint16_t>& numbers = sources[reg.get()];
     const auto number = static_cast<std::uint16_t>(node->event_id);
     if (std::ranges::find(numbers, number) == numbers.end()) numbers.push_back(number);

@@ -34,6 +34,7 @@ using EventSources = std::unordered_map<const Node*, std::vector<std::uint16_t>>
 void DefineUserEvents(FeatureTree& tree);
 
 /// To be called behind DefineUserEvents; holds while the tree stays as it is.
+/// Throws: EngineError kInvalidArgument when a register is longer than an event message can carry.
 EventSources FindEventSources(const FeatureTree& tree);
 
 }  // namespace Tarn

@@ -20,6 +20,7 @@ std::string AddressText(std::uint64_t address) {
 }  // namespace
 
 void FeatureTree::Release() noexcept {
+  SetGuard(nullptr);
   for (const auto& [name, node] : added_) node->tree = nullptr;
   for (const auto& [name, entries] : entries_) {
     for (const NodePtr& entry : entries) entry->tree = nullptr;
@@ -28,6 +29,14 @@ void FeatureTree::Release() noexcept {
   gaps_ = 0;
   added_.clear();
   entries_.clear();
+}
+
+void FeatureTree::SetGuard(Mutex* lock) {
+  guard = lock;
+  for (const auto& [name, node] : added_) node->guard = lock;
+  for (const auto& [name, entries] : entries_) {
+    for (const NodePtr& entry : entries) entry->guard = lock;
+  }
 }
 
 void FeatureTree::CheckChangeable() const {

@@ -37,13 +37,15 @@ constexpr const char* kPortName = "Device";
 class TreeOwner {
  public:
   virtual ~TreeOwner() = default;
-  /// Requires: the tree lock is not held.
-  virtual void Settle() = 0;
+  /// Requires: the tree's lock is not held.
+  virtual void OnStored() = 0;
 };
 
-/// Threads: guarded by the tree lock.
+/// Threads: guarded by the lock that `guard` tells, see device/node_lock.h.
 class FeatureTree {
  public:
+  std::atomic<Mutex*> guard = nullptr;  ///< of its device while that is started; null: not started
+
   FeatureTree() = default;
   ~FeatureTree() { Release(); }
   FeatureTree(const FeatureTree&) = delete;
@@ -92,6 +94,9 @@ class FeatureTree {
   /// While frozen, descriptions cannot change.
   bool Frozen() const { return frozen_; }
   void SetFrozen(bool frozen) { frozen_ = frozen; }
+  /// From now on the tree and all nodes in it are guarded by this lock.
+  /// Requires: the lock that guards them, and this one; null is the one of what belongs to no started device.
+  void SetGuard(Mutex* lock);
 
   /// Another number after each change of a value.
   std::uint64_t Revision() const { return memory_.Revision() + constants_; }
@@ -118,7 +123,7 @@ class FeatureTree {
   /// The stores into watched registers since the last call, in their order.
   std::vector<WatchedStore> TakeWatchedStores();
 
-  /// Own registers that show what is counted elsewhere: `refresh` is called, under the tree lock, before
+  /// Own registers that show what is counted elsewhere: `refresh` is called, under the tree's lock, before
   /// bytes of the device's own registers are read, and may store into them.
   void SetRefresh(std::function<void(std::uint64_t address, std::uint64_t length)> refresh) {
     refresh_ = std::move(refresh);

@@ -6,6 +6,7 @@
 /// and node_access.h, the only places that follow its links.
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -19,6 +20,7 @@
 namespace Tarn {
 
 class FeatureTree;
+class Mutex;
 struct Node;
 using NodePtr = std::shared_ptr<Node>;
 
@@ -38,6 +40,7 @@ struct NodeListener {
   void (*call)(void* context);
   void* context;
   std::uint64_t cookie;
+  bool active = true;  ///< else it is not called, and costs no client anything
 };
 
 /// Bits First..Last of a register, counted from the most significant as in the standard's register tables.
@@ -67,7 +70,7 @@ struct RegisterPart {
   std::uint32_t port_id = 0;  ///< chunk id or event id; the address counts from the beginning of its data
 };
 
-/// Threads: guarded by the tree lock (see device/tree_lock.h), also while the node is in no tree.
+/// Threads: guarded by the lock that `guard` tells, see device/node_lock.h.
 ///
 /// Links along which values flow (settings, addresses, conditions, children) share ownership and cannot form
 /// circles; links that only inform (selected, invalidators, alias) are weak, since two nodes may well name
@@ -84,6 +87,7 @@ struct Node {
   const NodeKind kind;
   const std::string name;  ///< without namespace
   const NameSpace name_space;
+  std::atomic<Mutex*> guard = nullptr;  ///< of the started device in whose tree the node is; null: none
   FeatureTree* tree = nullptr;  ///< the tree that the node is in; cleared by the tree
   std::size_t place = 0;        ///< among the nodes of the tree; kept by the tree
   void* handle = nullptr;       ///< by which the node is known across the C line; null when by none

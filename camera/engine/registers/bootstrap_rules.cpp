@@ -111,8 +111,10 @@ const Row* Find(std::uint32_t address, const BootstrapProfile& profile) {
 }  // namespace
 
 bool IsAllowedDestination(std::uint32_t address, std::uint32_t controller) {
-  constexpr std::uint32_t kMulticastPrefix = 0xE;  // 224.0.0.0/4
-  return address == 0 || address == controller || address >> 28 == kMulticastPrefix;
+  constexpr std::uint32_t kMulticastPrefix = 0xE;        // 224.0.0.0/4
+  constexpr std::uint32_t kLinkProtocols = 0xE0'0000;  // 224.0.0.0/24
+  return address == 0 || address == controller ||
+         (address >> 28 == kMulticastPrefix && address >> 8 != kLinkProtocols);
 }
 
 bool BootstrapExists(std::uint32_t address, const BootstrapProfile& profile) {
@@ -148,7 +150,7 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
       stored = std::max(stored, kMinHeartbeatTimeout);
       break;
     case Bootstrap::kDiscoveryDelay:
-      stored = std::min(stored, kMostDiscoveryDelay);
+      stored = std::min(stored, kMaxDiscoveryDelay);
       break;
     case Bootstrap::kStreamPacketSize:
       stored = StreamPacketSize::Bytes::With(stored,
@@ -157,6 +159,9 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
       if (StreamPacketSize::Bytes::Get(stored) != StreamPacketSize::Bytes::Get(value)) {
         stored &= ~StreamPacketSize::FireTest::kMask;
       }
+      break;
+    case Bootstrap::kControlConfiguration:
+      if (!profile.heartbeat_can_end) stored &= ~ControlConfiguration::HeartbeatDisable::kMask;
       break;
     case Bootstrap::kStreamChannelConfiguration:
       if (!profile.resends) stored &= ~StreamChannelBits::ResendDestination::kMask;

@@ -16,6 +16,7 @@ struct BootstrapProfile {
   bool has_stream = false;
   std::uint32_t max_packet_size = 1500;  ///< bytes with IP and UDP headers; what the interface carries
   bool resends = false;                  ///< packets can be asked for again
+  bool heartbeat_can_end = true;         ///< clients may switch the heartbeat off
 };
 
 /// Limits of the stream packet size register.
@@ -29,7 +30,7 @@ inline constexpr std::uint32_t kMinHeartbeatTimeout = 500;
 
 /// Longest wait before a discovery is answered, milliseconds; longer ones are stored as this.
 /// Source: GigE Vision, discovery acknowledge delay register.
-inline constexpr std::uint32_t kMostDiscoveryDelay = 1000;
+inline constexpr std::uint32_t kMaxDiscoveryDelay = 1000;
 
 /// How many different actions clients can call for, and how many can wait for their time.
 inline constexpr std::uint32_t kActionSignals = 4;
@@ -61,7 +62,8 @@ BootstrapWrite DecideBootstrapWrite(std::uint32_t address, std::uint32_t value, 
                                     const BootstrapProfile& profile, const WriteContext& context);
 
 /// Whether the client on `controller` may have data sent to `address`: only its own address or a multicast
-/// group, so that nobody can be flooded by somebody else's wish. 0 is no destination and allowed.
+/// group, so that nobody can be flooded by somebody else's wish. 0 is no destination and allowed. The groups of
+/// 224.0.0.0/24 are those of the network's own protocols, and reach every host of the link.
 bool IsAllowedDestination(std::uint32_t address, std::uint32_t controller);
 
 /// The nearest usable packet size.

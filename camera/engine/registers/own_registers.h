@@ -23,6 +23,8 @@ inline constexpr std::uint32_t kTimestampLatchValue = kBase + 0x38;  // 8 bytes
 inline constexpr std::uint32_t kTimestampControl = kBase + 0x40;
 inline constexpr std::uint32_t kAcquisitionFrameCount = kBase + 0x44;
 
+inline constexpr std::uint32_t kListenerTimeout = kBase + 0x48;
+
 inline constexpr std::uint32_t kActionCounts = kBase + 0x200;  ///< 4 bytes for each signal
 
 // What was counted since the start, 8 bytes each.
@@ -40,7 +42,10 @@ inline constexpr std::uint32_t kEventsRepeated = kCounters + 0x48;
 inline constexpr std::uint32_t kEventsLost = kCounters + 0x50;
 inline constexpr std::uint32_t kEventsDropped = kCounters + 0x58;
 inline constexpr std::uint32_t kRefusedCommands = kCounters + 0x60;
-inline constexpr std::uint32_t kCountersEnd = kCounters + 0x68;
+inline constexpr std::uint32_t kDroppedCommands = kCounters + 0x68;
+inline constexpr std::uint32_t kDroppedNotifications = kCounters + 0x70;
+inline constexpr std::uint32_t kWrongSwitchoverKeys = kCounters + 0x78;
+inline constexpr std::uint32_t kCountersEnd = kCounters + 0x80;
 
 inline constexpr std::uint32_t kUserSetSelector = kBase + 0x100;
 inline constexpr std::uint32_t kUserSetLoad = kBase + 0x104;

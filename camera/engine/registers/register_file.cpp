@@ -213,7 +213,37 @@ bool RegisterFile::CoverAll(std::uint64_t begin, std::uint64_t end) const {
   return covered >= end;
 }
 
+/// INVALID_ADDRESS for a register that is not there at this moment, BUSY for one that cannot be used.
+WireStatus RegisterFile::Availability(const Register& reg, Places places) const {
+  const Node& node = *reg.node;
+  if (!node.is_implemented && !node.is_available) return WireStatus::Success;
+  WireStatus status = WireStatus::InvalidAddress;
+  InAnyCase(reg, places, [&](Evaluation& at) {
+    try {
+      const AccessMode access = AccessOf(node, at);
+      if (access == AccessMode::NotAvailable) status = WireStatus::Busy;
+      if (IsReadable(access) || IsWritable(access)) status = WireStatus::Success;
+    } catch (const EngineError&) {
+      status = WireStatus::Busy;
+    }
+    return status == WireStatus::Success;
+  });
+  return status;
+}
+
 WireStatus RegisterFile::CheckRead(std::uint32_t address, std::uint32_t length, bool block) const {
+  WireStatus status = CheckCovered(address, length, block);
+  if (status != WireStatus::Success || address < kBootstrapEnd || address >= kDescriptionFile) return status;
+  // A block may span registers that cannot be read now: they read as zero in it.
+  const std::uint64_t end = std::uint64_t{address} + length;
+  ForEachRegister(address, length, [&](const Register& reg, Places places) {
+    const bool whole = places.front().address <= address && end <= std::uint64_t{places.front().last} + 1;
+    if (whole && status == WireStatus::Success) status = Availability(reg, places);
+  });
+  return status;
+}
+
+WireStatus RegisterFile::CheckCovered(std::uint32_t address, std::uint32_t length, bool block) const {
   constexpr std::uint64_t kSpace = std::uint64_t{1} << 32;
   if (length > kSpace - address) return WireStatus::InvalidAddress;
   // Clients round the last piece of the file up to whole words.
@@ -335,7 +365,7 @@ std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_
 bool RegisterFile::HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const {
   bool found = false;
   ForEachConcerned(address, length, [&](const NodePtr& node) {
-    const auto hears = [event](const auto& listener) { return listener->event == event; };
+    const auto hears = [event](const auto& listener) { return listener->event == event && listener->active; };
     found = found || std::ranges::any_of(node->listeners, hears) ||
             (event == NodeEvent::Write && IsUserSetCommand(*node));
   });
@@ -348,7 +378,7 @@ std::vector<std::shared_ptr<const NodeListener>> RegisterFile::Listeners(std::ui
   std::vector<std::shared_ptr<const NodeListener>> found;
   ForEachConcerned(address, length, [&](const NodePtr& node) {
     for (const auto& listener : node->listeners) {
-      if (listener->event == event) found.push_back(listener);
+      if (listener->event == event && listener->active) found.push_back(listener);
     }
   });
   return found;

@@ -26,7 +26,7 @@ struct PlacedRegister {
   NodePtr node;
 };
 
-/// Threads: guarded by the tree lock. Nothing here throws on account of what a client asks for.
+/// Threads: one at a time. Nothing here throws on account of what a client asks for.
 class RegisterFile {
  public:
   explicit RegisterFile(FeatureTree& tree) : tree_(tree) {}
@@ -41,6 +41,9 @@ class RegisterFile {
   /// \param block  a memory read: it may span registers, and the holes of the discovery block
   /// Requires: address and length are multiples of 4.
   WireStatus CheckRead(std::uint32_t address, std::uint32_t length, bool block) const;
+
+  /// Whether there is a register at the word.
+  WireStatus CheckExists(std::uint32_t address) const { return CheckCovered(address, 4, false); }
 
   /// The bytes as they stand; write-only registers read as zero, as the standard's own do, so that a block
   /// read can span them.
@@ -104,6 +107,8 @@ class RegisterFile {
   bool MayBeRead(const Register& reg, Places places) const;
   WireStatus CheckWrite(const Register& reg, Places places, ByteView content) const;
   bool CoverAll(std::uint64_t begin, std::uint64_t end) const;
+  WireStatus CheckCovered(std::uint32_t address, std::uint32_t length, bool block) const;
+  WireStatus Availability(const Register& reg, Places places) const;
   WireStatus WriteBootstrap(std::uint32_t address, ByteView bytes, const WriteContext& context);
   WireStatus WriteNode(std::uint32_t address, ByteView bytes);
   /// Calls `use(command, evaluation)` for each command on the register.

@@ -1,4 +1,4 @@
-#include "camera/device/identity.h"
+#include "camera/engine/features/power_on_values.h"
 
 #include <gtest/gtest.h>
 
@@ -9,14 +9,14 @@ namespace {
 
 constexpr std::uint64_t kGigabit = 125'000'000;  // bytes per second
 
-TEST(Identity, TheUsualThroughputFollowsTheLinkUntilAnotherIsChosen) {
+TEST(PowerOnValues, TheThroughputLimitFollowsTheLinkUntilAnotherIsChosen) {
   SparseMemory memory;
   FillConstants(memory, true);
   const auto limit_on = [&](std::uint32_t mbit) {
     NetworkIdentity network;
     network.link_speed = mbit;
     network.max_packet_size = 1500;
-    FillNetwork(memory, network, true, false);
+    FillNetwork(memory, network, {true, 1500, false});
     return memory.Load64(OwnRegisters::kThroughputLimit);
   };
   EXPECT_EQ(limit_on(10'000), 10 * kGigabit);

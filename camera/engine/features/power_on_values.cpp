@@ -1,97 +1,38 @@
-#include "camera/device/identity.h"
-
-#include <sys/stat.h>
+#include "camera/engine/features/power_on_values.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <vector>
 
-#include "camera/base/endpoint.h"
-#include "camera/base/engine_error.h"
 #include "camera/engine/registers/bootstrap_rules.h"
 #include "camera/engine/registers/own_registers.h"
-#include "camera/net/interface_list.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
 namespace {
 
-// Source: the field is 16 bits wide, and a common viewer fails above 16000.
-constexpr std::uint32_t kLargestPacket = 16000;
-constexpr std::uint32_t kUsualPacket = 1500;
-constexpr std::uint32_t kUsualHeartbeat = 3000;  // ms; Source: GigE Vision, heartbeat timeout register
-constexpr std::uint32_t kPendingTimeout = 200;   // ms; well below the half second that clients wait
-constexpr std::uint32_t kMessageTimeout = 200;   // ms; a client that is alive answers within a few
+constexpr std::uint32_t kDefaultPacket = 1500;
+constexpr std::uint32_t kDefaultHeartbeat = 3000;     // ms; Source: GigE Vision, heartbeat timeout register
+constexpr std::uint32_t kPendingTimeout = 200;        // ms; well below the half second that clients wait
+constexpr std::uint32_t kListenerTimeout = 60'000;    // ms; longer than machines take to find their places
+constexpr std::uint32_t kMessageTimeout = 200;        // ms; a client that is alive answers within a few
 constexpr std::uint32_t kMessageRetries = 3;
 constexpr std::uint32_t kTicksPerSecond = 1'000'000'000;
 // Where the interface does not tell its speed the stream is held back as if it were Gigabit Ethernet, which
 // receivers with the system's usual buffers keep up with.
-constexpr std::uint32_t kUsualThroughput = 125'000'000;
-
-/// A MAC address that nobody else on this host has: the address in a locally administered one.
-/// Source: IEEE 802, bit 1 of the first byte marks locally administered addresses.
-std::uint64_t DerivedMac(std::uint32_t address) { return 0x0254'0000'0000u | address; }
-
-std::uint64_t MacNumber(const std::array<std::uint8_t, 6>& mac) {
-  std::uint64_t number = 0;
-  for (const std::uint8_t byte : mac) number = number << 8 | byte;
-  return number;
-}
-
-/// Hardware interfaces have a device behind them; loopback, bridges and pairs between namespaces have none.
-bool IsHardware(const Interface& interface) {
-  struct stat info;
-  return !interface.loopback && stat(("/sys/class/net/" + interface.name + "/device").c_str(), &info) == 0;
-}
-
-/// True for the last address of a network that an interface is in.
-bool IsSubnetBroadcast(std::uint32_t address) {
-  const InterfaceList list;
-  return std::ranges::any_of(list.All(), [address](const Interface& interface) {
-    return address == interface.broadcast && address != interface.address;
-  });
-}
+constexpr std::uint32_t kDefaultThroughput = 125'000'000;
 
 /// \param link_speed  bytes per second; 0: unknown
-std::uint64_t UsualThroughput(std::uint64_t link_speed) {
-  return link_speed != 0 ? link_speed : kUsualThroughput;
+std::uint64_t DefaultThroughput(std::uint64_t link_speed) {
+  return link_speed != 0 ? link_speed : kDefaultThroughput;
 }
 
 }  // namespace
 
 const char* const kLibraryVersion = "1.0.0";
 
-NetworkIdentity IdentifyNetwork(std::uint32_t address) {
-  NetworkIdentity network;
-  network.address = address;
-  network.mac = DerivedMac(address);
-  network.max_packet_size = kUsualPacket;
-  const InterfaceList list;
-  const Interface* interface = list.InterfaceFor(address);
-  if (!interface) return network;
-  network.mask = interface->netmask;
-  network.gateway = interface->gateway;
-  network.link_speed = interface->speed_mbit;
-  network.max_packet_size = std::min<std::uint32_t>(interface->mtu, kLargestPacket);
-  network.hardware = IsHardware(*interface);
-  const auto first = std::ranges::find(list.All(), interface->name, &Interface::name);
-  if (MacNumber(interface->mac) != 0 && first->address == address) network.mac = MacNumber(interface->mac);
-  return network;
-}
-
-void RequireHostAddress(std::uint32_t address) {
-  const auto refuse = [address](const char* what) {
-    throw EngineError(Failure::kInvalidArgument, DottedAddress(address) + " is " + what +
-                                                     ": a server is started on the address of one interface");
-  };
-  if (address == 0) refuse("every address of the host");
-  if (address == 0xFFFF'FFFF || IsSubnetBroadcast(address)) refuse("a broadcast address");
-  if (address >> 28 == 0xE) refuse("a multicast group");
-  if (address >> 28 == 0xF) refuse("a reserved address");
-}
-
-std::string Cropped(const std::string& text, std::size_t most) {
-  std::size_t size = std::min(text.size(), most);
+std::string Cropped(const std::string& text, std::size_t max) {
+  std::size_t size = std::min(text.size(), max);
   // Bytes 10xxxxxx continue a character.
   while (size < text.size() && size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
   return text.substr(0, size);
@@ -126,18 +67,19 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
                  has_stream ? StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask : 0);
   memory.Store32(Bootstrap::kActionSignalCount, kActionSignals);
   memory.Store32(Bootstrap::kScheduledActionQueueSize, kActionQueueSize);
-  memory.Store32(Bootstrap::kHeartbeatTimeout, kUsualHeartbeat);
+  memory.Store32(Bootstrap::kHeartbeatTimeout, kDefaultHeartbeat);
   memory.Store32(Bootstrap::kTickFrequencyLow, kTicksPerSecond);
   memory.Store32(Bootstrap::kPendingTimeout, kPendingTimeout);
+  memory.Store32(OwnRegisters::kListenerTimeout, kListenerTimeout);
   memory.Store32(Bootstrap::kLinkCapability, LinkBits::SingleLink::kMask);
   if (!has_stream) return;
   // Chunks always come in the types that tell of the image too, so the configuration says so from the start.
   memory.Store32(Bootstrap::kStreamChannelConfiguration, StreamChannelBits::ExtendedChunks::kMask);
   memory.Store32(OwnRegisters::kThroughputLimitMode, 1);
-  memory.Store64(OwnRegisters::kThroughputLimit, kUsualThroughput);
+  memory.Store64(OwnRegisters::kThroughputLimit, kDefaultThroughput);
 }
 
-void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_stream, bool resend) {
+void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const BootstrapProfile& profile) {
   memory.Store64(Bootstrap::kMacHigh, network.mac);
   memory.Store32(Bootstrap::kCurrentAddress, network.address);
   memory.Store32(Bootstrap::kCurrentMask, network.mask);
@@ -154,27 +96,27 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, bool has_
   memory.Store64(OwnRegisters::kLinkSpeed, speed);
   // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
-      ControlCapability::SerialNumber::kMask | ControlCapability::HeartbeatDisable::kMask |
-      ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
+      ControlCapability::SerialNumber::kMask | ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
       ControlCapability::DiscoveryDelayWritable::kMask | ControlCapability::ExtendedStatus::kMask |
       ControlCapability::ExtendedStatus2::kMask | ControlCapability::Switchover::kMask |
       ControlCapability::Action::kMask | ControlCapability::UnconditionalAction::kMask |
       ControlCapability::ScheduledAction::kMask | ControlCapability::PendingAck::kMask |
       ControlCapability::Event::kMask | ControlCapability::EventData::kMask |
       ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
+  if (profile.heartbeat_can_end) capability |= ControlCapability::HeartbeatDisable::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
-  if (resend) capability |= ControlCapability::PacketResend::kMask;
-  if (has_stream) capability |= ControlCapability::TestData::kMask;
+  if (profile.resends) capability |= ControlCapability::PacketResend::kMask;
+  if (profile.has_stream) capability |= ControlCapability::TestData::kMask;
   memory.Store32(Bootstrap::kControlCapability, capability);
-  if (!has_stream) return;
+  if (!profile.has_stream) return;
   // No unconditional streaming: a stream that nobody controls would go on to an address that may be gone.
   memory.Store32(
       Bootstrap::kStreamChannelCapability,
-      StreamChannelBits::ExtendedChunks::kMask | (resend ? StreamChannelBits::ResendDestination::kMask : 0));
-  memory.Store32(Bootstrap::kStreamPacketSize, std::min(kUsualPacket, network.max_packet_size / 4 * 4));
+      StreamChannelBits::ExtendedChunks::kMask | (profile.resends ? StreamChannelBits::ResendDestination::kMask : 0));
+  memory.Store32(Bootstrap::kStreamPacketSize, std::min(kDefaultPacket, network.max_packet_size / 4 * 4));
   // The limit follows the link from start to start, until somebody chooses another.
-  if (memory.Load64(OwnRegisters::kThroughputLimit) == UsualThroughput(last_speed)) {
-    memory.Store64(OwnRegisters::kThroughputLimit, UsualThroughput(speed));
+  if (memory.Load64(OwnRegisters::kThroughputLimit) == DefaultThroughput(last_speed)) {
+    memory.Store64(OwnRegisters::kThroughputLimit, DefaultThroughput(speed));
   }
 }
 

@@ -1,0 +1,137 @@
+#include "camera/engine/control/stream_control.h"
+
+#include <algorithm>
+#include <array>
+
+#include "camera/engine/registers/own_registers.h"
+#include "camera/wire/bootstrap.h"
+
+namespace Tarn {
+namespace {
+
+/// The program can store any number behind the feature.
+PayloadType PayloadTypeOf(std::uint32_t number) {
+  const PayloadType type{static_cast<std::uint16_t>(number)};
+  return type == PayloadType::RawData || type == PayloadType::File ? type : PayloadType::Image;
+}
+
+ImageFormat FormatOf(const ImageLeader& image) { return {image.pixel_format, image.size_x, image.size_y}; }
+
+}  // namespace
+
+void LayOut(const ImageMemory& image, ImageBlock& block) {
+  if (WithoutChunks(block.image.type) == PayloadType::Image) {
+    LayOutImage(image, FormatOf(block.image), block);
+  } else {
+    LayOutBytes(image, block);
+  }
+  const ByteView tail = block.tail.Bytes();
+  if (!tail.empty()) block.payload.Append({tail.data(), tail.size(), 0, 1});
+}
+
+void StreamControl::Publish() {
+  chunks_.Collect(tree_);
+  OnPayloadWritten();
+}
+
+void StreamControl::Open(std::uint16_t source_port) {
+  source_port_ = source_port;
+  OnChannelWritten(0);
+}
+
+void StreamControl::OnChannelWritten(std::uint32_t primary) {
+  if (IsOpen()) effects_.channels.emplace_back(ReadConfig(primary));
+}
+
+bool StreamControl::PortIsOpen() const {
+  return StreamPort::HostPort::Get(tree_.Memory().Load32(Bootstrap::kStreamPort)) != 0;
+}
+
+void StreamControl::OnPortWritten(std::uint32_t primary) {
+  const bool open = PortIsOpen() && IsOpen();
+  tree_.Memory().Store32(Bootstrap::kStreamSourcePort, open ? source_port_ : 0);
+  OnChannelWritten(primary);
+  if (open) effects_.channels.emplace_back(StreamOpened{});
+}
+
+void StreamControl::OnPacketSizeWritten(std::uint32_t primary) {
+  SparseMemory& memory = tree_.Memory();
+  const std::uint32_t value = memory.Load32(Bootstrap::kStreamPacketSize);
+  if (StreamPacketSize::FireTest::Get(value) != 0 && IsOpen()) effects_.test_packet = true;
+  memory.Store32(Bootstrap::kStreamPacketSize, StreamPacketSize::FireTest::With(value, 0));
+  OnChannelWritten(primary);
+}
+
+StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
+  const SparseMemory& memory = tree_.Memory();
+  const std::uint32_t size = memory.Load32(Bootstrap::kStreamPacketSize);
+  const std::uint32_t control = memory.Load32(Bootstrap::kControlConfiguration);
+  StreamConfig config;
+  config.destination = {
+      memory.Load32(Bootstrap::kStreamDestination),
+      static_cast<std::uint16_t>(StreamPort::HostPort::Get(memory.Load32(Bootstrap::kStreamPort)))};
+  config.packet_size = static_cast<std::uint16_t>(StreamPacketSize::Bytes::Get(size));
+  config.dont_fragment = StreamPacketSize::DoNotFragment::Get(size) != 0;
+  config.extended_ids =
+      StreamConfiguration::ExtendedIds::Get(memory.Load32(Bootstrap::kStreamConfiguration)) != 0;
+  config.extended_status = ControlConfiguration::ExtendedStatus::Get(control) != 0 ||
+                           ControlConfiguration::ExtendedStatus2::Get(control) != 0;
+  config.resend_to_requester =
+      StreamChannelBits::ResendDestination::Get(memory.Load32(Bootstrap::kStreamChannelConfiguration)) != 0;
+  config.resend_client = primary;
+  config.packet_delay = Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
+  if (memory.Load32(OwnRegisters::kThroughputLimitMode) != 0) {
+    config.bytes_per_second = memory.Load64(OwnRegisters::kThroughputLimit);
+  }
+  return config;
+}
+
+std::uint32_t StreamControl::ImagePayloadSize() const {
+  if (given_payload_size_) return *given_payload_size_;
+  const SparseMemory& memory = tree_.Memory();
+  const ImageFormat format{format_->pixel_format, memory.Load32(OwnRegisters::kWidth),
+                           memory.Load32(OwnRegisters::kHeight)};
+  return static_cast<std::uint32_t>(format.PayloadBytes());
+}
+
+void StreamControl::OnPayloadSizeWritten() {
+  given_payload_size_ = PayloadSize();
+  OnPayloadWritten();
+}
+
+void StreamControl::OnPayloadWritten() {
+  if (!format_) return;
+  // Clients that switch off all chunks before they choose some would lose the image, so it stays.
+  tree_.Memory().Store32(OwnRegisters::kChunkEnable, 1);
+  std::uint32_t size = ImagePayloadSize();
+  if (chunks_.Active(tree_)) size += static_cast<std::uint32_t>(chunks_.TailBytes(tree_, size));
+  tree_.Memory().Store32(OwnRegisters::kPayloadSize, size);
+}
+
+std::uint32_t StreamControl::PayloadSize() const { return tree_.Memory().Load32(OwnRegisters::kPayloadSize); }
+
+void StreamControl::DescribeBlock(ImageBlock& block, std::size_t sample_bytes, Instant now) {
+  const SparseMemory& memory = tree_.Memory();
+  ImageLeader& image = block.image;
+  image.type = PayloadTypeOf(memory.Load32(OwnRegisters::kPayloadType));
+  image.timestamp = clock_.TicksAt(now);
+  image.pixel_format = format_->pixel_format;
+  image.size_x = memory.Load32(OwnRegisters::kWidth);
+  image.size_y = memory.Load32(OwnRegisters::kHeight);
+  image.offset_x = memory.Load32(OwnRegisters::kOffsetX);
+  image.offset_y = memory.Load32(OwnRegisters::kOffsetY);
+  if (image.type == PayloadType::Image) sample_bytes = FormatOf(image).PayloadBytes();
+  if (image.type == PayloadType::File) {
+    std::array<std::uint8_t, OwnRegisters::kPayloadFileNameLength> name;
+    memory.Read(OwnRegisters::kPayloadFileName, name);
+    std::copy_n(name.begin(), block.file_name.size() - 1, block.file_name.begin());
+  }
+  if (!chunks_.Active(tree_)) return;
+  block.tail = chunks_.Compose(tree_, image, sample_bytes);
+  block.chunk_layout_id = block.tail.LayoutId();
+  // Types with chunks are sent whether or not the client enabled them in the channel's configuration: the
+  // only other chunk type tells nothing of the image's geometry, so that clients show it as 0x0 pixels.
+  image.type = Chunked(image.type);
+}
+
+}  // namespace Tarn
