@@ -100,7 +100,7 @@ def test_discovery_is_answered_a_few_times_a_second_for_each_source(make_camera:
         count = len(answers(victim, camera.address, flood))
         lasted = time.monotonic() - began
         print(f"\ndiscoveries: 1000 in {lasted:.1f} s, {count} answered")
-        assert 20 <= count <= 32 + 10 * lasted + 1
+        assert 20 <= count <= 64 + 50 * lasted + 1
         # Nobody else suffers, and the victim of the forgery finds the camera again in a moment.
         assert len(answers(other, camera.address, flood[:20])) == 20
         deadline = time.monotonic() + 10

@@ -105,7 +105,7 @@ def schedules_actions(client: ControlClient) -> bool:
     if not reads(client, 0x0970):
         return False
     client.write_registers((ACTION_GROUPS, 0), (ACTION_GROUPS + 4, 1))
-    payload = words(0, 0, 1) + struct.pack(">Q", (1 << 63) - 1)
+    payload = words(0, 0, 1) + struct.pack(">Q", 120 * 10**9)  # two minutes after the camera was made
     return client.request(ACTION, payload, flags=0x81).status == SUCCESS
 
 

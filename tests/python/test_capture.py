@@ -42,7 +42,7 @@ ACTION = 0x0100
 ACTION_KEYS = (0x11223344, 0x55667788, 0x99AABBCC)
 ACTION_REGISTERS = (0x090C, 0x9800, 0x9804)
 ACTION_FIELDS = [f"gvcp.cmd.action.{key}" for key in ("devicekey", "groupkey", "groupmask")]
-FAR_FUTURE = 1 << 62  # ticks
+FAR_FUTURE = 120 * 10**9  # ticks since the camera was made: two minutes
 
 
 @dataclasses.dataclass(frozen=True)
@@ -87,7 +87,7 @@ def conversation(address: str) -> dict[str, Asked]:
                 "gvcp.cmd.forceip.subnetmask": "255.0.0.0",
                 "gvcp.cmd.forceip.defaultgateway": "0.0.0.0",
             },
-            {},
+            None,  # somebody is in control
         ),
         "WRITEREG": Asked(
             WRITEREG,

@@ -59,7 +59,7 @@ def motor(make_camera: Callable[..., Camera]) -> Camera:
     """A camera with two events of its own, started: the motor's position and text, and its stop."""
     camera = make_camera(start=False)
     tree = camera.server.node_map
-    position, text = IntegerNode.create("EventMotorPosition"), StringRegNode.create("EventMotorText", 600)
+    position, text = IntegerNode.create("EventMotorPosition"), StringRegNode.create("EventMotorText", 512)
     define(tree, "Motor", MOTOR, position, text)
     (register,) = put(tree, Int32RegNode.create("MotorPosition"))
     position.value_config_as_node = register
@@ -165,12 +165,24 @@ def test_user_events_carry_what_the_program_stored(motor: Camera) -> None:
         tree.EventMotorPosition.value = 0x01020304  # by the feature
         tree.MotorPosition.value = -1  # and by the register behind it
         tree.EventMotorStopReason.value = 5
-        tree.EventMotorText.value = "longer than a datagram"
+        tree.EventMotorText.value = "at the top"
         client.write_register(tree.MotorPosition.address, 7)  # a client's own store is no news to it
         events = received(receiver, 4)
     assert numbers_of(events) == [MOTOR, MOTOR, MOTOR_STOP, MOTOR]
-    assert [event.data.hex() for event in events] == ["01020304", "ffffffff", "00000005", ""]
+    assert [event.data.hex() for event in events] == [
+        "01020304",
+        "ffffffff",
+        "00000005",
+        b"at the top".ljust(512, b"\0").hex(),
+    ]
     assert {(event.channel, event.block, event.wants_ack) for event in events} == {(NO_CHANNEL, 0, False)}
+
+
+def test_data_that_no_message_carries_are_refused(motor: Camera) -> None:
+    motor.server.stop()
+    define(motor.server.node_map, "Long", 0x9500, StringRegNode.create("EventLongText", 520))
+    with pytest.raises(ValueError, match="EventLongText .* 520 bytes, an event message carries 516"):
+        motor.server.start(motor.address)
 
 
 def test_ids_follow_names(motor: Camera) -> None:

@@ -129,12 +129,13 @@ def test_one_stream_reaches_every_receiver_of_a_group(camera: Camera) -> None:
 def test_the_stream_goes_to_the_controller_or_a_group_only(camera: Camera) -> None:
     with camera.client() as client:
         client.connect()
-        for address in ("127.0.0.1", "224.0.0.1", "239.255.255.255", "0.0.0.0"):
+        for address in ("127.0.0.1", "224.0.1.1", "239.255.255.255", "0.0.0.0"):
             client.write_register(SCDA, address_word(address))
-        for stranger in ("127.0.0.2", "10.0.0.1", "255.255.255.255", "240.0.0.1", "127.255.255.255"):
+        others = ("127.0.0.2", "10.0.0.1", "255.255.255.255", "240.0.0.1", "127.255.255.255", "224.0.0.1")
+        for other in others:
             with pytest.raises(GvcpError) as refusal:
-                client.write_register(SCDA, address_word(stranger))
-            assert refusal.value.status == INVALID_PARAMETER, stranger
+                client.write_register(SCDA, address_word(other))
+            assert refusal.value.status == INVALID_PARAMETER, other
             assert client.read_register(SCDA) == 0
 
 
