@@ -1,5 +1,6 @@
 // The node family of the C line.
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 
@@ -342,6 +343,19 @@ TR_STATUS GSNRegisterEventWithStatus(TR_HANDLE node, int32_t event, GSCallback c
     to = ++last_cookie;
     n->listeners.push_back(
         std::make_shared<const NodeListener>(NodeListener{EventOf(event), callback, context, to}));
+  });
+}
+
+TR_STATUS GSNSetEventActive(TR_HANDLE node, int32_t event, uint64_t cookie, bool active) {
+  return WithNode(node, [&](const NodePtr& n) {
+    const NodeEvent wanted = EventOf(event);
+    const auto found = std::ranges::find_if(n->listeners, [&](const auto& listener) {
+      return listener->cookie == cookie && listener->event == wanted;
+    });
+    if (found == n->listeners.end()) throw EngineError(Failure::kNotFound, n->name + " has no such listener");
+    NodeListener changed = **found;  // the one that is there may be in use at this moment
+    changed.active = active;
+    *found = std::make_shared<const NodeListener>(changed);
   });
 }
 

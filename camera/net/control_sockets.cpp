@@ -2,6 +2,9 @@
 
 #include <system_error>
 
+#include <time.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -30,9 +33,9 @@ bool Bind(const OwnedFd& socket, Endpoint to) noexcept {
 
 OwnedFd UnicastSocket(Endpoint local) {
   OwnedFd socket = UdpSocket();
-  // No address is shared: with SO_REUSEADDR a second device would take over the traffic of the first. Nothing
-  // is sent to broadcast addresses: the answer to a command with a forged source would go to everybody.
-  if (!socket || !Bind(socket, local)) {
+  // No address is shared: with SO_REUSEADDR a second device would take over the traffic of the first.
+  if (!socket || !Enable(socket, SOL_SOCKET, SO_BROADCAST) || !Enable(socket, SOL_SOCKET, SO_TIMESTAMPNS) ||
+      !Bind(socket, local)) {
     throw std::system_error(
         errno, std::generic_category(),
         "cannot bind " + DottedAddress(local.address) + " port " + std::to_string(local.port));
@@ -61,16 +64,39 @@ Endpoint LocalName(const OwnedFd& socket) {
   return FromSocketAddress(address);
 }
 
+/// What the system tells beside a datagram; empty when it did not.
+template <class Fact>
+std::optional<Fact> FactOf(msghdr& message, int level, int type) noexcept {
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    if (part->cmsg_level != level || part->cmsg_type != type) continue;
+    Fact fact{};
+    std::memcpy(&fact, CMSG_DATA(part), sizeof fact);
+    return fact;
+  }
+  return std::nullopt;
+}
+
 /// Number of the interface through which a datagram came; 0 when the system did not tell.
 unsigned ArrivalInterface(msghdr& message) noexcept {
-  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
-    if (part->cmsg_level != IPPROTO_IP || part->cmsg_type != IP_PKTINFO) continue;
-    in_pktinfo info{};
-    std::memcpy(&info, CMSG_DATA(part), sizeof info);
-    return static_cast<unsigned>(info.ipi_ifindex);
-  }
-  return 0;
+  const auto info = FactOf<in_pktinfo>(message, IPPROTO_IP, IP_PKTINFO);
+  return info ? static_cast<unsigned>(info->ipi_ifindex) : 0;
 }
+
+/// When the system received a datagram, by its wall clock; now when it does not tell, or when that clock was set
+/// back meanwhile.
+Instant ArrivalTime(msghdr& message) noexcept {
+  const Instant now = Now();
+  const auto stamp = FactOf<timespec>(message, SOL_SOCKET, SCM_TIMESTAMPNS);
+  if (!stamp) return now;
+  timespec wall{};
+  ::clock_gettime(CLOCK_REALTIME, &wall);
+  const Nanoseconds waited = std::chrono::seconds(wall.tv_sec - stamp->tv_sec) +
+                             Nanoseconds(wall.tv_nsec - stamp->tv_nsec);
+  return now - std::max(waited, Nanoseconds(0));
+}
+
+/// Nobody sends from such an address, and the answer would go to many.
+bool IsForged(Endpoint source) noexcept { return source.port == 0 || source.address >> 28 >= 0xE; }
 
 }  // namespace
 
@@ -104,16 +130,36 @@ std::optional<ControlSockets::Received> ControlSockets::Receive(int fd, MutableB
 
     const bool broadcast = fd != sockets_[0].Get();
     if (broadcast && ArrivalInterface(message) != interface_) continue;
-    return Received{buffer.first(static_cast<std::size_t>(size)), FromSocketAddress(source), broadcast,
-                    Now()};
+    const Endpoint from = FromSocketAddress(source);
+    if (IsForged(from)) continue;
+    return Received{buffer.first(static_cast<std::size_t>(size)), from, broadcast, ArrivalTime(message)};
   }
   return std::nullopt;
 }
 
 void ControlSockets::Send(ByteView bytes, Endpoint to) noexcept {
   sockaddr_in address = ToSocketAddress(to);
-  ::sendto(sockets_[0].Get(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL, Generic(address),
-           sizeof address);
+  iovec part{const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
+  alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(in_pktinfo))> control{};
+  msghdr message{};
+  message.msg_name = &address;
+  message.msg_namelen = sizeof address;
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  if (to.address == kLimitedBroadcast) {
+    // No route says through which interface that goes.
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = IPPROTO_IP;
+    header->cmsg_type = IP_PKTINFO;
+    header->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
+    in_pktinfo info{};
+    info.ipi_ifindex = static_cast<int>(interface_);
+    info.ipi_spec_dst.s_addr = htonl(local_.address);
+    std::memcpy(CMSG_DATA(header), &info, sizeof info);
+  }
+  ::sendmsg(sockets_[0].Get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 }  // namespace Tarn

@@ -44,14 +44,14 @@ class ControlSockets {
     ByteView bytes;  ///< in the caller's buffer
     Endpoint source;
     bool broadcast = false;
-    Instant arrival;
+    Instant arrival;  ///< in the system; the program may have been held up since
   };
 
   /// The next datagram that waits in one of Fds() and came in through the device's interface; empty when
   /// there is none at present. A datagram that is larger than the buffer arrives cut.
   std::optional<Received> Receive(int fd, MutableByteView buffer) noexcept;
 
-  /// Sends from the device address. What goes wrong is not told: datagrams may get lost at any time, and the
+  /// Sends from the device address; to 255.255.255.255 through its interface. What goes wrong is not told: datagrams may get lost at any time, and the
   /// clients know how to repeat.
   void Send(ByteView bytes, Endpoint to) noexcept;
 

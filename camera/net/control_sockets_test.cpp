@@ -44,16 +44,9 @@ ByteView Bytes(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/// Devices never send broadcasts; the tests' client does.
-void AllowBroadcasts(ControlSockets& sockets) {
-  const int on = 1;
-  ASSERT_EQ(::setsockopt(sockets.Fds()[0], SOL_SOCKET, SO_BROADCAST, &on, sizeof on), 0);
-}
-
 TEST(ControlSockets, HearUnicastAndBothBroadcasts) {
   ControlSockets device(kDevice, 0);
   ControlSockets client(kClient, 0);
-  AllowBroadcasts(client);
   for (const std::uint32_t to : {kDevice, kDirectedBroadcast, kLimitedBroadcast}) {
     client.Send(Bytes("hello"), {to, device.Local().port});
     const Heard heard = Await(device);
@@ -73,7 +66,6 @@ TEST(ControlSockets, LetDevicesShareBroadcastsButNoAddress) {
   const std::uint16_t port = first.Local().port;
   ControlSockets second(kDevice + 1, port);
   ControlSockets client(kClient, 0);
-  AllowBroadcasts(client);
   client.Send(Bytes("all"), {kLimitedBroadcast, port});
   EXPECT_EQ(Await(first).text, "all");
   EXPECT_EQ(Await(second).text, "all");
@@ -112,8 +104,7 @@ TEST(ControlSockets, HearNoBroadcastsOfOtherInterfaces) {
     ControlSockets local(kDevice, 0);
     ControlSockets remote(0x0A09'0001, local.Local().port);
     ControlSockets client(kClient, 0);
-    AllowBroadcasts(client);
-    client.Send(Bytes("who is there"), {kLimitedBroadcast, local.Local().port});
+      client.Send(Bytes("who is there"), {kLimitedBroadcast, local.Local().port});
     client.Send(Bytes("you"), remote.Local());
     EXPECT_EQ(Await(local).text, "who is there");
     EXPECT_EQ(Await(remote).text, "you");  // so the broadcast would have arrived as well

@@ -62,6 +62,11 @@ class CbCarrier {
     return true;
   }
 
+  bool Empty() const {
+    const MutexLock lock(Private::ListenersMutex());
+    return listeners_.empty();
+  }
+
   void Clear() {
     std::vector<std::shared_ptr<Listener>> removed;
     const MutexLock lock(Private::ListenersMutex());

@@ -110,9 +110,15 @@ class Node {
 
   /// Listeners that run after a client has changed the value; nodes without a value never call them.
   std::uint64_t RegisterUpdated(CbCarrier<>::Callback callback) {
-    return updated_.Register(std::move(callback));
+    const std::uint64_t cookie = updated_.Register(std::move(callback));
+    OnListenersChanged();
+    return cookie;
   }
-  bool UnregisterUpdated(std::uint64_t cookie) { return updated_.Unregister(cookie); }
+  bool UnregisterUpdated(std::uint64_t cookie) {
+    const bool found = updated_.Unregister(cookie);
+    OnListenersChanged();
+    return found;
+  }
 
   // Items of the description by their GSNodeInfo code.
   std::string GetInfoAsString(std::int32_t info) const;
@@ -129,6 +135,9 @@ class Node {
   void SetInfo(std::int32_t info, const std::shared_ptr<Node>& node);
 
  protected:
+  /// A listener came or went.
+  virtual void OnListenersChanged() {}
+
   /// GetInfoAsInt for the codes that fit 32 bits.
   std::int32_t GetInfoAsCode(std::int32_t info) const;
 

@@ -8,6 +8,9 @@
 #include "gevserver/id_registry.h"
 #include "gevserver/library/tr_gev_server.h"
 
+// Other libraries of the interface lack it; they tell all events of a node.
+#pragma weak GSNSetEventActive
+
 namespace Tarn::GevServer {
 
 namespace {
@@ -28,6 +31,18 @@ std::uint64_t RegisterEvent(TR_HANDLE node, std::int32_t event, GSCallback callb
   return cookie;
 }
 
+/// Has the library tell an event or not, as `wanted()` says. Who changes the listeners asks behind the change, so
+/// of two threads that do so at the same time the last one leaves it right.
+template <class Wanted>
+void SetActive(TR_HANDLE node, std::int32_t event, std::uint64_t cookie, Wanted wanted) {
+  if (cookie == 0 || &GSNSetEventActive == nullptr) return;
+  bool active = false;
+  do {
+    active = wanted();
+    static_cast<void>(GSNSetEventActive(node, event, cookie, active));
+  } while (active != wanted());
+}
+
 }  // namespace
 
 ValueNode::~ValueNode() {
@@ -44,6 +59,37 @@ void ValueNode::ConnectEvents(const std::weak_ptr<ValueNode>& self) {
   event_context_ = Listening().Add(self);
   read_cookie_ = RegisterEvent(Handle(), GSN_EVENT_READ, OnReadEvent, event_context_);
   write_cookie_ = RegisterEvent(Handle(), GSN_EVENT_WRITE, OnWriteEvent, event_context_);
+  OnListenersChanged();
+}
+
+void ValueNode::OnListenersChanged() {
+  SetActive(Handle(), GSN_EVENT_READ, read_cookie_, [this] { return !on_read_.Empty(); });
+  SetActive(Handle(), GSN_EVENT_WRITE, write_cookie_,
+            [this] { return !written_.Empty() || !updated_.Empty(); });
+}
+
+std::uint64_t ValueNode::RegisterOnRead(NodeCallback callback) {
+  const std::uint64_t cookie = on_read_.Register(std::move(callback));
+  OnListenersChanged();
+  return cookie;
+}
+
+bool ValueNode::UnregisterOnRead(std::uint64_t cookie) {
+  const bool found = on_read_.Unregister(cookie);
+  OnListenersChanged();
+  return found;
+}
+
+std::uint64_t ValueNode::RegisterWritten(NodeCallback callback) {
+  const std::uint64_t cookie = written_.Register(std::move(callback));
+  OnListenersChanged();
+  return cookie;
+}
+
+bool ValueNode::UnregisterWritten(std::uint64_t cookie) {
+  const bool found = written_.Unregister(cookie);
+  OnListenersChanged();
+  return found;
 }
 
 void ValueNode::OnReadEvent(void* context) {

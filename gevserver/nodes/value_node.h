@@ -33,15 +33,19 @@ class ValueNode : public Node {
   virtual std::int64_t PollingTime() const;
 
   using NodeCallback = CbCarrier<Node&>::Callback;
-  std::uint64_t RegisterOnRead(NodeCallback callback) { return on_read_.Register(std::move(callback)); }
-  bool UnregisterOnRead(std::uint64_t cookie) { return on_read_.Unregister(cookie); }
-  std::uint64_t RegisterWritten(NodeCallback callback) { return written_.Register(std::move(callback)); }
-  bool UnregisterWritten(std::uint64_t cookie) { return written_.Unregister(cookie); }
+  std::uint64_t RegisterOnRead(NodeCallback callback);
+  bool UnregisterOnRead(std::uint64_t cookie);
+  std::uint64_t RegisterWritten(NodeCallback callback);
+  bool UnregisterWritten(std::uint64_t cookie);
 
   /// Has the library's events reach the listeners. Called once, by MakeNode.
   /// \param self  this node
   /// Throws: the kind of the library's code, with "failed to register updated handler".
   void ConnectEvents(const std::weak_ptr<ValueNode>& self);
+
+ protected:
+  /// Tells the library which events anybody listens to: others need not be told at all.
+  void OnListenersChanged() override;
 
  private:
   static void OnReadEvent(void* context);

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint32_t kDefaultPacket = 1500;
 constexpr std::uint32_t kDefaultHeartbeat = 3000;     // ms; Source: GigE Vision, heartbeat timeout register
 constexpr std::uint32_t kPendingTimeout = 200;        // ms; well below the half second that clients wait
-constexpr std::uint32_t kListenerTimeout = 60'000;    // ms; longer than machines take to find their places
+constexpr std::uint32_t kListenerTimeout = 30'000;    // ms; longer than machines take to find their places
 constexpr std::uint32_t kMessageTimeout = 200;        // ms; a client that is alive answers within a few
 constexpr std::uint32_t kMessageRetries = 3;
 constexpr std::uint32_t kTicksPerSecond = 1'000'000'000;
