@@ -29,6 +29,7 @@ class Actions final : public ControlActions {
     registers_.Concerned(address, length);
   }
   void AfterWrite(std::uint32_t address, std::uint32_t length) override {
+    granted_ = granted_ || address == Bootstrap::kControlPrivilege;
     for (const NodePtr& node : registers_.Concerned(address, length)) {
       if (node->kind != NodeKind::Command) continue;
       try {
@@ -43,6 +44,7 @@ class Actions final : public ControlActions {
   void Report(std::uint16_t) override {}
 
   Endpoint resender_;
+  bool granted_ = false;  ///< a wish about control
 
  private:
   const RegisterFile& registers_;
@@ -87,10 +89,12 @@ class Conversation {
     if (channel_.Arrived(request).turn == Reception::Turn::Never) return;
     std::array<std::uint8_t, kMaxControlDatagram> answer;
     actions_.resender_ = {};
+    actions_.granted_ = false;
     const std::size_t size = channel_.Handle(request, actions_, answer);
     CheckAnswer(datagram, ByteView(answer).first(size));
-    // Control decides about everything but the wish for it.
-    if (client != holder) Require(TreeContent::Controlled(tree_) == before);
+    // Control decides about everything but the wish for it. Who is given control is rid of the destinations
+    // of the client before, and may go on in the same command.
+    if (client != holder && !actions_.granted_) Require(TreeContent::Controlled(tree_) == before);
     const bool fixed = holder != Endpoint{} && client != holder && !for_takers;
     if (fixed) Require(channel_.Privilege().Holder() == holder);
     Require(actions_.resender_ == Endpoint{} || actions_.resender_.address == holder.address);

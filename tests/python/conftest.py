@@ -11,6 +11,7 @@ import shutil
 import socket
 import subprocess
 import sys
+import threading
 import time
 from collections.abc import Callable, Generator, Iterator
 from typing import Any
@@ -170,6 +171,14 @@ def _belongings() -> dict[str, int]:
         "threads": len(os.listdir("/proc/self/task")),
         "file descriptors": len(os.listdir("/proc/self/fd")),
     }
+
+
+@pytest.fixture(scope="session", autouse=True)
+def sanitizer_is_awake() -> None:
+    """A thread sanitizer starts a thread of its own with the first thread, which no test left behind."""
+    thread = threading.Thread(target=int)
+    thread.start()
+    thread.join()
 
 
 @pytest.fixture(autouse=True)

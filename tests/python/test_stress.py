@@ -36,14 +36,6 @@ class Pace(threading.Thread):
             self.error = error
 
 
-@pytest.fixture(scope="module", autouse=True)
-def sanitizer_is_awake() -> None:
-    """A thread sanitizer starts a thread of its own with the first thread, which no test left behind."""
-    thread = threading.Thread(target=int)
-    thread.start()
-    thread.join()
-
-
 def test_listeners_under_stress(make_camera: Callable[..., Camera], request: pytest.FixtureRequest) -> None:
     seconds = request.config.getoption("--stress")
     camera = make_camera(start=False)
