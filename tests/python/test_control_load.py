@@ -13,6 +13,7 @@ import random
 import statistics
 import threading
 import time
+from collections.abc import Sequence
 
 import pytest
 
@@ -96,10 +97,13 @@ class Party(abc.ABC):
     def start(self) -> None:
         self._thread.start()
 
-    def end(self) -> None:
-        self._stop.set()
-        self._thread.join()
-        self.client.close()
+    @staticmethod
+    def end(parties: "Sequence[Party]") -> None:
+        for party in parties:
+            party._stop.set()
+        for party in parties:
+            party._thread.join()
+            party.client.close()
 
     def _play(self) -> None:
         try:
@@ -230,17 +234,18 @@ def test_nothing_is_lost_under_load(
         strangers = [Stranger(device, strange) for device in devices]
         for primary in primaries:
             stack.enter_context(primary.events)
-        for party in (*primaries, *monitors, *strangers):
+        everybody = [*monitors, *primaries, *strangers]
+        for party in everybody:
             party.start()
-            stack.callback(party.end)
+        stack.callback(Party.end, everybody)
         time.sleep(request.config.getoption("--stress"))
-        for application in (*primaries, *monitors):
-            application.end()
+        for applications in (monitors, primaries):  # who is in control beats to the last
+            Party.end(applications)
         out, errors = program.communicate(timeout=60)  # ends in the middle of the flood
     assert (program.returncode, errors) == (0, "")
     for primary, timeouts, executed in zip(primaries, *json.loads(out), strict=True):
         primary.check(executed, timeouts)
-    faults = sum((party.faults for party in (*primaries, *monitors, *strangers)), collections.Counter())
+    faults = sum((party.faults for party in everybody), collections.Counter())
     beats = statistics.quantiles((seconds for primary in primaries for seconds in primary.beats), n=100)
     answered = sum(monitor.answered for monitor in monitors) / sum(monitor.asked for monitor in monitors)
     with capsys.disabled():
