@@ -182,8 +182,10 @@ class Bench {
     const std::size_t size = device_->Execute(request, answer);
     CheckAnswer(datagram, ByteView(answer).first(size));
     device_->Answered();
-    // Without control one may wish for control, and fire actions.
-    if (client != holder && device_->Remote() == holder) Require(Controlled() == before);
+    // Without control one may wish for control, and fire actions. While nobody has it, one command may take it,
+    // use it and give it back.
+    const bool kept = holder != Endpoint{} && device_->Remote() == holder;
+    if (kept && client != holder) Require(Controlled() == before);
   }
 
   void Leave(Endpoint client) {
