@@ -113,7 +113,8 @@ class Party(abc.ABC):
             if ack and ack.code != gvcp.PENDING_ACK and ack.ack_id in waited:
                 answers.append((ack, time.monotonic() - begin))
         ids = [ack.ack_id for ack, _ in answers]
-        self.faults["answers are out of order, or come twice"] += ids != sorted(set(ids))
+        self.faults["answers come out of order"] += ids != sorted(ids)
+        self.faults["answers come twice"] += len(ids) - len(set(ids))
         return answers
 
 
