@@ -1,6 +1,6 @@
-// A conversation with a whole device while it streams: commands go to it as if they had been heard, images
-// are sent between them, and what leaves its sockets is caught and read. Each piece is
-// | pause, what, broadcast, which client | length | bytes |, where `what` is one of Step.
+// A conversation with a whole device while it streams: clients send commands, images are sent between them, and
+// what leaves its sockets is caught and read. Each piece is | unused, what, which client | length | bytes |, where
+// `what` is one of Step.
 //
 // The device stays the same for all inputs, as a real one does for its clients: each run takes control away
 // and puts the registers back. What it keeps across clients on purpose, say user sets, it keeps across
@@ -8,6 +8,7 @@
 
 #include <net/if.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -73,6 +74,12 @@ class Sink {
            sizeof address);
   }
 
+  /// False when nothing comes within a generous time.
+  bool Wait() {
+    pollfd ready{socket_.Get(), POLLIN, 0};
+    return ::poll(&ready, 1, 5000) == 1;
+  }
+
   /// Calls `use(datagram)` for all that have come.
   template <class Use>
   void Drain(Use&& use) {
@@ -117,7 +124,7 @@ class Bench {
  public:
   Bench() {
     {
-      const MutexLock lock(TreeLock());
+      const NodeLock lock(device_->Tree());
       number_ = AddUsersNodes(device_->Tree());
       for (const NodePtr& node : {number_, device_->Tree().Find("ActionCount1")}) {
         node->listeners.push_back(
@@ -126,28 +133,22 @@ class Bench {
     }
     device_->SetResendDepth(kResendDepth);
     device_->Start(kAddress);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     beginning_.emplace(device_->Tree());
   }
 
   /// As after the last client left.
   void Reset() {
-    now_ = std::max(now_, Now());
-    if (const Endpoint holder = device_->Remote(); holder != Endpoint{}) Leave(holder);
+    Leave();
     Require(device_->Remote() == Endpoint{} && !device_->AcquisitionActive());
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(device_->Tree());
     beginning_->Restore();
   }
 
-  void Pass(std::chrono::milliseconds time) {
-    now_ += time;
-    if (device_->Tick(now_, {})) device_->Call();
-  }
-
-  void Take(Step step, Endpoint client, bool broadcast, ByteView bytes) {
+  void Take(Step step, std::size_t client, ByteView bytes) {
     switch (step) {
       case Step::Command:
-        Say(client, broadcast, bytes);
+        Say(client, bytes);
         break;
       case Step::Image:
         SendImage(bytes);
@@ -167,33 +168,40 @@ class Bench {
   /// A listener may do anything, also to the node that was written.
   static void Listen(void* context) {
     auto& bench = *static_cast<Bench*>(context);
-    const MutexLock lock(TreeLock());
+    const NodeLock lock(bench.device_->Tree());
     WriteInteger(*bench.number_, ReadInteger(*bench.number_));
   }
 
   static void Release(void* context) { --static_cast<Bench*>(context)->in_flight_; }
 
-  void Say(Endpoint client, bool broadcast, ByteView datagram) {
-    const ControlRequest request{datagram, client, broadcast, now_};
-    const Endpoint holder = device_->Remote();
-    const std::vector<std::uint8_t> before = Controlled();
-    if (device_->Arrived(request).turn == Reception::Turn::Never) return;
-    std::array<std::uint8_t, kMaxControlDatagram> answer;
-    const std::size_t size = device_->Execute(request, answer);
-    CheckAnswer(datagram, ByteView(answer).first(size));
-    device_->Answered();
-    // Without control one may wish for control, and fire actions. While nobody has it, one command may take it,
-    // use it and give it back.
-    const bool kept = holder != Endpoint{} && device_->Remote() == holder;
-    if (kept && client != holder) Require(Controlled() == before);
+  /// The command, and one behind it whose answer tells that it was carried out: what needs a listener is carried
+  /// out on another thread, but the commands of one client keep their order.
+  void Say(std::size_t client, ByteView datagram) {
+    clients_[client].Send(datagram, {kAddress, kControlPort});
+    std::array<std::uint8_t, 12> last{};
+    ByteWriter out(last);
+    CommandHeader{CommandFlag::kAckRequired, Command::ReadReg, 4, ++last_id_}.Encode(out);
+    out.Put(Bootstrap::kHeartbeatTimeout);
+    clients_[client].Send(last, {kAddress, kControlPort});
+    for (bool answered = false; !answered;) {
+      Require(clients_[client].Wait());
+      clients_[client].Drain([&](ByteView answer) {
+        ByteReader in(answer);
+        const auto ack = AckHeader::Decode(in);
+        Require(ack && ack->length == in.Rest().size());
+        answered = answered || (ack->ack_id == last_id_ && ack->acknowledge == 0x0081);
+      });
+    }
   }
 
-  void Leave(Endpoint client) {
-    std::array<std::uint8_t, 16> datagram{};
-    ByteWriter out(datagram);
-    CommandHeader{CommandFlag::kAckRequired, Command::WriteReg, 8, ++last_id_}.Encode(out);
-    out.Put(Bootstrap::kControlPrivilege);
-    Say(client, false, datagram);
+  void Leave() {
+    for (std::size_t client = 0; client < clients_.size(); ++client) {
+      std::array<std::uint8_t, 16> datagram{};
+      ByteWriter out(datagram);
+      CommandHeader{CommandFlag::kAckRequired, Command::WriteReg, 8, ++last_id_}.Encode(out);
+      out.Put(Bootstrap::kControlPrivilege);
+      Say(client, datagram);
+    }
   }
 
   /// An image of the size that the client chose, or of the one that the bytes say.
@@ -222,7 +230,7 @@ class Bench {
     ack.Encode(out);
     std::uint32_t port = 0;
     {
-      const MutexLock lock(TreeLock());
+      const NodeLock lock(device_->Tree());
       port = device_->Tree().Memory().Load32(Bootstrap::kMessageSourcePort);
     }
     event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, static_cast<std::uint16_t>(port)});
@@ -232,15 +240,10 @@ class Bench {
   void Store(ByteView bytes) {
     ByteReader in(bytes);
     {
-      const MutexLock lock(TreeLock());
+      const NodeLock lock(device_->Tree());
       WriteInteger(*number_, in.Take<std::uint8_t>());
     }
-    device_->Settle();
-  }
-
-  std::vector<std::uint8_t> Controlled() {
-    const MutexLock lock(TreeLock());
-    return TreeContent::Controlled(device_->Tree());
+    device_->OnStored();
   }
 
   const std::shared_ptr<Device> device_ =
@@ -249,12 +252,12 @@ class Bench {
   std::optional<TreeContent> beginning_;
   Sink stream_sink_{{kClients[0].address, kStreamSink}};
   Sink event_sink_{{kClients[0].address, kEventSink}};
+  std::array<Sink, 2> clients_{Sink(kClients[0]), Sink(kClients[1])};
   std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(kWidth * kHeight);
   PlaneMemory plane_{pixels_.data(), 1, kWidth};
   std::atomic<int> in_flight_ = 0;  // accepted images whose owner was not told
   CommandHeader last_event_;
   std::uint16_t last_id_ = 0;
-  Instant now_{};
 };
 
 }  // namespace
@@ -272,8 +275,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (in.Rest().size() >= 3) {
     const unsigned how = in.Take<std::uint8_t>();
     const std::size_t length = std::min<std::size_t>(in.Take<std::uint16_t>(), in.Rest().size());
-    bench.Pass(std::chrono::milliseconds((how >> 4) * 100));
-    bench.Take(static_cast<Step>(how >> 2 & 3), kClients[how & 1], (how & 2) != 0, in.TakeBytes(length));
+    bench.Take(static_cast<Step>(how >> 2 & 3), how & 1, in.TakeBytes(length));
   }
   return 0;
 }

@@ -39,7 +39,7 @@ class Channel {
     sender_->Push({0x9000, 0, 1, ++pushed_}, data);
   }
 
-  void Hear(bool stranger, ByteView datagram) { sender_->Heard(datagram, stranger ? kStranger : kClient); }
+  void Hear(bool stranger, ByteView datagram) { sender_->Receive(datagram, stranger ? kStranger : kClient); }
 
   /// An answer to the last command, as a client would give it.
   void Acknowledge() {
@@ -49,7 +49,7 @@ class Channel {
     ack.acknowledge = static_cast<std::uint16_t>(last_.command) + 1;
     ack.ack_id = last_.request_id;
     ack.Encode(out);
-    sender_->Heard(bytes, kClient);
+    sender_->Receive(bytes, kClient);
   }
 
   void Pass(std::chrono::milliseconds time) { now_ += time; }
@@ -57,7 +57,7 @@ class Channel {
   /// Takes everything that is to be sent now.
   void Send() {
     // One that is repeated or given up, then all that wait.
-    for (std::size_t i = 0; i <= EventSender::kMostWaiting + 1; ++i) {
+    for (std::size_t i = 0; i <= EventSender::kMaxWaiting + 1; ++i) {
       const ByteView command = sender_->Next(now_);
       if (command.empty()) {
         Require(sender_->Deadline() > now_);

@@ -14,7 +14,6 @@
 namespace Tarn {
 namespace {
 
-constexpr std::size_t kMaxUdpPayload = kMaxControlDatagram - 20 - 8;
 constexpr std::uint32_t kUsersRegister = 0xA000;
 constexpr std::uint32_t kUsersText = 0xA100;
 
@@ -99,17 +98,6 @@ std::vector<std::uint8_t> TreeContent::Controlled(const FeatureTree& tree) {
   }
   for (const std::uint32_t address : kPrivilegeRegisters) StoreBe(bytes.data() + address, std::uint32_t{0});
   return bytes;
-}
-
-void CheckAnswer(ByteView datagram, ByteView answer) {
-  if (answer.empty()) return;
-  Require(answer.size() <= kMaxUdpPayload);
-  ByteReader command_bytes(datagram);
-  ByteReader ack_bytes(answer);
-  const auto command = CommandHeader::Decode(command_bytes);
-  const auto ack = AckHeader::Decode(ack_bytes);
-  Require(command && ack && (command->flags & CommandFlag::kAckRequired) != 0);
-  Require(ack->ack_id == command->request_id && ack->length == ack_bytes.Rest().size());
 }
 
 }  // namespace Tarn

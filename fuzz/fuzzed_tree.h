@@ -1,7 +1,6 @@
 #pragma once
 
-/// What the conversations are held about: a user's nodes, the content that clients can change, and what every
-/// answer must be.
+/// What the conversations are held about: a user's nodes, and the content that clients can change.
 
 #include <cstdint>
 #include <vector>
@@ -21,7 +20,7 @@ NodePtr AddUsersNodes(FeatureTree& tree);
 /// made. So one tree serves all runs: building it takes a hundred times as long as a conversation. Left out
 /// is the memory that the moving register strays to, which decides about nothing.
 ///
-/// Threads: guarded by the tree lock.
+/// Threads: one at a time.
 class TreeContent {
  public:
   explicit TreeContent(FeatureTree& tree);
@@ -34,9 +33,5 @@ class TreeContent {
   FeatureTree& tree_;
   std::vector<std::vector<std::uint8_t>> pieces_;
 };
-
-/// An answer belongs to its command, is no longer than allowed, and was asked for.
-/// \param answer  maybe empty
-void CheckAnswer(ByteView datagram, ByteView answer);
 
 }  // namespace Tarn
