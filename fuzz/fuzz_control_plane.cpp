@@ -12,7 +12,7 @@
 #include "camera/engine/control/control_plane.h"
 #include "camera/engine/control/publication.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 #include "fuzz/fuzzed_tree.h"
 
 namespace {
@@ -33,8 +33,7 @@ class Bench {
     number_ = AddUsersNodes(tree_);
     for (const NodePtr& node : {number_, tree_.Find("ActionCount1")}) {
       for (const NodeEvent event : {NodeEvent::Read, NodeEvent::Write}) {
-        node->listeners.push_back(
-            std::make_shared<const NodeListener>(NodeListener{event, Listen, this, 1}));
+        node->listeners.push_back(std::make_shared<const NodeListener>(NodeListener{event, Listen, this, 1}));
       }
     }
     NetworkIdentity network;
@@ -87,7 +86,7 @@ class Bench {
   static void Listen(void* context) {
     auto& bench = *static_cast<Bench*>(context);
     WriteInteger(*bench.number_, ReadInteger(*bench.number_));
-    bench.plane_.Follow(bench.now_);
+    bench.plane_.OnStored(bench.now_);
   }
 
   void Receive(Endpoint client, bool broadcast, ByteView datagram) {
@@ -115,7 +114,7 @@ class Bench {
     ByteReader in(bytes);
     WriteInteger(*number_, in.Take<std::uint8_t>());
     if (in.Take<std::uint8_t>() % 4 == 0) WriteInteger(*tree_.Find("GevCCP"), 0);
-    plane_.Follow(now_);
+    plane_.OnStored(now_);
   }
 
   /// Every answer is one to a command of its client, and the register shows who is in control.

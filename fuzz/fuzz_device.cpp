@@ -24,8 +24,8 @@
 #include "camera/base/engine_error.h"
 #include "camera/device/device.h"
 #include "camera/engine/nodes/node_values.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/net/owned_fd.h"
-#include "camera/wire/bootstrap.h"
 #include "fuzz/fuzzed_tree.h"
 
 namespace {
@@ -43,7 +43,7 @@ constexpr std::size_t kHeight = 48;
 constexpr std::size_t kResendDepth = 2;
 /// One image more than the store keeps is on its way. A further one could have to wait for it, and how long
 /// that takes is the client's choice.
-constexpr int kMostInFlight = kResendDepth + 1;
+constexpr int kMaxInFlight = kResendDepth + 1;
 
 enum class Step : unsigned { Command, Image, Acknowledge, Store };
 
@@ -206,7 +206,7 @@ class Bench {
 
   /// An image of the size that the client chose, or of the one that the bytes say.
   void SendImage(ByteView bytes) {
-    if (in_flight_ >= kMostInFlight) return;
+    if (in_flight_ >= kMaxInFlight) return;
     ImageMemory image{kWidth, kHeight, 1, {&plane_, 1}};
     if (bytes.size() >= 2) {
       image.width = std::min<std::size_t>(bytes[0], kWidth);

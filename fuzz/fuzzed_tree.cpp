@@ -6,8 +6,7 @@
 #include "camera/engine/features/event_features.h"
 #include "camera/engine/nodes/node_items.h"
 #include "camera/engine/nodes/node_links.h"
-#include "camera/engine/registers/own_registers.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/event_command.h"
 #include "camera/wire/gvcp.h"
 
@@ -23,7 +22,7 @@ struct Piece {
 };
 /// The standard's registers and the user's; then the device's own, some of which count what others do.
 constexpr Piece kControlled[] = {{0, 0x1000}, {0x9000, 0x1200}};
-constexpr Piece kOwn[] = {{OwnRegisters::kBase, 0x1000},
+constexpr Piece kOwn[] = {{ManufacturerRegister::kBase, 0x1000},
                           {NotificationRegister(EventNumber::kFirstOfDevice), 0x800}};
 
 /// Registers whose content a client without control may change, by asking for control.

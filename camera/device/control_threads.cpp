@@ -30,8 +30,8 @@ class ControlThreads::Shared {
   static void Start(const std::shared_ptr<Shared>& self, const std::shared_ptr<Device>& device,
                     const std::shared_ptr<MessageChannel>& messages) {
     const MutexLock lock(self->mutex_);
-    self->hearing_ = std::thread([self, device, messages] {
-      self->Hear(*device, *messages);
+    self->receiving_ = std::thread([self, device, messages] {
+      self->ReceiveAll(*device, *messages);
       self->NoteEnd();
     });
     ++self->running_;
@@ -46,7 +46,7 @@ class ControlThreads::Shared {
   void Send(const ControlDatagram& datagram) noexcept {
     sockets_.Send(datagram.Bytes(), datagram.destination);
   }
-  void WakeHearing() noexcept { wakeup_.Wake(); }
+  void WakeReceiving() noexcept { wakeup_.Wake(); }
 
   void WakeCalling() noexcept {
     const MutexLock lock(mutex_);
@@ -67,11 +67,11 @@ class ControlThreads::Shared {
   void Collect() {
     MutexLock lock(mutex_);
     const std::thread::id self = std::this_thread::get_id();
-    const bool inside = hearing_.get_id() == self || calling_.get_id() == self;
+    const bool inside = receiving_.get_id() == self || calling_.get_id() == self;
     const auto deadline = Now() + kStopTimeout;
     while (!inside && running_ > 0 && Now() < deadline) ended_.wait_until(lock, deadline);
     const bool ended = running_ == 0;
-    std::thread threads[] = {std::move(hearing_), std::move(calling_)};
+    std::thread threads[] = {std::move(receiving_), std::move(calling_)};
     lock.unlock();
     for (std::thread& thread : threads) {
       if (!thread.joinable()) continue;
@@ -85,7 +85,7 @@ class ControlThreads::Shared {
 
   void Detach() noexcept {
     const MutexLock lock(mutex_);
-    for (std::thread* thread : {&hearing_, &calling_}) {
+    for (std::thread* thread : {&receiving_, &calling_}) {
       if (thread->joinable()) thread->detach();
     }
   }
@@ -109,14 +109,14 @@ class ControlThreads::Shared {
     return !ending_;
   }
 
-  void Hear(Device& device, MessageChannel& messages);
+  void ReceiveAll(Device& device, MessageChannel& messages);
   void CallListeners(Device& device);
 
   ControlSockets sockets_;
   Wakeup wakeup_;
 
   Mutex mutex_;
-  std::thread hearing_ TARN_GUARDED_BY(mutex_);
+  std::thread receiving_ TARN_GUARDED_BY(mutex_);
   std::thread calling_ TARN_GUARDED_BY(mutex_);
   std::condition_variable_any calling_wake_;
   std::condition_variable_any ended_;
@@ -130,7 +130,7 @@ class ControlThreads::Shared {
 /// datagrams, brings signs of life. So the time up to which everything was heard is that of its last datagram,
 /// or, where it was empty, that before it was asked. Of each socket one datagram is taken at a time: to look
 /// for a second one costs more than to be told of it.
-void ControlThreads::Shared::Hear(Device& device, MessageChannel& messages) {
+void ControlThreads::Shared::ReceiveAll(Device& device, MessageChannel& messages) {
   Poller poller;
   poller.Add(wakeup_.Fd());
   const std::array<int, 3> fds = sockets_.Fds();
@@ -154,8 +154,8 @@ void ControlThreads::Shared::Hear(Device& device, MessageChannel& messages) {
       const auto received = sockets_.Receive(fds[i], buffer);
       if (!received) continue;
       if (i == 0) heard = received->arrival;
-      deadline = device.Receive({received->bytes, received->source, received->broadcast, received->arrival},
-                                outbox);
+      deadline =
+          device.Receive({received->bytes, received->source, received->broadcast, received->arrival}, outbox);
     }
     if (poller.Ready(first_message) || poller.Ready(first_message + 1) || heard >= message_deadline) {
       messages.Serve();
@@ -186,7 +186,7 @@ void ControlThreads::Start(const std::shared_ptr<Device>& device,
 
 Endpoint ControlThreads::Local() const { return shared_->Local(); }
 void ControlThreads::Send(const ControlDatagram& datagram) noexcept { shared_->Send(datagram); }
-void ControlThreads::WakeHearing() noexcept { shared_->WakeHearing(); }
+void ControlThreads::WakeReceiving() noexcept { shared_->WakeReceiving(); }
 void ControlThreads::WakeCalling() noexcept { shared_->WakeCalling(); }
 
 void ControlThreads::Stop() {

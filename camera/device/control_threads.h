@@ -1,6 +1,6 @@
 #pragma once
 
-/// The control port with its two threads: one hears, answers and watches the clock; the other calls listeners, so
+/// The control port with its two threads: one receives, answers and watches the clock; the other calls listeners, so
 /// that a slow one keeps nobody else waiting.
 
 #include <cstdint>
@@ -34,8 +34,8 @@ class ControlThreads {
 
   /// Sends from the control port, at once or not at all.
   void Send(const ControlDatagram& datagram) noexcept;
-  /// The device's deadline came nearer: the thread that hears has to look at it.
-  void WakeHearing() noexcept;
+  /// The device's deadline came nearer: the thread that receives has to look at it.
+  void WakeReceiving() noexcept;
   /// There are listeners to call.
   void WakeCalling() noexcept;
 

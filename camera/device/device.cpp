@@ -6,8 +6,7 @@
 #include "camera/base/engine_error.h"
 #include "camera/device/network_identity.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -44,7 +43,8 @@ Device::Device(const std::optional<SensorFormat>& format, StreamDriver driver)
       last_driver_(driver) {
   AddStandardFeatures(tree_, format_);
   tree_.SetRefresh([this](std::uint64_t address, std::uint64_t length) {
-    if (address < OwnRegisters::kCountersEnd && address + length > OwnRegisters::kCounters) ShowCounters();
+    constexpr std::uint32_t kCountersEnd = ManufacturerRegister::kWrongSwitchoverKeys + 8;
+    if (address < kCountersEnd && address + length > ManufacturerRegister::kStreamFrames) ShowCounters();
   });
   FillConstants(tree_.Memory(), format_.has_value());
   StoreText(tree_.Memory(), Bootstrap::kDeviceVersion, 32, kLibraryVersion);
@@ -72,7 +72,7 @@ void Device::Start(std::uint32_t address) {
     Publish(network);
     OpenSockets(network);
   } catch (...) {
-    Thaw();
+    ReleaseTree();
     throw;
   }
 }
@@ -132,7 +132,7 @@ Device::Channels Device::TakeDown(Outbox& outbox) {
   return std::exchange(channels_, {});
 }
 
-void Device::Thaw() {
+void Device::ReleaseTree() {
   const MutexLock building(BuildLock());
   const MutexLock own(mutex_.Get());
   state_ = State::Stopped;
@@ -154,7 +154,7 @@ void Device::Stop() {
   if (channels.stream) channels.stream->Close();
   channels.control->Stop();
   events_.Close();
-  Thaw();
+  ReleaseTree();
 }
 
 void Device::Abandon() noexcept {
@@ -186,7 +186,7 @@ void Device::ApplyEffects(Outbox& outbox) {
   if (effects_.test_packet) outbox.tested_stream = channels_.stream;
   effects_.Clear();
   if (state_ != State::Started) return;
-  if (plane_.Deadline() < armed_) channels_.control->WakeHearing();
+  if (plane_.Deadline() < armed_) channels_.control->WakeReceiving();
   if (plane_.HasCalls()) channels_.control->WakeCalling();
 }
 
@@ -264,7 +264,7 @@ Listeners Device::NextCalls(Outbox& outbox) {
 void Device::OnStored() {
   if (Inherited()) return;
   Outbox outbox;
-  Input(outbox, [&] { plane_.Follow(Now()); });
+  Input(outbox, [&] { plane_.OnStored(Now()); });
 }
 
 void Device::Send(const ImageMemory& image, BlockOwner owner) {
@@ -302,20 +302,20 @@ void Device::ShowCounters() {
   plane_.Counters().Store(memory);
   if (channels_.messages) {
     const EventCounters events = channels_.messages->Counters();
-    memory.Store64(OwnRegisters::kEventsSent, events.sent);
-    memory.Store64(OwnRegisters::kEventsRepeated, events.repeated);
-    memory.Store64(OwnRegisters::kEventsLost, events.lost);
-    memory.Store64(OwnRegisters::kEventsDropped, events.dropped);
+    memory.Store64(ManufacturerRegister::kEventsSent, events.sent);
+    memory.Store64(ManufacturerRegister::kEventsRepeated, events.repeated);
+    memory.Store64(ManufacturerRegister::kEventsLost, events.lost);
+    memory.Store64(ManufacturerRegister::kEventsDropped, events.dropped);
   }
   if (!channels_.stream) return;  // what the last run counted stays
   const StreamCounters counters = channels_.stream->Counters();
-  memory.Store64(OwnRegisters::kStreamFrames, counters.frames);
-  memory.Store64(OwnRegisters::kStreamDroppedFrames, counters.dropped_blocks);
-  memory.Store64(OwnRegisters::kStreamPackets, counters.packets);
-  memory.Store64(OwnRegisters::kStreamBytes, counters.bytes);
-  memory.Store64(OwnRegisters::kStreamResentPackets, counters.resent_packets);
-  memory.Store64(OwnRegisters::kStreamFailedPackets, counters.failed_sends);
-  memory.Store64(OwnRegisters::kStreamUnreachable, counters.unreachable);
+  memory.Store64(ManufacturerRegister::kStreamFrames, counters.frames);
+  memory.Store64(ManufacturerRegister::kStreamDroppedFrames, counters.dropped_blocks);
+  memory.Store64(ManufacturerRegister::kStreamPackets, counters.packets);
+  memory.Store64(ManufacturerRegister::kStreamBytes, counters.bytes);
+  memory.Store64(ManufacturerRegister::kStreamResentPackets, counters.resent_packets);
+  memory.Store64(ManufacturerRegister::kStreamFailedPackets, counters.failed_sends);
+  memory.Store64(ManufacturerRegister::kStreamUnreachable, counters.unreachable);
 }
 
 Endpoint Device::Local() const {

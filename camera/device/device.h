@@ -25,10 +25,10 @@ namespace Tarn {
 /// What is left to do of an input's effects when the device's lock is let go. Kept by its thread, for its memory.
 struct Outbox {
   std::vector<ControlDatagram> datagrams;
-  std::shared_ptr<ControlThreads> port;           ///< from which they leave
-  std::shared_ptr<MessageChannel> messages;       ///< with events that are to be sent
-  std::shared_ptr<StreamChannel> tested_stream;   ///< that is to send a test packet
-  bool server_events = false;                     ///< were posted
+  std::shared_ptr<ControlThreads> port;          ///< from which they leave
+  std::shared_ptr<MessageChannel> messages;      ///< with events that are to be sent
+  std::shared_ptr<StreamChannel> tested_stream;  ///< that is to send a test packet
+  bool server_events = false;                    ///< were posted
 };
 
 /// A camera, or a device without a stream, from its creation to its end.
@@ -137,13 +137,14 @@ class Device final : public TreeOwner, public std::enable_shared_from_this<Devic
   void Publish(const NetworkIdentity& network);
   void OpenSockets(const NetworkIdentity& network);
   void Dispatch(Outbox& outbox) noexcept;
-  void Thaw();
+  void ReleaseTree();
 
   const unsigned generation_ = ForkGeneration();
   const std::optional<SensorFormat> format_;
   const StreamDriver requested_driver_;
-  const std::shared_ptr<DeviceClock> clock_ = std::make_shared<DeviceClock>(Now());  // outlived by the channels
-  const DeviceMutex mutex_;  ///< the tree's lock while not stopped
+  const std::shared_ptr<DeviceClock> clock_ =
+      std::make_shared<DeviceClock>(Now());  // outlived by the channels
+  const DeviceMutex mutex_;                  ///< the tree's lock while not stopped
   ServerEvents events_;
 
   // Guarded by the tree's lock.
@@ -151,7 +152,7 @@ class Device final : public TreeOwner, public std::enable_shared_from_this<Devic
   FeatureTree tree_;
   Effects effects_;
   ControlPlane plane_;
-  Instant armed_ = Instant::max();  ///< the deadline that the thread which hears knows of
+  Instant armed_ = Instant::max();  ///< the deadline that the thread that receives knows of
   Channels channels_;               ///< none but while started
   StreamDriver last_driver_;
   std::size_t resend_depth_ = 0;

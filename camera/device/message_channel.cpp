@@ -1,6 +1,6 @@
 #include "camera/device/message_channel.h"
 
-#include "camera/engine/features/event_numbers.h"
+#include "camera/engine/features/event_features.h"
 
 namespace Tarn {
 namespace {

@@ -17,7 +17,7 @@
 namespace Tarn {
 
 /// An event leaves from the thread on which it happened, unless an earlier one is still to be acknowledged;
-/// the thread that hears commands takes the acknowledges and sends what waited.
+/// the thread that receives commands takes the acknowledges and sends what waited.
 /// Threads: any thread. Waits for nothing longer than a datagram takes to the system.
 class MessageChannel final : public FrameObserver {
  public:
@@ -43,7 +43,7 @@ class MessageChannel final : public FrameObserver {
   void FrameStarts(std::uint64_t block_id) noexcept override;
   void FrameEnds(std::uint64_t block_id) noexcept override;
 
-  // For the thread that hears.
+  // For the thread that receives.
   /// Descriptors whose readiness is answered with Serve(); the same ones always.
   std::array<int, 2> Fds() const { return {socket_.Fd(), wakeup_.Fd()}; }
   /// When Serve() must be called next; Instant::max() for never.
@@ -56,7 +56,7 @@ class MessageChannel final : public FrameObserver {
 
   const std::shared_ptr<const DeviceClock> clock_;
   MessageSocket socket_;
-  Wakeup wakeup_;  ///< ends the hearing thread's sleep, since the deadline came nearer
+  Wakeup wakeup_;  ///< ends the receiving thread's sleep, since the deadline came nearer
   std::atomic<bool> notifies_starts_ = false;  // written by NotifyFrames, read where frames are sent
   std::atomic<bool> notifies_ends_ = false;    // the same
 

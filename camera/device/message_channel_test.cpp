@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "camera/device/stream_channel_fixture.h"
-#include "camera/engine/features/event_numbers.h"
+#include "camera/engine/features/event_features.h"
 
 namespace Tarn {
 namespace {

@@ -1,7 +1,6 @@
 #include "camera/net/control_sockets.h"
 
 #include <system_error>
-
 #include <time.h>
 
 #include <algorithm>
@@ -90,8 +89,8 @@ Instant ArrivalTime(msghdr& message) noexcept {
   if (!stamp) return now;
   timespec wall{};
   ::clock_gettime(CLOCK_REALTIME, &wall);
-  const Nanoseconds waited = std::chrono::seconds(wall.tv_sec - stamp->tv_sec) +
-                             Nanoseconds(wall.tv_nsec - stamp->tv_nsec);
+  const Nanoseconds waited =
+      std::chrono::seconds(wall.tv_sec - stamp->tv_sec) + Nanoseconds(wall.tv_nsec - stamp->tv_nsec);
   return now - std::max(waited, Nanoseconds(0));
 }
 

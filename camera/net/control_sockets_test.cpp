@@ -104,7 +104,7 @@ TEST(ControlSockets, HearNoBroadcastsOfOtherInterfaces) {
     ControlSockets local(kDevice, 0);
     ControlSockets remote(0x0A09'0001, local.Local().port);
     ControlSockets client(kClient, 0);
-      client.Send(Bytes("who is there"), {kLimitedBroadcast, local.Local().port});
+    client.Send(Bytes("who is there"), {kLimitedBroadcast, local.Local().port});
     client.Send(Bytes("you"), remote.Local());
     EXPECT_EQ(Await(local).text, "who is there");
     EXPECT_EQ(Await(remote).text, "you");  // so the broadcast would have arrived as well

@@ -1,8 +1,8 @@
 #include "camera/engine/control/acquisition.h"
 
-#include "camera/engine/features/event_numbers.h"
+#include "camera/engine/features/event_features.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -14,8 +14,8 @@ enum AcquisitionMode : std::uint32_t { kContinuous = 0, kSingleFrame = 1 };
 
 void Acquisition::Start(Instant now) {
   if (active_) return;
-  const std::uint32_t mode = tree_.Memory().Load32(OwnRegisters::kAcquisitionMode);
-  const std::int64_t count = tree_.Memory().Load32(OwnRegisters::kAcquisitionFrameCount);
+  const std::uint32_t mode = tree_.Memory().Load32(ManufacturerRegister::kAcquisitionMode);
+  const std::int64_t count = tree_.Memory().Load32(ManufacturerRegister::kAcquisitionFrameCount);
   frames_left_ = mode == kContinuous ? -1 : mode == kSingleFrame ? 1 : count;
   active_ = true;
   ++number_;

@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "camera/engine/memory/sparse_memory.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {

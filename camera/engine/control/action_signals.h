@@ -8,6 +8,7 @@
 
 #include "camera/base/clock.h"
 #include "camera/engine/registers/bootstrap_rules.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/gvcp.h"
 
 namespace Tarn {

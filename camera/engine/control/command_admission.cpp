@@ -1,7 +1,7 @@
 #include "camera/engine/control/command_admission.h"
 
 #include "camera/engine/control/command_execution.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {

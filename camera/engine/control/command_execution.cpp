@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "camera/engine/registers/own_registers.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -89,7 +88,8 @@ void CommandExecution::CheckReads() {
       in.Skip(2);
       length = in.Take<std::uint16_t>();
     }
-    status_ = address % 4 != 0 ? WireStatus::BadAlignment : device_.Registers().CheckRead(address, length, block);
+    status_ =
+        address % 4 != 0 ? WireStatus::BadAlignment : device_.Registers().CheckRead(address, length, block);
   }
 }
 
@@ -158,8 +158,8 @@ void CommandExecution::WriteUnit(std::uint32_t address, ByteView bytes, Instant 
   if (status_ != WireStatus::Success) return;
   units_done_ += header_.command == Command::WriteMem ? bytes.size() : 1;
   const bool saves =
-      address == OwnRegisters::kUserSetSave && device_.Tree().Memory().Load32(address) != 0;
-  const std::vector<PlacedRegister> loaded = device_.Follow(now);
+      address == ManufacturerRegister::kUserSetSave && device_.Tree().Memory().Load32(address) != 0;
+  const std::vector<PlacedRegister> loaded = device_.ApplyStores(now);
   if (saves) {
     // Once more, after all whose values are brought up to date by read listeners were.
     for (const PlacedRegister& reg : device_.Registers().Streamable()) {

@@ -19,9 +19,9 @@ CommandQueue::Result CommandQueue::Add(const ControlRequest& request, Endpoint p
   if (repeated) return Result::Repeated;
   const auto of_source = std::ranges::count(commands_, request.source, &WaitingCommand::source);
   const auto of_primary = std::ranges::count(commands_, primary, &WaitingCommand::source);
-  const bool full = request.source == primary ? of_source >= kMaxOfPrimary
-                                              : of_source >= kMaxOfOne ||
-                                                    std::ssize(commands_) - of_primary >= kMaxOfOthers;
+  const bool full = request.source == primary
+                        ? of_source >= kMaxOfPrimary
+                        : of_source >= kMaxOfOne || std::ssize(commands_) - of_primary >= kMaxOfOthers;
   if (full) return Result::Full;
   commands_.emplace_back(request);
   return Result::Waits;

@@ -64,12 +64,12 @@ class CommandQueue {
 
   /// When the client of a command must be told next that it takes longer.
   Instant NextPending(Endpoint primary, std::chrono::milliseconds interval) const;
-  /// Calls `tell(command)` for each command of the primary application for which that time has come.
-  template <class Tell>
-  void TellPending(Endpoint primary, std::chrono::milliseconds interval, Instant now, Tell&& tell) {
+  /// Calls `use(command)` for each command of the primary application for which that time has come.
+  template <class Use>
+  void ForEachPending(Endpoint primary, std::chrono::milliseconds interval, Instant now, Use&& use) {
     for (WaitingCommand& command : commands_) {
       if (command.source != primary || now < command.last_told + interval) continue;
-      tell(command);
+      use(command);
       command.last_told = now;
     }
   }

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -90,8 +91,8 @@ void ControlPlane::Receive(const ControlRequest& request) {
   if (IsSignOfLife(header->command)) functions_.Session().Heard(request.source, request.arrival);
   const Turn turn = TurnOf(request, *header, in, functions_.Session());
   if (turn == Turn::Dropped || Repeats(request, *header) || !Admit(request, *header, in)) return;
-  const bool in_order = turn == Turn::InOrder &&
-                        (queue_.HasCommandOf(request.source) || HasListeners(*header, in));
+  const bool in_order =
+      turn == Turn::InOrder && (queue_.HasCommandOf(request.source) || HasListeners(*header, in));
   if (in_order) {
     Enqueue(request);
   } else {
@@ -117,8 +118,8 @@ bool ControlPlane::Admit(const ControlRequest& request, const CommandHeader& hea
   bool admitted = true;
   if (header.command == Command::Discovery) {
     admitted = open_access_.AdmitsDiscovery(source, request.arrival);
-    const std::uint32_t max = DiscoveryDelay::Milliseconds::Get(
-        functions_.Tree().Memory().Load32(Bootstrap::kDiscoveryDelay));
+    const std::uint32_t max =
+        DiscoveryDelay::Milliseconds::Get(functions_.Tree().Memory().Load32(Bootstrap::kDiscoveryDelay));
     if (admitted && request.broadcast && max != 0) {
       if (delayed_.size() < kMaxDelayed) {
         delayed_.push_back({request.arrival + open_access_.Delay(max), WaitingCommand(request)});
@@ -179,7 +180,7 @@ AnsweredCommands& ControlPlane::AnsweredWrites() {
 void ControlPlane::ExecuteAtOnce(const ControlRequest& request, const CommandHeader& header, Instant now) {
   at_once_.Begin(request, header, false);
   at_once_.Run(now);
-  functions_.Follow(now);
+  functions_.ApplyStores(now);
   Finish(at_once_, request, now);
 }
 
@@ -210,7 +211,7 @@ Listeners ControlPlane::NextCalls(Instant now) {
   if (calling_ && current_) functions_.Session().Heard(current_->source, now);  // its silence was our doing
   while (calling_ || BeginNext()) {
     Listeners listeners = calling_execution_.Run(now);
-    functions_.Follow(now);
+    functions_.ApplyStores(now);
     if (!listeners.empty()) return listeners;
     calling_ = false;
     if (!current_) continue;
@@ -238,11 +239,11 @@ bool ControlPlane::BeginNext() {
   return calling_ = true;
 }
 
-void ControlPlane::Follow(Instant now) { functions_.Follow(now); }
+void ControlPlane::OnStored(Instant now) { functions_.ApplyStores(now); }
 
 void ControlPlane::CountFrame(std::uint64_t acquisition, Instant now) {
   functions_.TheAcquisition().CountFrame(acquisition, now);
-  functions_.Follow(now);
+  functions_.ApplyStores(now);
 }
 
 void ControlPlane::Advance(Instant now) {
@@ -251,15 +252,15 @@ void ControlPlane::Advance(Instant now) {
     ++counters_.heartbeat_timeouts;
     functions_.EndControl();
   }
-  functions_.Follow(now);
-  TellPending(now);
+  functions_.ApplyStores(now);
+  SendPending(now);
   AnswerDelayed(now);
 }
 
 Instant ControlPlane::Deadline() const {
   const Endpoint primary = Privilege().Primary();
-  Instant next = std::min(functions_.NextAction(),
-                          functions_.Session().HeartbeatDeadline(queue_.WaitsSince(primary)));
+  Instant next =
+      std::min(functions_.NextAction(), functions_.Session().HeartbeatDeadline(queue_.WaitsSince(primary)));
   if (const auto interval = PendingInterval()) next = std::min(next, queue_.NextPending(primary, *interval));
   for (const Delayed& delayed : delayed_) next = std::min(next, delayed.due);
   return next;
@@ -274,10 +275,10 @@ std::optional<std::chrono::milliseconds> ControlPlane::PendingInterval() const {
       std::clamp(memory.Load32(Bootstrap::kPendingTimeout), kMinPendingTimeout, kMaxPendingTimeout));
 }
 
-void ControlPlane::TellPending(Instant now) {
+void ControlPlane::SendPending(Instant now) {
   const std::optional<std::chrono::milliseconds> interval = PendingInterval();
   if (!interval) return;
-  queue_.TellPending(Privilege().Primary(), *interval, now, [&](const WaitingCommand& command) {
+  queue_.ForEachPending(Privilege().Primary(), *interval, now, [&](const WaitingCommand& command) {
     const ControlRequest request = command.Request();
     ByteReader in(request.bytes);
     const CommandHeader header = *CommandHeader::Decode(in);

@@ -21,9 +21,9 @@ namespace Tarn {
 ///
 ///   | input             | given by                        | then                                           |
 ///   |-------------------+---------------------------------+------------------------------------------------|
-///   | Receive           | the thread that hears           | answered, or queued for listeners, or dropped  |
+///   | Receive           | the thread that receives           | answered, or queued for listeners, or dropped  |
 ///   | Advance           | the same, at the deadline       | heartbeat, pending acknowledges, actions       |
-///   | Follow            | who stored into a register      | what follows from the stores                   |
+///   | OnStored          | who stored into a register      | what follows from the stores                   |
 ///   | NextCalls         | the thread that calls listeners | the next step of a command that has listeners  |
 ///   | CountFrame        | who sent an image               | the end of a limited acquisition               |
 ///   | Open, Close       | start and stop                  |                                                |
@@ -54,7 +54,7 @@ class ControlPlane {
   Instant Deadline() const;
 
   /// The program stored into registers.
-  void Follow(Instant now);
+  void OnStored(Instant now);
 
   /// Whether NextCalls has something to do. Not while listeners are being called.
   bool HasCalls() const { return !calling_ && (!queue_.Empty() || functions_.HasFired()); }
@@ -83,14 +83,14 @@ class ControlPlane {
   AnsweredCommands& AnsweredWrites();
   bool BeginNext();
   std::optional<std::chrono::milliseconds> PendingInterval() const;
-  void TellPending(Instant now);
+  void SendPending(Instant now);
   void AnswerDelayed(Instant now);
 
   Effects& effects_;
   DeviceCounters counters_;
   DeviceFunctions functions_;
   OpenAccess open_access_;
-  AnsweredCommands answered_writes_;   ///< of the primary application, in its session
+  AnsweredCommands answered_writes_;  ///< of the primary application, in its session
   std::uint64_t answered_session_ = 0;
   AnsweredCommands answered_actions_;  ///< of anybody, so that these cannot push those out
   CommandQueue queue_;

@@ -12,7 +12,7 @@
 #include "camera/engine/features/event_features.h"
 #include "camera/engine/nodes/make_nodes_test.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 #include "camera/wire/hex_bytes_test.h"
 
@@ -105,7 +105,9 @@ class ControlPlaneTest : public testing::Test {
   Bytes Write(Endpoint who, const std::string& pair) { return Fresh(who, "42 01 0082 0008", pair); }
   Bytes Read(Endpoint who, const std::string& address) { return Fresh(who, "42 01 0080 0004", address); }
   std::uint32_t Stored(std::uint32_t address) { return tree_.Memory().Load32(address); }
-  std::uint32_t Count(std::uint32_t signal) { return Stored(OwnRegisters::kActionCounts + 4 * signal); }
+  std::uint32_t Count(std::uint32_t signal) {
+    return Stored(ManufacturerRegister::kActionCounts + 4 * signal);
+  }
 
   void Pass(milliseconds time) {
     now_ += time;
@@ -349,7 +351,7 @@ TEST_F(ControlPlaneTest, LetsTheProgramEndControl) {
   const NodePtr privilege = tree_.Find("GevCCP");
   for (const std::int64_t wish : {std::int64_t{3}, std::int64_t{0}}) {
     WriteInteger(*privilege, wish);
-    plane_.Follow(now_);
+    plane_.OnStored(now_);
     EXPECT_EQ(plane_.Privilege().IsPrimary(kA), wish != 0);
     EXPECT_EQ(Stored(Bootstrap::kControlPrivilege), wish != 0 ? 2u : 0u) << "as it is, not as it was stored";
   }
@@ -360,7 +362,7 @@ TEST_F(ControlPlaneTest, LetsTheProgramEndControl) {
 
 TEST_F(ControlPlaneTest, TakesControlFromAClientWhoseListenerTakesTooLong) {
   Write(kA, kTakeControl);
-  tree_.Memory().Store32(OwnRegisters::kListenerTimeout, 10'000);
+  tree_.Memory().Store32(ManufacturerRegister::kListenerTimeout, 10'000);
   Listen(slow_, NodeEvent::Write, [] {});
   Receive(kA, "42 01 0082 0008 0001 0000A030 00000001");
   EXPECT_EQ(plane_.NextCalls(now_).size(), 1u);

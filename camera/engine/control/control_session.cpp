@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "camera/engine/registers/bootstrap_rules.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -65,8 +65,8 @@ Instant ControlSession::HeartbeatDeadline(std::optional<Instant> waits_since) co
     return Instant::max();
   const Instant silent = last_heard_ + std::chrono::milliseconds(memory.Load32(Bootstrap::kHeartbeatTimeout));
   if (!waits_since) return silent;
-  return std::max(silent,
-                  *waits_since + std::chrono::milliseconds(memory.Load32(OwnRegisters::kListenerTimeout)));
+  return std::max(silent, *waits_since + std::chrono::milliseconds(
+                                             memory.Load32(ManufacturerRegister::kListenerTimeout)));
 }
 
 void ControlSession::ShowPrivilege() {
@@ -92,9 +92,8 @@ void ControlSession::RestoreHeartbeat() {
   if (!heartbeat_off_by_client_) return;
   heartbeat_off_by_client_ = false;
   SparseMemory& memory = tree_.Memory();
-  memory.Store32(Bootstrap::kControlConfiguration,
-                 ControlConfiguration::HeartbeatDisable::With(
-                     memory.Load32(Bootstrap::kControlConfiguration), 0));
+  memory.Store32(Bootstrap::kControlConfiguration, ControlConfiguration::HeartbeatDisable::With(
+                                                       memory.Load32(Bootstrap::kControlConfiguration), 0));
 }
 
 void ControlSession::End() {

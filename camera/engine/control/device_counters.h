@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "camera/engine/memory/sparse_memory.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 
@@ -16,7 +17,13 @@ struct DeviceCounters {
   std::uint64_t dropped_notifications = 0;  ///< actions whose listeners were not called, as too many waited
   std::uint64_t wrong_switchover_keys = 0;
 
-  void Store(SparseMemory& memory) const;
+  void Store(SparseMemory& memory) const {
+    memory.Store64(ManufacturerRegister::kHeartbeatTimeouts, heartbeat_timeouts);
+    memory.Store64(ManufacturerRegister::kRefusedCommands, refused_commands);
+    memory.Store64(ManufacturerRegister::kDroppedCommands, dropped_commands);
+    memory.Store64(ManufacturerRegister::kDroppedNotifications, dropped_notifications);
+    memory.Store64(ManufacturerRegister::kWrongSwitchoverKeys, wrong_switchover_keys);
+  }
 };
 
 }  // namespace Tarn

@@ -1,8 +1,7 @@
 #include "camera/engine/control/device_functions.h"
 
 #include "camera/engine/features/event_features.h"
-#include "camera/engine/features/event_numbers.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -13,7 +12,7 @@ constexpr std::size_t kMaxFired = 64;
 
 /// Nothing when the program put the number of no set into the selector's register, which clients cannot.
 std::optional<UserSet> SelectedSet(const SparseMemory& memory) {
-  const std::uint32_t number = memory.Load32(OwnRegisters::kUserSetSelector);
+  const std::uint32_t number = memory.Load32(ManufacturerRegister::kUserSetSelector);
   return number < kUserSetCount ? std::optional(static_cast<UserSet>(number)) : std::nullopt;
 }
 
@@ -42,7 +41,7 @@ void DeviceFunctions::Open(const Ports& ports) {
 
 void DeviceFunctions::Close(Instant now) {
   EndControl();
-  Follow(now);
+  ApplyStores(now);
   open_ = false;
   events_.Close();
   stream_.Close();
@@ -72,7 +71,7 @@ void DeviceFunctions::EndControl() {
   if (session_.Privilege().Held()) session_.End();
 }
 
-std::vector<PlacedRegister> DeviceFunctions::Follow(Instant now) {
+std::vector<PlacedRegister> DeviceFunctions::ApplyStores(Instant now) {
   std::vector<PlacedRegister> loaded;
   while (tree_.HasStores()) {
     for (const std::uint64_t address : tree_.TakeStores()) OnStored(address, now, loaded);
@@ -84,55 +83,46 @@ std::vector<PlacedRegister> DeviceFunctions::Follow(Instant now) {
 }
 
 void DeviceFunctions::OnStored(std::uint64_t address, Instant now, std::vector<PlacedRegister>& loaded) {
+  const DeviceRegister* reg = FindDeviceRegister(address);
   const std::uint32_t primary = session_.Privilege().Primary().address;
-  switch (address) {
-    case Bootstrap::kTimestampControl:
-      return OnTimestampControl(now);
-    case Bootstrap::kControlPrivilege:
-      return OnPrivilegeStored(now);
-    case Bootstrap::kStreamPacketSize:
-      return stream_.OnPacketSizeWritten(primary);
-    case Bootstrap::kStreamPort:
+  switch (reg ? reg->effect : RegisterEffect::None) {
+    case RegisterEffect::None:
+      return;
+    case RegisterEffect::StreamChannel:
+      return stream_.OnChannelWritten(primary);
+    case RegisterEffect::StreamPort:
       if (!stream_.PortIsOpen()) acquisition_.Stop(false, now);
       return stream_.OnPortWritten(primary);
-    case Bootstrap::kMessagePort:
-    case Bootstrap::kMessageDestination:
-    case Bootstrap::kMessageTimeout:
-    case Bootstrap::kMessageRetries:
+    case RegisterEffect::PacketSize:
+      return stream_.OnPacketSizeWritten(primary);
+    case RegisterEffect::MessageChannel:
       return events_.OnChannelWritten();
-    case Bootstrap::kStreamConfiguration:
+    case RegisterEffect::BothChannels:
       events_.OnChannelWritten();
       return stream_.OnChannelWritten(primary);
-    case Bootstrap::kStreamPacketDelay:
-    case Bootstrap::kStreamDestination:
-    case Bootstrap::kStreamChannelConfiguration:
-    case Bootstrap::kControlConfiguration:
-    case OwnRegisters::kThroughputLimitMode:
-    case OwnRegisters::kThroughputLimit:
-      return stream_.OnChannelWritten(primary);
-    case OwnRegisters::kWidth:
-    case OwnRegisters::kHeight:
-    case OwnRegisters::kChunkModeActive:
+    case RegisterEffect::Privilege:
+      return OnPrivilegeStored(now);
+    case RegisterEffect::Timestamp:
+      return OnTimestampControl(now);
+    case RegisterEffect::Payload:
       return stream_.OnPayloadWritten();
-    case OwnRegisters::kPayloadSize:
+    case RegisterEffect::PayloadSize:
       return stream_.OnPayloadSizeWritten();
-    case OwnRegisters::kAcquisitionStart:
-      if (TakeCommand(OwnRegisters::kAcquisitionStart) && stream_.IsOpen() && session_.Privilege().Held())
+    case RegisterEffect::AcquisitionStart:
+      if (TakeCommand(reg->address) && stream_.IsOpen() && session_.Privilege().Held())
         acquisition_.Start(now);
       return;
-    case OwnRegisters::kAcquisitionStop:
-      if (TakeCommand(OwnRegisters::kAcquisitionStop)) acquisition_.Stop(false, now);
+    case RegisterEffect::AcquisitionStop:
+      if (TakeCommand(reg->address)) acquisition_.Stop(false, now);
       return;
-    case OwnRegisters::kUserSetLoad:
-      if (TakeCommand(OwnRegisters::kUserSetLoad)) LoadUserSet(loaded);
+    case RegisterEffect::UserSetLoad:
+      if (TakeCommand(reg->address)) LoadUserSet(loaded);
       return;
-    case OwnRegisters::kUserSetSave:
-      if (TakeCommand(OwnRegisters::kUserSetSave)) SaveUserSet();
+    case RegisterEffect::UserSetSave:
+      if (TakeCommand(reg->address)) SaveUserSet();
       return;
-    default:
-      if (OwnRegisters::IsChunkEnable(address)) stream_.OnPayloadWritten();
-      if (IsNotificationRegister(address)) events_.OnNotificationWritten();
-      return;
+    case RegisterEffect::EventNotification:
+      return events_.OnNotificationWritten();
   }
 }
 
@@ -219,7 +209,7 @@ void DeviceFunctions::FireDue(Instant now) {
 void DeviceFunctions::Fire(SignalSet signals) {
   for (std::uint32_t signal = 0; signal < kActionSignals; ++signal) {
     if (!signals[signal]) continue;
-    const std::uint32_t reg = OwnRegisters::kActionCounts + 4 * signal;
+    const std::uint32_t reg = ManufacturerRegister::kActionCounts + 4 * signal;
     tree_.Memory().Store32(reg, tree_.Memory().Load32(reg) + 1);
     if (!registers_.HasListeners(reg, 4, NodeEvent::Write)) continue;
     if (fired_.size() < kMaxFired) {
@@ -239,8 +229,8 @@ std::optional<std::uint32_t> DeviceFunctions::TakeFired() {
 
 void DeviceFunctions::Resend(const ResendCommand& command, Endpoint requester) {
   if (!stream_.IsOpen()) return;
-  effects_.channels.emplace_back(
-      ResendRequest{requester, command.block_id, command.first_packet, command.last_packet, command.extended});
+  effects_.channels.emplace_back(ResendRequest{requester, command.block_id, command.first_packet,
+                                               command.last_packet, command.extended});
 }
 
 }  // namespace Tarn

@@ -57,7 +57,7 @@ class DeviceFunctions {
 
   /// Does what follows from all stores since the last call.
   /// \return registers of a user set that was loaded, in the order of writing
-  std::vector<PlacedRegister> Follow(Instant now);
+  std::vector<PlacedRegister> ApplyStores(Instant now);
 
   void SaveUserSet();
 

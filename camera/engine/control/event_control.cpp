@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "camera/engine/features/event_features.h"
-#include "camera/engine/features/event_numbers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "camera/engine/nodes/node_values.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/engine/xml/description.h"
-#include "camera/wire/bootstrap.h"
 
 namespace Tarn {
 namespace {

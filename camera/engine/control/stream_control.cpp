@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -80,8 +80,8 @@ StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
       StreamChannelBits::ResendDestination::Get(memory.Load32(Bootstrap::kStreamChannelConfiguration)) != 0;
   config.resend_client = primary;
   config.packet_delay = Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
-  if (memory.Load32(OwnRegisters::kThroughputLimitMode) != 0) {
-    config.bytes_per_second = memory.Load64(OwnRegisters::kThroughputLimit);
+  if (memory.Load32(ManufacturerRegister::kThroughputLimitMode) != 0) {
+    config.bytes_per_second = memory.Load64(ManufacturerRegister::kThroughputLimit);
   }
   return config;
 }
@@ -89,8 +89,8 @@ StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
 std::uint32_t StreamControl::ImagePayloadSize() const {
   if (given_payload_size_) return *given_payload_size_;
   const SparseMemory& memory = tree_.Memory();
-  const ImageFormat format{format_->pixel_format, memory.Load32(OwnRegisters::kWidth),
-                           memory.Load32(OwnRegisters::kHeight)};
+  const ImageFormat format{format_->pixel_format, memory.Load32(ManufacturerRegister::kWidth),
+                           memory.Load32(ManufacturerRegister::kHeight)};
   return static_cast<std::uint32_t>(format.PayloadBytes());
 }
 
@@ -102,28 +102,30 @@ void StreamControl::OnPayloadSizeWritten() {
 void StreamControl::OnPayloadWritten() {
   if (!format_) return;
   // Clients that switch off all chunks before they choose some would lose the image, so it stays.
-  tree_.Memory().Store32(OwnRegisters::kChunkEnable, 1);
+  tree_.Memory().Store32(ManufacturerRegister::kChunkEnable, 1);
   std::uint32_t size = ImagePayloadSize();
   if (chunks_.Active(tree_)) size += static_cast<std::uint32_t>(chunks_.TailBytes(tree_, size));
-  tree_.Memory().Store32(OwnRegisters::kPayloadSize, size);
+  tree_.Memory().Store32(ManufacturerRegister::kPayloadSize, size);
 }
 
-std::uint32_t StreamControl::PayloadSize() const { return tree_.Memory().Load32(OwnRegisters::kPayloadSize); }
+std::uint32_t StreamControl::PayloadSize() const {
+  return tree_.Memory().Load32(ManufacturerRegister::kPayloadSize);
+}
 
 void StreamControl::DescribeBlock(ImageBlock& block, std::size_t sample_bytes, Instant now) {
   const SparseMemory& memory = tree_.Memory();
   ImageLeader& image = block.image;
-  image.type = PayloadTypeOf(memory.Load32(OwnRegisters::kPayloadType));
+  image.type = PayloadTypeOf(memory.Load32(ManufacturerRegister::kPayloadType));
   image.timestamp = clock_.TicksAt(now);
   image.pixel_format = format_->pixel_format;
-  image.size_x = memory.Load32(OwnRegisters::kWidth);
-  image.size_y = memory.Load32(OwnRegisters::kHeight);
-  image.offset_x = memory.Load32(OwnRegisters::kOffsetX);
-  image.offset_y = memory.Load32(OwnRegisters::kOffsetY);
+  image.size_x = memory.Load32(ManufacturerRegister::kWidth);
+  image.size_y = memory.Load32(ManufacturerRegister::kHeight);
+  image.offset_x = memory.Load32(ManufacturerRegister::kOffsetX);
+  image.offset_y = memory.Load32(ManufacturerRegister::kOffsetY);
   if (image.type == PayloadType::Image) sample_bytes = FormatOf(image).PayloadBytes();
   if (image.type == PayloadType::File) {
-    std::array<std::uint8_t, OwnRegisters::kPayloadFileNameLength> name;
-    memory.Read(OwnRegisters::kPayloadFileName, name);
+    std::array<std::uint8_t, kPayloadFileNameLength> name;
+    memory.Read(ManufacturerRegister::kPayloadFileName, name);
     std::copy_n(name.begin(), block.file_name.size() - 1, block.file_name.begin());
   }
   if (!chunks_.Active(tree_)) return;

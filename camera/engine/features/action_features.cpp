@@ -3,8 +3,7 @@
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_links.h"
 #include "camera/engine/registers/bootstrap_rules.h"
-#include "camera/engine/registers/own_registers.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -43,8 +42,9 @@ void AddActions(FeatureBuilder& add) {
   AddGroups(add);
   // Programs listen to writes of these.
   for (std::uint32_t signal = 0; signal < kActionSignals; ++signal) {
-    add.IntRegister("ActionCount" + std::to_string(signal + 1), OwnRegisters::kActionCounts + 4 * signal, 4,
-                    Guru, "How many times this action signal has fired");
+    add.IntRegister("ActionCount" + std::to_string(signal + 1),
+                    ManufacturerRegister::kActionCounts + 4 * signal, 4, Guru,
+                    "How many times this action signal has fired");
   }
 }
 

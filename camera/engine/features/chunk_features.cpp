@@ -4,7 +4,7 @@
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -36,9 +36,10 @@ NodePtr OnChunkPort(NodePtr node, ChunkId id) {
 
 void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& format, const NodePtr& locked) {
   add.Category("ChunkDataControl", "Root", Expert);
-  const NodePtr active = add.Boolean(
-      "ChunkModeActive", add.Value("ChunkModeActiveValue", OwnRegisters::kChunkModeActive, 4, ReadWrite),
-      Expert, "Whether chunks go along with each image");
+  const NodePtr active =
+      add.Boolean("ChunkModeActive",
+                  add.Value("ChunkModeActiveValue", ManufacturerRegister::kChunkModeActive, 4, ReadWrite),
+                  Expert, "Whether chunks go along with each image");
   const NodePtr selector = add.Enumeration("ChunkSelector", std::int64_t{0},
                                            {{"Image", NumberOf(ChunkId::Image)},
                                             {"Timestamp", NumberOf(ChunkId::Timestamp)},
@@ -49,7 +50,8 @@ void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& fo
                                             {"Height", NumberOf(ChunkId::Height)},
                                             {"PixelFormat", NumberOf(ChunkId::PixelFormat)}},
                                            Expert, "Chunk that ChunkEnable switches");
-  const NodePtr enable_value = add.Value("ChunkEnableValue", OwnRegisters::kChunkEnable, 4, ReadWrite);
+  const NodePtr enable_value =
+      add.Value("ChunkEnableValue", ManufacturerRegister::kChunkEnable, 4, ReadWrite);
   enable_value->reg->address_nodes.push_back(
       add.Formula("ChunkEnableOffset", {selector}, "ChunkSelector * 4"));
   const NodePtr enable = add.Boolean("ChunkEnable", enable_value, Expert,
@@ -61,8 +63,8 @@ void AddChunkData(FeatureBuilder& add, FeatureTree& tree, const SensorFormat& fo
     node->is_locked = locked;
     node->streamable = true;
   }
-  for (std::uint32_t at = OwnRegisters::kChunkEnable; OwnRegisters::IsChunkEnable(at); at += 4) {
-    tree.Memory().Store32(at, 1);
+  for (std::uint32_t i = 0; i < kMaxChunks; ++i) {
+    tree.Memory().Store32(ManufacturerRegister::kChunkEnable + 4 * i, 1);
   }
   for (const IntegerChunk& chunk : kIntegerChunks) {
     Unit(OnChunkPort(add.IntRegister(chunk.name, 0, chunk.length, Expert, chunk.tool_tip), chunk.id),

@@ -6,7 +6,7 @@
 #include "camera/base/engine_error.h"
 #include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -103,10 +103,10 @@ void ChunkSet::Collect(FeatureTree& tree) {
 void ChunkSet::AddProgramsChunk(FeatureTree& tree, const NodePtr& selector, const NodePtr& feature,
                                 const Chunk& chunk) {
   CheckServesOnly(tree, feature, chunk.reg);
-  if (chunk.number >= OwnRegisters::kMaxChunks) {
-    throw EngineError(Failure::kInvalidArgument, "there are more than " +
-                                                     std::to_string(OwnRegisters::kMaxChunks - kOwnChunks) +
-                                                     " chunks beside the device's own");
+  if (chunk.number >= kMaxChunks) {
+    throw EngineError(
+        Failure::kInvalidArgument,
+        "there are more than " + std::to_string(kMaxChunks - kOwnChunks) + " chunks beside the device's own");
   }
   const NodePtr entry =
       MakeNode(NodeKind::EnumEntry, feature->name.substr(kPrefix.size()), NameSpace::Custom);
@@ -117,11 +117,11 @@ void ChunkSet::AddProgramsChunk(FeatureTree& tree, const NodePtr& selector, cons
 }
 
 bool ChunkSet::Active(const FeatureTree& tree) const {
-  return tree.Memory().Load32(OwnRegisters::kChunkModeActive) != 0;
+  return tree.Memory().Load32(ManufacturerRegister::kChunkModeActive) != 0;
 }
 
 bool ChunkSet::Enabled(const FeatureTree& tree, const Chunk& chunk) const {
-  return tree.Memory().Load32(OwnRegisters::kChunkEnable + 4 * chunk.number) != 0;
+  return tree.Memory().Load32(ManufacturerRegister::kChunkEnable + 4 * chunk.number) != 0;
 }
 
 std::size_t ChunkSet::TailBytes(const FeatureTree& tree, std::size_t image_bytes) const {

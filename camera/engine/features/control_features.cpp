@@ -2,8 +2,7 @@
 
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/registers/bootstrap_rules.h"
-#include "camera/engine/registers/own_registers.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -34,9 +33,10 @@ void AddAnswers(FeatureBuilder& add) {
   const NodePtr interval = add.IntRegister("GevGVCPPendingTimeout", Bootstrap::kPendingTimeout, 4, Invisible,
                                            "When the client is told that a command takes longer");
   FeatureBuilder::Deprecate(Unit(interval, "ms"));
-  Unit(add.IntRegister("DeviceListenerTimeout", OwnRegisters::kListenerTimeout, 4, Guru,
-                       "How long the program may take for a client's command before the client's silence meanwhile "
-                       "counts against its heartbeat"),
+  Unit(add.IntRegister(
+           "DeviceListenerTimeout", ManufacturerRegister::kListenerTimeout, 4, Guru,
+           "How long the program may take for a client's command before the client's silence meanwhile "
+           "counts against its heartbeat"),
        "ms");
 }
 

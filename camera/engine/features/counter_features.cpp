@@ -1,5 +1,5 @@
 #include "camera/engine/features/feature_parts.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -12,25 +12,28 @@ struct Counter {
 };
 
 constexpr Counter kEventCounters[] = {
-    {"DeviceEventsSent", OwnRegisters::kEventsSent, "", "Events sent since the start, repeats not counted"},
-    {"DeviceEventsRepeated", OwnRegisters::kEventsRepeated, "", "Event messages sent again"},
-    {"DeviceEventsLost", OwnRegisters::kEventsLost, "", "Events that the client did not acknowledge"},
-    {"DeviceEventsDropped", OwnRegisters::kEventsDropped, "",
+    {"DeviceEventsSent", ManufacturerRegister::kEventsSent, "",
+     "Events sent since the start, repeats not counted"},
+    {"DeviceEventsRepeated", ManufacturerRegister::kEventsRepeated, "", "Event messages sent again"},
+    {"DeviceEventsLost", ManufacturerRegister::kEventsLost, "", "Events that the client did not acknowledge"},
+    {"DeviceEventsDropped", ManufacturerRegister::kEventsDropped, "",
      "Events not sent because too many waited for their turn"},
 };
 
 constexpr Counter kStreamCounters[] = {
-    {"DeviceStreamFrames", OwnRegisters::kStreamFrames, "", "Frames sent to their end since the start"},
-    {"DeviceStreamDroppedFrames", OwnRegisters::kStreamDroppedFrames, "",
+    {"DeviceStreamFrames", ManufacturerRegister::kStreamFrames, "",
+     "Frames sent to their end since the start"},
+    {"DeviceStreamDroppedFrames", ManufacturerRegister::kStreamDroppedFrames, "",
      "Frames taken from the program and not sent to their end"},
-    {"DeviceStreamPackets", OwnRegisters::kStreamPackets, "", "Stream packets sent, resends included"},
-    {"DeviceStreamBytes", OwnRegisters::kStreamBytes, "B",
+    {"DeviceStreamPackets", ManufacturerRegister::kStreamPackets, "",
+     "Stream packets sent, resends included"},
+    {"DeviceStreamBytes", ManufacturerRegister::kStreamBytes, "B",
      "Bytes in these packets, without their IP and UDP headers"},
-    {"DeviceStreamResentPackets", OwnRegisters::kStreamResentPackets, "",
+    {"DeviceStreamResentPackets", ManufacturerRegister::kStreamResentPackets, "",
      "Stream packets sent again on the client's request"},
-    {"DeviceStreamFailedPackets", OwnRegisters::kStreamFailedPackets, "",
+    {"DeviceStreamFailedPackets", ManufacturerRegister::kStreamFailedPackets, "",
      "Stream packets that the system refused: no address, no route, or no room for too long"},
-    {"DeviceStreamUnreachable", OwnRegisters::kStreamUnreachable, "",
+    {"DeviceStreamUnreachable", ManufacturerRegister::kStreamUnreachable, "",
      "Times that the network reported that nobody takes the stream"},
 };
 
@@ -42,15 +45,16 @@ void AddCounter(FeatureBuilder& add, const Counter& counter) {
 
 void AddCounters(FeatureBuilder& add, bool has_stream) {
   add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
-  AddCounter(add, {"DeviceHeartbeatTimeouts", OwnRegisters::kHeartbeatTimeouts, "",
+  AddCounter(add, {"DeviceHeartbeatTimeouts", ManufacturerRegister::kHeartbeatTimeouts, "",
                    "Clients that lost control because they fell silent"});
-  AddCounter(add, {"DeviceRefusedCommands", OwnRegisters::kRefusedCommands, "",
+  AddCounter(add, {"DeviceRefusedCommands", ManufacturerRegister::kRefusedCommands, "",
                    "Commands refused because their client was not in control"});
-  AddCounter(add, {"DeviceDroppedCommands", OwnRegisters::kDroppedCommands, "",
+  AddCounter(add, {"DeviceDroppedCommands", ManufacturerRegister::kDroppedCommands, "",
                    "Commands not answered because too many waited, or their client asked for too much"});
-  AddCounter(add, {"DeviceDroppedNotifications", OwnRegisters::kDroppedNotifications, "",
-                   "Actions that were counted, but that the program was not told of because too many waited"});
-  AddCounter(add, {"DeviceWrongSwitchoverKeys", OwnRegisters::kWrongSwitchoverKeys, "",
+  AddCounter(add,
+             {"DeviceDroppedNotifications", ManufacturerRegister::kDroppedNotifications, "",
+              "Actions that were counted, but that the program was not told of because too many waited"});
+  AddCounter(add, {"DeviceWrongSwitchoverKeys", ManufacturerRegister::kWrongSwitchoverKeys, "",
                    "Attempts to take control over with a wrong key"});
   for (const Counter& counter : kEventCounters) AddCounter(add, counter);
   if (!has_stream) return;

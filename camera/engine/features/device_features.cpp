@@ -1,6 +1,6 @@
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_links.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -19,7 +19,8 @@ void AddIdentity(FeatureBuilder& add, bool has_stream) {
     ReadOnlyNode(add.Enumeration("DeviceScanType", std::int64_t{0}, {{"Areascan", 0}}, Expert,
                                  "Scan type of the sensor"));
   }
-  add.StringRegister("DeviceVendorName", Bootstrap::kManufacturerName, 32, Beginner, "Name of the maker");
+  add.StringRegister("DeviceVendorName", Bootstrap::kManufacturerName, 32, Beginner,
+                     "Name of the manufacturer");
   add.StringRegister("DeviceModelName", Bootstrap::kModelName, 32, Beginner, "Model of the device");
   add.StringRegister("DeviceManufacturerInfo", Bootstrap::kManufacturerInfo, 48, Beginner,
                      "More about the device");
@@ -65,7 +66,8 @@ void AddLink(FeatureBuilder& add, bool has_stream) {
   Limited(
       ReadOnlyNode(add.Integer("DeviceLinkSelector", std::int64_t{0}, Beginner, "Link that is described")),
       std::int64_t{0}, std::int64_t{0});
-  Unit(add.IntRegister("DeviceLinkSpeed", OwnRegisters::kLinkSpeed, 8, Expert, "Speed of the link"), "Bps");
+  Unit(add.IntRegister("DeviceLinkSpeed", ManufacturerRegister::kLinkSpeed, 8, Expert, "Speed of the link"),
+       "Bps");
   const NodePtr disable = add.Value("DeviceLinkHeartbeatModeValue", Bootstrap::kControlConfiguration, 4,
                                     ReadWrite, BitRange{31, 31});
   add.Enumeration("DeviceLinkHeartbeatMode", disable, {{"On", 0}, {"Off", 1}}, Expert,
@@ -75,12 +77,12 @@ void AddLink(FeatureBuilder& add, bool has_stream) {
   add.IntRegister("DeviceEventChannelCount", Bootstrap::kMessageChannelCount, 4, Expert,
                   "Number of event channels");
   if (!has_stream) return;
-  const NodePtr mode =
-      add.Value("DeviceLinkThroughputLimitModeValue", OwnRegisters::kThroughputLimitMode, 4, ReadWrite);
+  const NodePtr mode = add.Value("DeviceLinkThroughputLimitModeValue",
+                                 ManufacturerRegister::kThroughputLimitMode, 4, ReadWrite);
   add.Enumeration("DeviceLinkThroughputLimitMode", mode, {{"Off", 0}, {"On", 1}}, Expert,
                   "Whether the stream is held back to the limit");
   const NodePtr limit =
-      add.Value("DeviceLinkThroughputLimitValue", OwnRegisters::kThroughputLimit, 8, ReadWrite);
+      add.Value("DeviceLinkThroughputLimitValue", ManufacturerRegister::kThroughputLimit, 8, ReadWrite);
   // Below a hundred kilobytes per second a single image takes longer than clients wait.
   Limited(Unit(add.Integer("DeviceLinkThroughputLimit", limit, Expert, "Largest rate of the stream"), "Bps"),
           std::int64_t{100'000}, std::int64_t{100'000'000'000});

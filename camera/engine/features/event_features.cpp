@@ -7,10 +7,9 @@
 
 #include "camera/engine/features/event_features.h"
 
-#include "camera/engine/features/event_numbers.h"
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_links.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {

@@ -1,7 +1,7 @@
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_links.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/gvsp.h"
 
 namespace Tarn {
@@ -21,9 +21,10 @@ void AddRegion(FeatureBuilder& add, const SensorFormat& format, const NodePtr& l
     std::uint32_t extent_register;
     std::uint32_t offset_register;
   };
-  const Axis axes[] = {
-      {"Width", "OffsetX", "pixel", format.width, OwnRegisters::kWidth, OwnRegisters::kOffsetX},
-      {"Height", "OffsetY", "pixel", format.height, OwnRegisters::kHeight, OwnRegisters::kOffsetY}};
+  const Axis axes[] = {{"Width", "OffsetX", "pixel", format.width, ManufacturerRegister::kWidth,
+                        ManufacturerRegister::kOffsetX},
+                       {"Height", "OffsetY", "pixel", format.height, ManufacturerRegister::kHeight,
+                        ManufacturerRegister::kOffsetY}};
   for (const Axis& axis : axes) {
     const std::string extent_name = axis.extent;
     const NodePtr sensor =
@@ -68,7 +69,7 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
   add.Category("ImageFormatControl", "Root", Beginner);
   AddRegion(add, format, locked, payload_size);
   // Writable with one value, as a constant size is.
-  const NodePtr value = add.Value("PixelFormatValue", OwnRegisters::kPixelFormat, 4, ReadWrite);
+  const NodePtr value = add.Value("PixelFormatValue", ManufacturerRegister::kPixelFormat, 4, ReadWrite);
   WriteInteger(*value, format.pixel_format);
   add.Enumeration("PixelFormat", value, {{format.pixel_format_name, format.pixel_format}}, Beginner,
                   "Format of the pixels")
@@ -77,7 +78,7 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
 
 void AddPayloadType(FeatureBuilder& add, const NodePtr& locked) {
   const auto number = [](PayloadType type) { return static_cast<std::int64_t>(type); };
-  const NodePtr type = add.Value("PayloadTypeValue", OwnRegisters::kPayloadType, 4, ReadWrite);
+  const NodePtr type = add.Value("PayloadTypeValue", ManufacturerRegister::kPayloadType, 4, ReadWrite);
   WriteInteger(*type, number(PayloadType::Image));
   add.Enumeration("PayloadType", type,
                   {{"Image", number(PayloadType::Image)},
@@ -85,9 +86,9 @@ void AddPayloadType(FeatureBuilder& add, const NodePtr& locked) {
                    {"File", number(PayloadType::File)}},
                   Expert, "As what images are sent: with their geometry, as bytes, or as a file")
       ->is_locked = locked;
-  const NodePtr name = add.StringRegister("PayloadFileName", OwnRegisters::kPayloadFileName,
-                                          OwnRegisters::kPayloadFileNameLength, Expert,
-                                          "Name that goes with payloads of the type File");
+  const NodePtr name =
+      add.StringRegister("PayloadFileName", ManufacturerRegister::kPayloadFileName, kPayloadFileNameLength,
+                         Expert, "Name that goes with payloads of the type File");
   name->reg->access = ReadWrite;
   name->is_locked = locked;
   WriteText(*name, "image.raw");

@@ -5,22 +5,13 @@
 #include <vector>
 
 #include "camera/engine/registers/bootstrap_rules.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
 namespace {
 
 constexpr std::uint32_t kDefaultPacket = 1500;
-constexpr std::uint32_t kDefaultHeartbeat = 3000;     // ms; Source: GigE Vision, heartbeat timeout register
-constexpr std::uint32_t kPendingTimeout = 200;        // ms; well below the half second that clients wait
-constexpr std::uint32_t kListenerTimeout = 30'000;    // ms; longer than machines take to find their places
-constexpr std::uint32_t kMessageTimeout = 200;        // ms; a client that is alive answers within a few
-constexpr std::uint32_t kMessageRetries = 3;
-constexpr std::uint32_t kTicksPerSecond = 1'000'000'000;
-// Where the interface does not tell its speed the stream is held back as if it were Gigabit Ethernet, which
-// receivers with the system's usual buffers keep up with.
-constexpr std::uint32_t kDefaultThroughput = 125'000'000;
 
 /// \param link_speed  bytes per second; 0: unknown
 std::uint64_t DefaultThroughput(std::uint64_t link_speed) {
@@ -45,38 +36,25 @@ void StoreText(SparseMemory& memory, std::uint32_t address, std::size_t length, 
 }
 
 void FillConstants(SparseMemory& memory, bool has_stream) {
+  for (const DeviceRegister& reg : DeviceRegisters()) {
+    if (reg.initial == 0 || (reg.stream_only && !has_stream)) continue;
+    if (reg.length == 8) {
+      memory.Store64(reg.address, reg.initial);
+    } else {
+      memory.Store32(reg.address, reg.initial);
+    }
+  }
   const std::uint32_t device_class = has_stream ? 0 : DeviceMode::kClassPeripheral;
-  memory.Store32(Bootstrap::kVersion, 0x0002'0000);  // 2.0
   memory.Store32(Bootstrap::kDeviceMode,
                  DeviceMode::CharacterSet::With(
                      DeviceMode::Class::With(DeviceMode::BigEndian::kMask, device_class), DeviceMode::kUtf8));
-  const std::uint32_t interface_bits = InterfaceBits::LinkLocal::kMask | InterfaceBits::Dhcp::kMask;
-  memory.Store32(Bootstrap::kInterfaceCapability, interface_bits);
-  memory.Store32(Bootstrap::kInterfaceConfiguration, interface_bits);
   StoreText(memory, Bootstrap::kManufacturerName, 32, "NORDHAVNOPTICS");
   StoreText(memory, Bootstrap::kModelName, 32, "TRGevServer");
   StoreText(memory, Bootstrap::kManufacturerInfo, 48, "GigE Vision camera in software");
-  memory.Store32(Bootstrap::kInterfaceCount, 1);
-  memory.Store32(Bootstrap::kActiveLinks, 1);
-  memory.Store32(Bootstrap::kMessageChannelCount, 1);
-  memory.Store32(Bootstrap::kMessageCapability, MessageCapability::SourcePort::kMask);
-  memory.Store32(Bootstrap::kMessageTimeout, kMessageTimeout);
-  memory.Store32(Bootstrap::kMessageRetries, kMessageRetries);
-  memory.Store32(Bootstrap::kStreamChannelCount, has_stream ? 1 : 0);
-  memory.Store32(Bootstrap::kStreamCapability,
-                 has_stream ? StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask : 0);
-  memory.Store32(Bootstrap::kActionSignalCount, kActionSignals);
-  memory.Store32(Bootstrap::kScheduledActionQueueSize, kActionQueueSize);
-  memory.Store32(Bootstrap::kHeartbeatTimeout, kDefaultHeartbeat);
-  memory.Store32(Bootstrap::kTickFrequencyLow, kTicksPerSecond);
-  memory.Store32(Bootstrap::kPendingTimeout, kPendingTimeout);
-  memory.Store32(OwnRegisters::kListenerTimeout, kListenerTimeout);
-  memory.Store32(Bootstrap::kLinkCapability, LinkBits::SingleLink::kMask);
   if (!has_stream) return;
-  // Chunks always come in the types that tell of the image too, so the configuration says so from the start.
-  memory.Store32(Bootstrap::kStreamChannelConfiguration, StreamChannelBits::ExtendedChunks::kMask);
-  memory.Store32(OwnRegisters::kThroughputLimitMode, 1);
-  memory.Store64(OwnRegisters::kThroughputLimit, kDefaultThroughput);
+  memory.Store32(Bootstrap::kStreamChannelCount, 1);
+  memory.Store32(Bootstrap::kStreamCapability,
+                 StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask);
 }
 
 void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const BootstrapProfile& profile) {
@@ -91,18 +69,19 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const Boo
     StoreText(memory, Bootstrap::kSerialNumber, 16, serial);
   }
   memory.Store32(Bootstrap::kLinkSpeed, network.link_speed);
-  const std::uint64_t last_speed = memory.Load64(OwnRegisters::kLinkSpeed);
+  const std::uint64_t last_speed = memory.Load64(ManufacturerRegister::kLinkSpeed);
   const std::uint64_t speed = std::uint64_t{network.link_speed} * 125'000;
-  memory.Store64(OwnRegisters::kLinkSpeed, speed);
+  memory.Store64(ManufacturerRegister::kLinkSpeed, speed);
   // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
-      ControlCapability::SerialNumber::kMask | ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
-      ControlCapability::DiscoveryDelayWritable::kMask | ControlCapability::ExtendedStatus::kMask |
-      ControlCapability::ExtendedStatus2::kMask | ControlCapability::Switchover::kMask |
-      ControlCapability::Action::kMask | ControlCapability::UnconditionalAction::kMask |
-      ControlCapability::ScheduledAction::kMask | ControlCapability::PendingAck::kMask |
-      ControlCapability::Event::kMask | ControlCapability::EventData::kMask |
-      ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
+      ControlCapability::SerialNumber::kMask | ControlCapability::PrimaryApplication::kMask |
+      ControlCapability::DiscoveryDelay::kMask | ControlCapability::DiscoveryDelayWritable::kMask |
+      ControlCapability::ExtendedStatus::kMask | ControlCapability::ExtendedStatus2::kMask |
+      ControlCapability::Switchover::kMask | ControlCapability::Action::kMask |
+      ControlCapability::UnconditionalAction::kMask | ControlCapability::ScheduledAction::kMask |
+      ControlCapability::PendingAck::kMask | ControlCapability::Event::kMask |
+      ControlCapability::EventData::kMask | ControlCapability::WriteMemory::kMask |
+      ControlCapability::Concatenation::kMask;
   if (profile.heartbeat_can_end) capability |= ControlCapability::HeartbeatDisable::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
   if (profile.resends) capability |= ControlCapability::PacketResend::kMask;
@@ -110,13 +89,13 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const Boo
   memory.Store32(Bootstrap::kControlCapability, capability);
   if (!profile.has_stream) return;
   // No unconditional streaming: a stream that nobody controls would go on to an address that may be gone.
-  memory.Store32(
-      Bootstrap::kStreamChannelCapability,
-      StreamChannelBits::ExtendedChunks::kMask | (profile.resends ? StreamChannelBits::ResendDestination::kMask : 0));
+  memory.Store32(Bootstrap::kStreamChannelCapability,
+                 StreamChannelBits::ExtendedChunks::kMask |
+                     (profile.resends ? StreamChannelBits::ResendDestination::kMask : 0));
   memory.Store32(Bootstrap::kStreamPacketSize, std::min(kDefaultPacket, network.max_packet_size / 4 * 4));
   // The limit follows the link from start to start, until somebody chooses another.
-  if (memory.Load64(OwnRegisters::kThroughputLimit) == DefaultThroughput(last_speed)) {
-    memory.Store64(OwnRegisters::kThroughputLimit, DefaultThroughput(speed));
+  if (memory.Load64(ManufacturerRegister::kThroughputLimit) == DefaultThroughput(last_speed)) {
+    memory.Store64(ManufacturerRegister::kThroughputLimit, DefaultThroughput(speed));
   }
 }
 

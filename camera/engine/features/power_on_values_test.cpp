@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {
@@ -17,12 +17,12 @@ TEST(PowerOnValues, TheThroughputLimitFollowsTheLinkUntilAnotherIsChosen) {
     network.link_speed = mbit;
     network.max_packet_size = 1500;
     FillNetwork(memory, network, {true, 1500, false});
-    return memory.Load64(OwnRegisters::kThroughputLimit);
+    return memory.Load64(ManufacturerRegister::kThroughputLimit);
   };
   EXPECT_EQ(limit_on(10'000), 10 * kGigabit);
   EXPECT_EQ(limit_on(0), kGigabit) << "a link that does not tell its speed";
   EXPECT_EQ(limit_on(100'000), 100 * kGigabit);
-  memory.Store64(OwnRegisters::kThroughputLimit, 7);
+  memory.Store64(ManufacturerRegister::kThroughputLimit, 7);
   EXPECT_EQ(limit_on(1'000), 7);
 }
 

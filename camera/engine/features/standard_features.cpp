@@ -2,7 +2,7 @@
 
 #include "camera/engine/features/feature_parts.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/engine/stream/image_layout.h"
 
 namespace Tarn {
@@ -21,7 +21,7 @@ void AddStandardFeatures(FeatureTree& tree, const std::optional<SensorFormat>& f
               std::int64_t{0}, std::int64_t{1});
   NodePtr payload_size;
   if (format) {
-    payload_size = add.Value("PayloadSizeValue", OwnRegisters::kPayloadSize, 4, ReadOnly);
+    payload_size = add.Value("PayloadSizeValue", ManufacturerRegister::kPayloadSize, 4, ReadOnly);
     Unit(
         add.Integer("PayloadSize", payload_size, Expert, "Largest number of bytes in a block's data packets"),
         "B");

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "camera/base/engine_error.h"
-#include "camera/engine/features/event_numbers.h"
+#include "camera/engine/features/event_features.h"
 #include "camera/engine/nodes/node_links.h"
 
 namespace Tarn {

@@ -6,7 +6,7 @@
 #include "camera/engine/nodes/make_nodes_test.h"
 #include "camera/engine/nodes/node_items.h"
 #include "camera/engine/nodes/node_values.h"
-#include "camera/wire/bootstrap.h"
+#include "camera/engine/registers/register_table.h"
 
 namespace Tarn {
 namespace {

@@ -88,9 +88,9 @@ struct Node {
   const std::string name;  ///< without namespace
   const NameSpace name_space;
   std::atomic<Mutex*> guard = nullptr;  ///< of the started device in whose tree the node is; null: none
-  FeatureTree* tree = nullptr;  ///< the tree that the node is in; cleared by the tree
-  std::size_t place = 0;        ///< among the nodes of the tree; kept by the tree
-  void* handle = nullptr;       ///< by which the node is known across the C line; null when by none
+  FeatureTree* tree = nullptr;          ///< the tree that the node is in; cleared by the tree
+  std::size_t place = 0;                ///< among the nodes of the tree; kept by the tree
+  void* handle = nullptr;               ///< by which the node is known across the C line; null when by none
 
   // Texts; empty when not set.
   std::string display_name;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Which of the standard's registers this device has, and what a client's write to one of them does.
+/// Which of the standard's registers a device has, and what becomes of a client's write to one of them.
 
 #include <cstdint>
 #include <optional>
@@ -31,10 +31,6 @@ inline constexpr std::uint32_t kMinHeartbeatTimeout = 500;
 /// Longest wait before a discovery is answered, milliseconds; longer ones are stored as this.
 /// Source: GigE Vision, discovery acknowledge delay register.
 inline constexpr std::uint32_t kMaxDiscoveryDelay = 1000;
-
-/// How many different actions clients can call for, and how many can wait for their time.
-inline constexpr std::uint32_t kActionSignals = 4;
-inline constexpr std::uint32_t kActionQueueSize = 16;
 
 /// Facts of the moment that decide about a write.
 struct WriteContext {

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "camera/engine/registers/register_table.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {

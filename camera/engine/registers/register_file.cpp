@@ -9,9 +9,8 @@
 #include "camera/engine/nodes/node_access.h"
 #include "camera/engine/nodes/node_values.h"
 #include "camera/engine/nodes/register_value.h"
-#include "camera/engine/registers/own_registers.h"
+#include "camera/engine/registers/register_table.h"
 #include "camera/engine/registers/write_check.h"
-#include "camera/wire/bootstrap.h"
 
 namespace Tarn {
 namespace {
@@ -45,8 +44,8 @@ std::vector<NodePtr> AllDependants(const NodePtr& node, const Dependants& direct
 
 /// Loading or saving a user set reaches far more nodes than the command's own.
 bool IsUserSetCommand(const Node& node) {
-  return node.is_register() &&
-         (node.reg->address == OwnRegisters::kUserSetLoad || node.reg->address == OwnRegisters::kUserSetSave);
+  return node.is_register() && (node.reg->address == ManufacturerRegister::kUserSetLoad ||
+                                node.reg->address == ManufacturerRegister::kUserSetSave);
 }
 
 /// The last byte of the last word that a register at `address` reaches into. Clients read and write words.
@@ -349,22 +348,16 @@ void RegisterFile::FinishCommands(std::uint32_t address, std::uint32_t length) {
 }
 
 template <class Use>
-void RegisterFile::ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const {
+void RegisterFile::ForEachReached(std::uint64_t address, std::uint64_t length, Use&& use) const {
   ForEachRegister(address, length, [&](const Register& reg, Places) {
     use(reg.node);
     for (const NodePtr& node : reg.dependants) use(node);
   });
 }
 
-std::vector<NodePtr> RegisterFile::Concerned(std::uint32_t address, std::uint32_t length) const {
-  std::vector<NodePtr> found;
-  ForEachConcerned(address, length, [&](const NodePtr& node) { found.push_back(node); });
-  return found;
-}
-
 bool RegisterFile::HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const {
   bool found = false;
-  ForEachConcerned(address, length, [&](const NodePtr& node) {
+  ForEachReached(address, length, [&](const NodePtr& node) {
     const auto hears = [event](const auto& listener) { return listener->event == event && listener->active; };
     found = found || std::ranges::any_of(node->listeners, hears) ||
             (event == NodeEvent::Write && IsUserSetCommand(*node));
@@ -376,7 +369,7 @@ std::vector<std::shared_ptr<const NodeListener>> RegisterFile::Listeners(std::ui
                                                                          std::uint32_t length,
                                                                          NodeEvent event) const {
   std::vector<std::shared_ptr<const NodeListener>> found;
-  ForEachConcerned(address, length, [&](const NodePtr& node) {
+  ForEachReached(address, length, [&](const NodePtr& node) {
     for (const auto& listener : node->listeners) {
       if (listener->event == event && listener->active) found.push_back(listener);
     }

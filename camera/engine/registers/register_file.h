@@ -1,7 +1,7 @@
 #pragma once
 
-/// The register space as clients meet it: what exists, what may be read and written, and which nodes are
-/// concerned.
+/// The register space as clients meet it: what exists, what may be read and written, and which nodes an
+/// access reaches.
 
 #include <cstdint>
 #include <memory>
@@ -59,11 +59,6 @@ class RegisterFile {
   /// in the client has the number that the address tells; where it tells none, one that would do is enough.
   WireStatus Write(std::uint32_t address, ByteView bytes, const WriteContext& context);
 
-  /// The nodes that hear of an access to the bytes, in the order in which they hear: registers by address;
-  /// behind each the nodes whose value chain ends in it, nearest first, and those equally near in the order
-  /// of adding.
-  std::vector<NodePtr> Concerned(std::uint32_t address, std::uint32_t length) const;
-
   /// Lets the commands count as done whose registers these bytes belong to, see FinishCommand in
   /// node_values.h. One that cannot be finished stays as it is.
   void FinishCommands(std::uint32_t address, std::uint32_t length);
@@ -71,7 +66,9 @@ class RegisterFile {
   /// Whether a client's reading or writing of the bytes can mean calling listeners.
   bool HasListeners(std::uint32_t address, std::uint32_t length, NodeEvent event) const;
 
-  /// The listeners of the concerned nodes in order; shared, so that each lives through its call.
+  /// The listeners of an access to the bytes, in the order in which they are called: registers by address;
+  /// behind each the nodes whose value chain ends in it, nearest first, and those equally near in the order
+  /// of adding. Shared, so that each lives through its call.
   std::vector<std::shared_ptr<const NodeListener>> Listeners(std::uint32_t address, std::uint32_t length,
                                                              NodeEvent event) const;
 
@@ -99,8 +96,9 @@ class RegisterFile {
   /// Calls `use(register, its places at one address)` for each register that has a byte in the range.
   template <class Use>
   void ForEachRegister(std::uint64_t address, std::uint64_t length, Use&& use) const;
+  /// Calls `use(node)` for each node whose value an access to the bytes reaches.
   template <class Use>
-  void ForEachConcerned(std::uint64_t address, std::uint64_t length, Use&& use) const;
+  void ForEachReached(std::uint64_t address, std::uint64_t length, Use&& use) const;
   /// Calls `test(evaluation)` for what the selectors can be when a client uses the places, until one is true.
   template <class Test>
   bool InAnyCase(const Register& reg, Places places, Test&& test) const;

@@ -360,16 +360,28 @@ TEST(PlaceIndex, FindsWhatAScanFinds) {
   }
 }
 
-TEST_F(RegisterFileTest, NamesWhoIsConcernedNearestFirst) {
+TEST_F(RegisterFileTest, ListsListenersNearestFirst) {
   const NodePtr other = Add(NewIntReg("Other", 0xA004));
   const NodePtr inner = Feature(NodeKind::Integer, "Inner", number_);
   const NodePtr outer = Feature(NodeKind::Float, "Outer", inner);
   const NodePtr second = Feature(NodeKind::Integer, "Second", number_);
+  for (const NodePtr& node : {other, outer, second, inner, number_}) {
+    node->listeners.push_back(
+        std::make_shared<const NodeListener>(NodeListener{NodeEvent::Read, nullptr, node.get(), 1}));
+  }
   Publish();
-  EXPECT_EQ(file_.Concerned(kNumber, 4), (std::vector<NodePtr>{number_, inner, second, outer}));
-  EXPECT_EQ(file_.Concerned(0xA004, 4), std::vector<NodePtr>{other});
-  EXPECT_EQ(file_.Concerned(0xA003, 2).size(), 5u);
-  EXPECT_TRUE(file_.Concerned(0xFFFFFFFC, 0xFFFF).empty());
+  const auto listeners = [this](std::uint32_t address, std::uint32_t length) {
+    std::vector<void*> contexts;
+    for (const auto& listener : file_.Listeners(address, length, NodeEvent::Read)) {
+      contexts.push_back(listener->context);
+    }
+    return contexts;
+  };
+  EXPECT_EQ(listeners(kNumber, 4),
+            (std::vector<void*>{number_.get(), inner.get(), second.get(), outer.get()}));
+  EXPECT_EQ(listeners(0xA004, 4), std::vector<void*>{other.get()});
+  EXPECT_EQ(listeners(0xA003, 2).size(), 5u);
+  EXPECT_TRUE(listeners(0xFFFFFFFC, 0xFFFF).empty());
 }
 
 }  // namespace

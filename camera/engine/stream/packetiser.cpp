@@ -18,7 +18,7 @@ DataHeader::DataHeader(const StreamHeader& header) noexcept
 }
 
 bool Packetiser::Fits(std::size_t payload_bytes, const PacketForm& form) noexcept {
-  if (form.packet_size < kLeastPacket) return false;
+  if (form.packet_size < kMinPacket) return false;
   // The largest id means "to the trailer" in resend requests, so no packet has it.
   const std::size_t max_packets =
       form.extended ? std::numeric_limits<std::uint32_t>::max() : StreamHeader::kMaxStandardPacketId;

@@ -21,13 +21,13 @@ struct PacketForm {
     return extended ? StreamHeader::kExtendedSize : StreamHeader::kStandardSize;
   }
   /// Bytes of payload in a full data packet.
-  /// Requires: packet_size of at least kLeastPacket.
+  /// Requires: packet_size of at least kMinPacket.
   std::size_t DataBytes() const noexcept { return packet_size - kDatagramOverhead - HeaderSize(); }
   friend bool operator==(const PacketForm&, const PacketForm&) = default;
 };
 
 /// Below this the leader finds no room.
-inline constexpr std::size_t kLeastPacket =
+inline constexpr std::size_t kMinPacket =
     kDatagramOverhead + StreamHeader::kExtendedSize + DataLeader::kSize + DataLeader::kMaxFileName + 1;
 
 /// Stamps the header of one data packet after the other; all but the packet id is prepared.
@@ -64,7 +64,7 @@ class Packetiser {
   };
 
   /// Room for the start of any packet, see EncodeEnd.
-  static constexpr std::size_t kMaxEndSize = kLeastPacket - kDatagramOverhead;
+  static constexpr std::size_t kMaxEndSize = kMinPacket - kDatagramOverhead;
 
   /// True when the packets can be numbered and the leader fits one.
   static bool Fits(std::size_t payload_bytes, const PacketForm& form) noexcept;

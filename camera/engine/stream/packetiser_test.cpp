@@ -102,8 +102,8 @@ TEST(Packetiser, RefusesWhatCannotBeNumbered) {
   EXPECT_TRUE(Packetiser::Fits(full * 0xFF'FFFD, {576, false}));
   EXPECT_FALSE(Packetiser::Fits(full * 0xFF'FFFD + 1, {576, false}));
   EXPECT_TRUE(Packetiser::Fits(full * 0xFF'FFFD + 1, {576, true}));
-  EXPECT_TRUE(Packetiser::Fits(1, {kLeastPacket, true}));
-  EXPECT_FALSE(Packetiser::Fits(1, {kLeastPacket - 1, true}));
+  EXPECT_TRUE(Packetiser::Fits(1, {kMinPacket, true}));
+  EXPECT_FALSE(Packetiser::Fits(1, {kMinPacket - 1, true}));
 }
 
 TEST(PayloadLayout, SlicesRowsAndPlanesAsIfCopied) {

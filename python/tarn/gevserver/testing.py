@@ -94,7 +94,7 @@ def camera(
 class RunningCamera:
     """A started server, its address, and what its clients did. Made by `camera`.
 
-    All methods may be called from any thread. Those that wait raise AssertionError when it was in vain.
+    All methods may be called from any thread. Those that wait raise AssertionError when nothing came of it.
     """
 
     def __init__(self, server: Server, address: str) -> None:
