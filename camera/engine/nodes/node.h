@@ -15,6 +15,7 @@
 
 #include "camera/engine/nodes/codes.h"
 #include "camera/engine/nodes/formula.h"
+#include "camera/engine/nodes/node_kinds.h"
 
 namespace Tarn {
 
@@ -75,14 +76,15 @@ struct RegisterPart {
 /// which keep `listed_by` right.
 struct Node {
   Node(NodeKind node_kind, std::string node_name, NameSpace space)
-      : kind(node_kind), name(std::move(node_name)), name_space(space) {}
+      : kind(node_kind), traits(TraitsOf(node_kind)), name(std::move(node_name)), name_space(space) {}
   /// Frees chains of nodes one after the other, however long they are.
   ~Node();
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
   const NodeKind kind;
-  const std::string name;  ///< without namespace
+  const NodeTraits& traits;  ///< of the kind
+  const std::string name;    ///< without namespace
   const NameSpace name_space;
   FeatureTree* tree = nullptr;  ///< the tree that the node is in; cleared by the tree
   std::size_t place = 0;        ///< among the nodes of the tree; kept by the tree
