@@ -43,6 +43,10 @@ inline constexpr DataType kInt32BppUnsigned{0x020};
 inline constexpr DataType kInt32BppSigned{0x120};
 inline constexpr DataType kFloat{0x320};
 inline constexpr DataType kDouble{0x340};
+
+// The words are published as numbers; the flags in them are the library's.
+static_assert(kInt8BppSigned.IsSigned() && !kInt8BppSigned.IsFloat() && kInt8BppUnsigned.IsPlain());
+static_assert(kDouble.IsSigned() && kDouble.IsFloat() && kDouble.BitsPerPixel() == 64);
 }  // namespace DataTypes
 
 }  // namespace Tarn

@@ -9,7 +9,7 @@ namespace {
 using K = NodeKind;
 using Type = ValueType;
 using From = ValueSource;
-using Child = ChildRole;
+using Has = ChildRole;
 
 constexpr ItemSet kNone{};
 constexpr ItemSet kValue{NodeItem::Value};
@@ -20,19 +20,19 @@ constexpr ItemSet kCommand{NodeItem::Value, NodeItem::OnValue};
 // In the order of the codes.
 // clang-format off
 constexpr std::array kRows = std::to_array<NodeTraits>({
-    // kind            element          value              source          children         settings  suppliable
-    {K::Category,      "Category",      Type::None,        From::None,     Child::Member,   kNone,    kNone},
-    {K::IntReg,        "IntReg",        Type::Integer,     From::Register, Child::None,     kNone,    kNone},
-    {K::StringReg,     "StringReg",     Type::Text,        From::Register, Child::None,     kNone,    kNone},
-    {K::Integer,       "Integer",       Type::Integer,     From::Setting,  Child::None,     kNumber,  kNumber},
-    {K::Boolean,       "Boolean",       Type::Boolean,     From::Setting,  Child::None,     kBoolean, kValue},
-    {K::Command,       "Command",       Type::Command,     From::Setting,  Child::None,     kCommand, kCommand},
-    {K::Enumeration,   "Enumeration",   Type::Enumeration, From::Setting,  Child::Entry,    kValue,   kValue},
-    {K::EnumEntry,     "EnumEntry",     Type::Entry,       From::Setting,  Child::None,     kValue,   kNone},
-    {K::IntSwissKnife, "IntSwissKnife", Type::Integer,     From::Formula,  Child::Variable, kNone,    kNone},
-    {K::String,        "String",        Type::Text,        From::Setting,  Child::None,     kValue,   kValue},
-    {K::Float,         "Float",         Type::Float,       From::Setting,  Child::None,     kNumber,  kNumber},
-    {K::FloatReg,      "FloatReg",      Type::Float,       From::Register, Child::None,     kNone,    kNone},
+    // kind            element          value              source          children       settings  suppliable
+    {K::Category,      "Category",      Type::None,        From::None,     Has::Member,   kNone,    kNone},
+    {K::IntReg,        "IntReg",        Type::Integer,     From::Register, Has::None,     kNone,    kNone},
+    {K::StringReg,     "StringReg",     Type::Text,        From::Register, Has::None,     kNone,    kNone},
+    {K::Integer,       "Integer",       Type::Integer,     From::Setting,  Has::None,     kNumber,  kNumber},
+    {K::Boolean,       "Boolean",       Type::Boolean,     From::Setting,  Has::None,     kBoolean, kValue},
+    {K::Command,       "Command",       Type::Command,     From::Setting,  Has::None,     kCommand, kCommand},
+    {K::Enumeration,   "Enumeration",   Type::Enumeration, From::Setting,  Has::Entry,    kValue,   kValue},
+    {K::EnumEntry,     "EnumEntry",     Type::Entry,       From::Setting,  Has::None,     kValue,   kNone},
+    {K::IntSwissKnife, "IntSwissKnife", Type::Integer,     From::Formula,  Has::Variable, kNone,    kNone},
+    {K::String,        "String",        Type::Text,        From::Setting,  Has::None,     kValue,   kValue},
+    {K::Float,         "Float",         Type::Float,       From::Setting,  Has::None,     kNumber,  kNumber},
+    {K::FloatReg,      "FloatReg",      Type::Float,       From::Register, Has::None,     kNone,    kNone},
 });
 // clang-format on
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What each kind of node is: one row per kind. All else follows the rows, and names a kind only to make a node
-/// or to write its element.
+/// What each kind of node is: one row per kind. All else follows the rows, and names a kind only to make a
+/// node or to write its element.
 
 #include <cstdint>
 #include <initializer_list>
