@@ -45,8 +45,8 @@ inline constexpr DataType kFloat{0x320};
 inline constexpr DataType kDouble{0x340};
 
 // The words are published as numbers; the flags in them are the library's.
-static_assert(kInt8BppSigned.IsSigned() && !kInt8BppSigned.IsFloat() && kInt8BppUnsigned.IsPlain());
-static_assert(kDouble.IsSigned() && kDouble.IsFloat() && kDouble.BitsPerPixel() == 64);
+static_assert(kInt8BppSigned == DataType{TR_DATATYPE_SIGNED | 8});
+static_assert(kDouble == DataType{TR_DATATYPE_SIGNED | TR_DATATYPE_FLOAT | 64});
 }  // namespace DataTypes
 
 }  // namespace Tarn
