@@ -96,33 +96,30 @@ TR_STATUS Link(TR_HANDLE node, std::int32_t list, TR_HANDLE related, TR_HANDLE b
 
 using namespace Tarn;
 
-TR_HANDLE CreateGSCategoryNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Category, name, name_space);
-}
-TR_HANDLE CreateGSIntegerNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Integer, name, name_space);
-}
-TR_HANDLE CreateGSFloatNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Float, name, name_space);
-}
-TR_HANDLE CreateGSBooleanNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Boolean, name, name_space);
-}
-TR_HANDLE CreateGSCommandNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Command, name, name_space);
-}
-TR_HANDLE CreateGSEnumerationNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Enumeration, name, name_space);
-}
-TR_HANDLE CreateGSEnumEntryNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::EnumEntry, name, name_space);
-}
-TR_HANDLE CreateGSIntSwissKnifeNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::IntSwissKnife, name, name_space);
-}
-TR_HANDLE CreateGSStringNodeEx(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::String, name, name_space);
-}
+// The kinds: each has the same code on both sides of the line, and a call that creates a node.
+#define TARN_SAME_CODE(kind, type) static_assert(static_cast<std::int32_t>(NodeKind::kind) == (type))
+#define TARN_PLAIN_KIND(kind, type, create)                \
+  TARN_SAME_CODE(kind, type);                              \
+  TR_HANDLE create(const char* name, int32_t name_space) { \
+    return CreateNode(NodeKind::kind, name, name_space);   \
+  }
+
+TARN_PLAIN_KIND(Category, GSN_TYPE_CATEGORY, CreateGSCategoryNode)
+TARN_PLAIN_KIND(Integer, GSN_TYPE_INTEGER, CreateGSIntegerNode)
+TARN_PLAIN_KIND(Float, GSN_TYPE_FLOAT, CreateGSFloatNode)
+TARN_PLAIN_KIND(Boolean, GSN_TYPE_BOOLEAN, CreateGSBooleanNode)
+TARN_PLAIN_KIND(Command, GSN_TYPE_COMMAND, CreateGSCommandNode)
+TARN_PLAIN_KIND(Enumeration, GSN_TYPE_ENUMERATION, CreateGSEnumerationNode)
+TARN_PLAIN_KIND(EnumEntry, GSN_TYPE_ENUM_ENTRY, CreateGSEnumEntryNode)
+TARN_PLAIN_KIND(IntSwissKnife, GSN_TYPE_INT_SWISS_KNIFE, CreateGSIntSwissKnifeNode)
+TARN_PLAIN_KIND(String, GSN_TYPE_STRING, CreateGSStringNodeEx)
+
+TARN_SAME_CODE(IntReg, GSN_TYPE_INT_REG);
+TARN_SAME_CODE(FloatReg, GSN_TYPE_FLOAT_REG);
+TARN_SAME_CODE(StringReg, GSN_TYPE_STRING_REG);
+
+#undef TARN_PLAIN_KIND
+#undef TARN_SAME_CODE
 
 TR_HANDLE CreateGSInt32Node(const char* name, int32_t name_space, int64_t address) {
   return CreateRegister(NodeKind::IntReg, name, name_space, address, 4);

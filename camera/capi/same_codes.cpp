@@ -1,5 +1,6 @@
 // The codes that stand on both sides of the C line agree, one by one. The engine has tables of its own, since
-// nothing below this folder may include the C headers.
+// nothing below this folder may include the C headers. Those of the kinds of nodes stand with the calls that
+// create nodes.
 
 #include "camera/base/engine_error.h"
 #include "camera/device/server_events.h"
@@ -68,19 +69,6 @@ TARN_SAME_CODE(NodeItem::Unit, GSN_INFO_UNIT);
 TARN_SAME_CODE(NodeItem::DisplayPrecision, GSN_INFO_DISPLAY_PRECISION);
 TARN_SAME_CODE(NodeItem::IsDeprecated, GSN_INFO_IS_DEPRECATED);
 TARN_SAME_CODE(NodeItem::IsFeature, GSN_INFO_IS_FEATURE);
-
-TARN_SAME_CODE(NodeKind::Category, GSN_TYPE_CATEGORY);
-TARN_SAME_CODE(NodeKind::IntReg, GSN_TYPE_INT_REG);
-TARN_SAME_CODE(NodeKind::StringReg, GSN_TYPE_STRING_REG);
-TARN_SAME_CODE(NodeKind::Integer, GSN_TYPE_INTEGER);
-TARN_SAME_CODE(NodeKind::Boolean, GSN_TYPE_BOOLEAN);
-TARN_SAME_CODE(NodeKind::Command, GSN_TYPE_COMMAND);
-TARN_SAME_CODE(NodeKind::Enumeration, GSN_TYPE_ENUMERATION);
-TARN_SAME_CODE(NodeKind::EnumEntry, GSN_TYPE_ENUM_ENTRY);
-TARN_SAME_CODE(NodeKind::IntSwissKnife, GSN_TYPE_INT_SWISS_KNIFE);
-TARN_SAME_CODE(NodeKind::String, GSN_TYPE_STRING);
-TARN_SAME_CODE(NodeKind::Float, GSN_TYPE_FLOAT);
-TARN_SAME_CODE(NodeKind::FloatReg, GSN_TYPE_FLOAT_REG);
 
 TARN_SAME_CODE(NodeList::Child, GSN_LIST_CHILD);
 TARN_SAME_CODE(NodeList::Selected, GSN_LIST_SELECTED);

@@ -6,7 +6,7 @@
 
 namespace Tarn {
 
-/// What each of them is stands in node_kinds.cpp.
+/// node_kinds.cpp says what each of them is.
 enum class NodeKind : std::int32_t {
   Category = 1,
   IntReg = 2,

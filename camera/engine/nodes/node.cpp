@@ -81,8 +81,7 @@ void TakeLinks(Node& node, std::vector<NodePtr>& to) {
   const auto take = [&to](NodePtr& link) {
     if (link) to.push_back(std::move(link));
   };
-  for (Setting* setting :
-       {&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value}) {
+  for (Setting* setting : SettingsOf(node)) {
     if (NodePtr* link = std::get_if<NodePtr>(setting)) take(*link);
   }
   for (NodePtr* link : {&node.is_implemented, &node.is_available, &node.is_locked}) take(*link);

@@ -33,7 +33,7 @@ inline NodePtr NodeOf(const Setting& setting) {
 }
 inline bool IsSet(const Setting& setting) { return setting.index() != 0; }
 
-/// Somebody who hears of a client's accesses. Shared, so that one in use survives its own unregistration.
+/// A callback for a client's reads or writes. Shared, so that one that runs outlives its own unregistration.
 struct NodeListener {
   NodeEvent event;
   void (*call)(void* context);
@@ -135,6 +135,12 @@ struct Node {
 
   bool is_register() const { return reg.has_value(); }
 };
+
+/// The settings of a node, set or not. As const as the node.
+template <class AnyNode>
+auto SettingsOf(AnyNode& node) {
+  return std::array{&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value};
+}
 
 /// Takes `list` out of the nodes that have `node` in a list, once.
 void Unlist(Node& node, const Node& list);

@@ -47,7 +47,7 @@ template <class Says>
 const Node& ShownBy(const Node& node, Says says) {
   for (const Node* next = &node; next; next = NodeOf(next->value).get()) {
     if (says(*next)) return *next;
-    if (!next->traits.settings.Has(NodeItem::Min)) break;
+    if (next->traits.value != ValueType::Integer && next->traits.value != ValueType::Float) break;
   }
   return node;
 }

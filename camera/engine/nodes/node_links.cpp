@@ -134,10 +134,7 @@ void CheckEntryName(const Node& enumeration, const Node& entry) {
 
 std::vector<NodePtr> DirectDependencies(const Node& node) {
   std::vector<NodePtr> found = node.children;
-  for (const Setting* setting :
-       {&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value}) {
-    found.push_back(NodeOf(*setting));
-  }
+  for (const Setting* setting : SettingsOf(node)) found.push_back(NodeOf(*setting));
   found.insert(found.end(), {node.is_implemented, node.is_available, node.is_locked});
   if (node.reg) found.insert(found.end(), node.reg->address_nodes.begin(), node.reg->address_nodes.end());
   std::erase(found, nullptr);
