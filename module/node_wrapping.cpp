@@ -1,7 +1,7 @@
 #include "module/node_wrapping.h"
 
 #include <algorithm>
-#include <ranges>
+#include <iterator>
 #include <stdexcept>
 
 #include "gevserver/node_map.h"
@@ -35,7 +35,7 @@ constexpr Row kTypes[] = {
 /// The type of the most derived class, which is the last that fits.
 PyTypeObject* TypeOf(const Native::Node& node) {
   const auto fits = [&node](const Row& row) { return row.fits(&node); };
-  return std::ranges::find_if(std::views::reverse(kTypes), fits)->type();  // the first row fits every node
+  return std::find_if(std::rbegin(kTypes), std::rend(kTypes), fits)->type();  // the first row fits every node
 }
 
 PyRef NewWrapper(const NodePtr& node) {
