@@ -17,6 +17,13 @@ namespace Tarn::Binding {
 /// Throws: PresetError.
 void AddMembers(PyObject* type, const std::deque<MemberEntry>& members);
 
+/// A published number, which programs may have written down. Where the native code differs, the call does not
+/// compile.
+template <class Code>
+consteval std::int64_t Published(std::int64_t number, Code code) {
+  return number == static_cast<std::int64_t>(code) ? number : throw "the native code has another number";
+}
+
 /// Describes an enumeration type.
 class EnumerationBuilder {
  public:

@@ -9,9 +9,9 @@
 #include "gevserver/fake_server_library_test.h"
 #include "gevserver/nodes/category_node.h"
 #include "gevserver/nodes/enumeration_node.h"
-#include "gevserver/nodes/int_reg_node.h"
 #include "gevserver/nodes/int_swiss_knife_node.h"
 #include "gevserver/nodes/integer_node.h"
+#include "gevserver/nodes/register_nodes.h"
 #include "gevserver/server.h"
 
 namespace Tarn::GevServer {

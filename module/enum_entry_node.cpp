@@ -1,5 +1,4 @@
-#include "gevserver/nodes/enum_entry_node.h"
-
+#include "gevserver/nodes/enumeration_node.h"
 #include "module/node_members.h"
 
 namespace _tarn::gevserver {

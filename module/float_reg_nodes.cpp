@@ -1,4 +1,4 @@
-#include "gevserver/nodes/float_reg_node.h"
+#include "gevserver/nodes/register_nodes.h"
 #include "module/register_node_members.h"
 
 // Floating-point registers of any length, of 4 and of 8 bytes.

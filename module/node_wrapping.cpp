@@ -1,20 +1,11 @@
 #include "module/node_wrapping.h"
 
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 #include "gevserver/node_map.h"
-#include "gevserver/nodes/boolean_node.h"
-#include "gevserver/nodes/category_node.h"
-#include "gevserver/nodes/command_node.h"
-#include "gevserver/nodes/enum_entry_node.h"
-#include "gevserver/nodes/enumeration_node.h"
-#include "gevserver/nodes/float_node.h"
-#include "gevserver/nodes/float_reg_node.h"
-#include "gevserver/nodes/int_reg_node.h"
-#include "gevserver/nodes/int_swiss_knife_node.h"
-#include "gevserver/nodes/integer_node.h"
-#include "gevserver/nodes/string_node.h"
-#include "gevserver/nodes/string_reg_node.h"
+#include "gevserver/nodes/node_classes.h"
 
 namespace _tarn::gevserver {
 
@@ -24,32 +15,27 @@ namespace Native = Tarn::GevServer;
 namespace {
 
 struct Row {
-  bool (*fits)(const Native::Node& node);
+  bool (*fits)(const Native::Node* node);
   PyTypeObject* (*type)();
 };
 
 template <class X>
 constexpr Row RowOf() {
-  return {[](const Native::Node& node) { return dynamic_cast<const X*>(&node) != nullptr; },
+  return {[](const Native::Node* node) { return dynamic_cast<const X*>(node) != nullptr; },
           &NodeTypeOf<X>::Get};
 }
 
-// Derived classes ahead of their bases; the first that fits is the most derived one.
+// Bases ahead of the classes derived from them.
 constexpr Row kTypes[] = {
-    RowOf<Native::Int32RegNode>(),   RowOf<Native::Int64RegNode>(),      RowOf<Native::IntRegNode>(),
-    RowOf<Native::IntegerNode>(),    RowOf<Native::IntSwissKnifeNode>(), RowOf<Native::IntegerBaseNode>(),
-    RowOf<Native::Float32RegNode>(), RowOf<Native::Float64RegNode>(),    RowOf<Native::FloatRegNode>(),
-    RowOf<Native::FloatNode>(),      RowOf<Native::FloatBaseNode>(),     RowOf<Native::StringRegNode>(),
-    RowOf<Native::StringNode>(),     RowOf<Native::EnumerationNode>(),   RowOf<Native::SelectorNode>(),
-    RowOf<Native::BooleanNode>(),    RowOf<Native::CommandNode>(),       RowOf<Native::EnumEntryNode>(),
-    RowOf<Native::CategoryNode>(),   RowOf<Native::ValueNode>(),
+#define TARN_ROW(X) RowOf<Native::X>(),
+    TARN_NODE_TYPES(TARN_ROW)
+#undef TARN_ROW
 };
 
+/// The type of the most derived class, which is the last that fits.
 PyTypeObject* TypeOf(const Native::Node& node) {
-  for (const Row& row : kTypes) {
-    if (row.fits(node)) return row.type();
-  }
-  return TypeObject__Node__();
+  const auto fits = [&node](const Row& row) { return row.fits(&node); };
+  return std::find_if(std::rbegin(kTypes), std::rend(kTypes), fits)->type();  // the first row fits every node
 }
 
 PyRef NewWrapper(const NodePtr& node) {

@@ -1,5 +1,5 @@
-#include "gevserver/nodes/float_base_node.h"
-#include "gevserver/nodes/integer_base_node.h"
+#include "gevserver/nodes/number_base_nodes.h"
+
 #include "module/node_members.h"
 
 // The base types of integers and of floating-point numbers.

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "gevserver/nodes/register_node.h"
+#include "gevserver/nodes/register_nodes.h"
 #include "module/node_members.h"
 
 namespace _tarn::gevserver {

@@ -1,5 +1,4 @@
-#include "gevserver/nodes/selector_node.h"
-
+#include "gevserver/nodes/value_node.h"
 #include "module/node_members.h"
 
 namespace _tarn::gevserver {

@@ -1,10 +1,9 @@
-#include "gevserver/nodes/string_reg_node.h"
-
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "gevserver/nodes/register_nodes.h"
 #include "module/register_node_members.h"
 
 namespace _tarn::gevserver {

@@ -29,8 +29,8 @@ BELOW = {
     "core": "camera/base gevserver/library",
     "gevserver": "camera/base core gevserver/library",
     "binding": "camera/base core gevserver",
-    "core/module": "camera/base core binding",
-    "module": "camera/base core gevserver binding core/module",
+    "core/module": "camera/base core gevserver/library binding",
+    "module": "camera/base core gevserver gevserver/library binding core/module",
 }
 # Who may see one part of the engine sees all.
 ENGINE = " ".join(layer for layer in BELOW if layer.startswith("camera/engine/"))

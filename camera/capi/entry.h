@@ -67,31 +67,4 @@ T& Output(T* target, const char* argument) {
   return *target;
 }
 
-// One table of codes on each side of the C line: a number that differs is caught here.
-#define TARN_SAME_CODE(failure, code) static_assert(static_cast<TR_STATUS>(Failure::failure) == (code))
-TARN_SAME_CODE(kFailed, TR_E_FAILED);
-TARN_SAME_CODE(kInvalidArgument, TR_E_INVALID_ARGUMENT);
-TARN_SAME_CODE(kInvalidHandle, TR_E_INVALID_HANDLE);
-TARN_SAME_CODE(kInternal, TR_E_INTERNAL);
-TARN_SAME_CODE(kNoMemory, TR_E_NO_MEMORY);
-TARN_SAME_CODE(kOutOfRange, TR_E_OUT_OF_RANGE);
-TARN_SAME_CODE(kWrongState, TR_E_WRONG_STATE);
-TARN_SAME_CODE(kNotFound, TR_E_NOT_FOUND);
-TARN_SAME_CODE(kBusy, TR_E_BUSY);
-TARN_SAME_CODE(kSystem, TR_E_SYSTEM);
-TARN_SAME_CODE(kBufferTooSmall, TR_E_BUFFER_TOO_SMALL);
-TARN_SAME_CODE(kAccess, TR_E_ACCESS);
-TARN_SAME_CODE(kNotSupported, TR_E_NOT_SUPPORTED);
-TARN_SAME_CODE(kNoValue, TR_E_NO_VALUE);
-TARN_SAME_CODE(kNoStream, TR_E_NO_STREAM);
-TARN_SAME_CODE(kExists, TR_E_EXISTS);
-TARN_SAME_CODE(kIncrement, TR_E_INCREMENT);
-TARN_SAME_CODE(kFormula, TR_E_FORMULA);
-TARN_SAME_CODE(kText, TR_E_TEXT);
-TARN_SAME_CODE(kName, TR_E_NAME);
-TARN_SAME_CODE(kCycle, TR_E_CYCLE);
-TARN_SAME_CODE(kAddress, TR_E_ADDRESS);
-TARN_SAME_CODE(kOverflow, TR_E_OVERFLOW);
-#undef TARN_SAME_CODE
-
 }  // namespace Tarn

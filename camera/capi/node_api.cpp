@@ -17,82 +17,6 @@
 namespace Tarn {
 namespace {
 
-// The engine's codes are those of the C line, one by one.
-#define TARN_SAME_CODE(engine, line) static_assert(static_cast<int>(engine) == (line))
-TARN_SAME_CODE(NodeItem::Name, GSN_INFO_NAME);
-TARN_SAME_CODE(NodeItem::DisplayName, GSN_INFO_DISPLAY_NAME);
-TARN_SAME_CODE(NodeItem::AccessMode, GSN_INFO_ACCESS_MODE);
-TARN_SAME_CODE(NodeItem::Max, GSN_INFO_MAX);
-TARN_SAME_CODE(NodeItem::Min, GSN_INFO_MIN);
-TARN_SAME_CODE(NodeItem::Increment, GSN_INFO_INCREMENT);
-TARN_SAME_CODE(NodeItem::NumEnumEntries, GSN_INFO_NUM_ENUM_ENTRIES);
-TARN_SAME_CODE(NodeItem::Streamable, GSN_INFO_STREAMABLE);
-TARN_SAME_CODE(NodeItem::CachingMode, GSN_INFO_CACHING_MODE);
-TARN_SAME_CODE(NodeItem::ToolTip, GSN_INFO_TOOL_TIP);
-TARN_SAME_CODE(NodeItem::Description, GSN_INFO_DESCRIPTION);
-TARN_SAME_CODE(NodeItem::Visibility, GSN_INFO_VISIBILITY);
-TARN_SAME_CODE(NodeItem::PollingTime, GSN_INFO_POLLING_TIME);
-TARN_SAME_CODE(NodeItem::EventId, GSN_INFO_EVENT_ID);
-TARN_SAME_CODE(NodeItem::NameSpace, GSN_INFO_NAME_SPACE);
-TARN_SAME_CODE(NodeItem::RegisterLength, GSN_INFO_REGISTER_LENGTH);
-TARN_SAME_CODE(NodeItem::RegisterAddress, GSN_INFO_REGISTER_ADDRESS);
-TARN_SAME_CODE(NodeItem::Representation, GSN_INFO_REPRESENTATION);
-TARN_SAME_CODE(NodeItem::Value, GSN_INFO_VALUE);
-TARN_SAME_CODE(NodeItem::OnValue, GSN_INFO_ON_VALUE);
-TARN_SAME_CODE(NodeItem::OffValue, GSN_INFO_OFF_VALUE);
-TARN_SAME_CODE(NodeItem::Formula, GSN_INFO_FORMULA);
-TARN_SAME_CODE(NodeItem::ImposedAccessMode, GSN_INFO_IMPOSED_ACCESS_MODE);
-TARN_SAME_CODE(NodeItem::IsImplemented, GSN_INFO_IS_IMPLEMENTED);
-TARN_SAME_CODE(NodeItem::IsAvailable, GSN_INFO_IS_AVAILABLE);
-TARN_SAME_CODE(NodeItem::IsLocked, GSN_INFO_IS_LOCKED);
-TARN_SAME_CODE(NodeItem::Alias, GSN_INFO_ALIAS);
-TARN_SAME_CODE(NodeItem::Sign, GSN_INFO_SIGN);
-TARN_SAME_CODE(NodeItem::Unit, GSN_INFO_UNIT);
-TARN_SAME_CODE(NodeItem::DisplayPrecision, GSN_INFO_DISPLAY_PRECISION);
-TARN_SAME_CODE(NodeItem::IsDeprecated, GSN_INFO_IS_DEPRECATED);
-TARN_SAME_CODE(NodeItem::IsFeature, GSN_INFO_IS_FEATURE);
-TARN_SAME_CODE(NodeKind::Category, GSN_TYPE_CATEGORY);
-TARN_SAME_CODE(NodeKind::IntReg, GSN_TYPE_INT_REG);
-TARN_SAME_CODE(NodeKind::StringReg, GSN_TYPE_STRING_REG);
-TARN_SAME_CODE(NodeKind::Integer, GSN_TYPE_INTEGER);
-TARN_SAME_CODE(NodeKind::Boolean, GSN_TYPE_BOOLEAN);
-TARN_SAME_CODE(NodeKind::Command, GSN_TYPE_COMMAND);
-TARN_SAME_CODE(NodeKind::Enumeration, GSN_TYPE_ENUMERATION);
-TARN_SAME_CODE(NodeKind::EnumEntry, GSN_TYPE_ENUM_ENTRY);
-TARN_SAME_CODE(NodeKind::IntSwissKnife, GSN_TYPE_INT_SWISS_KNIFE);
-TARN_SAME_CODE(NodeKind::String, GSN_TYPE_STRING);
-TARN_SAME_CODE(NodeKind::Float, GSN_TYPE_FLOAT);
-TARN_SAME_CODE(NodeKind::FloatReg, GSN_TYPE_FLOAT_REG);
-TARN_SAME_CODE(NodeList::Child, GSN_LIST_CHILD);
-TARN_SAME_CODE(NodeList::Selected, GSN_LIST_SELECTED);
-TARN_SAME_CODE(NodeList::Invalidator, GSN_LIST_INVALIDATOR);
-TARN_SAME_CODE(NodeList::Addresses, GSN_LIST_ADDRESSES);
-TARN_SAME_CODE(NodeEvent::Read, GSN_EVENT_READ);
-TARN_SAME_CODE(NodeEvent::Write, GSN_EVENT_WRITE);
-TARN_SAME_CODE(AccessMode::NotImplemented, GS_ACCESS_NOT_IMPLEMENTED);
-TARN_SAME_CODE(AccessMode::NotAvailable, GS_ACCESS_NOT_AVAILABLE);
-TARN_SAME_CODE(AccessMode::ReadOnly, GS_ACCESS_READ_ONLY);
-TARN_SAME_CODE(AccessMode::WriteOnly, GS_ACCESS_WRITE_ONLY);
-TARN_SAME_CODE(AccessMode::ReadWrite, GS_ACCESS_READ_WRITE);
-TARN_SAME_CODE(CacheMode::NoCache, GS_CACHE_NO_CACHE);
-TARN_SAME_CODE(CacheMode::WriteThrough, GS_CACHE_WRITE_THROUGH);
-TARN_SAME_CODE(CacheMode::WriteAround, GS_CACHE_WRITE_AROUND);
-TARN_SAME_CODE(Visibility::Beginner, GS_VISIBILITY_BEGINNER);
-TARN_SAME_CODE(Visibility::Expert, GS_VISIBILITY_EXPERT);
-TARN_SAME_CODE(Visibility::Guru, GS_VISIBILITY_GURU);
-TARN_SAME_CODE(Visibility::Invisible, GS_VISIBILITY_INVISIBLE);
-TARN_SAME_CODE(Representation::Linear, GS_REPRESENTATION_LINEAR);
-TARN_SAME_CODE(Representation::Logarithmic, GS_REPRESENTATION_LOGARITHMIC);
-TARN_SAME_CODE(Representation::Boolean, GS_REPRESENTATION_BOOLEAN);
-TARN_SAME_CODE(Representation::PureNumber, GS_REPRESENTATION_PURE_NUMBER);
-TARN_SAME_CODE(Representation::HexNumber, GS_REPRESENTATION_HEX_NUMBER);
-TARN_SAME_CODE(Representation::Ipv4Address, GS_REPRESENTATION_IPV4_ADDRESS);
-TARN_SAME_CODE(Representation::MacAddress, GS_REPRESENTATION_MAC_ADDRESS);
-TARN_SAME_CODE(NameSpace::Standard, GS_NAMESPACE_STANDARD);
-TARN_SAME_CODE(NameSpace::Custom, GS_NAMESPACE_CUSTOM);
-TARN_SAME_CODE(NameSpace::Private, GS_NAMESPACE_PRIVATE);
-#undef TARN_SAME_CODE
-
 TR_HANDLE CreateNode(NodeKind kind, const char* name, std::int32_t name_space) {
   return HandleEntry([&] { return HandleOf(MakeNode(kind, TextArgument(name), NameSpace{name_space})); });
 }
@@ -183,33 +107,30 @@ TR_STATUS Link(TR_HANDLE node, std::int32_t list, TR_HANDLE related, TR_HANDLE b
 
 using namespace Tarn;
 
-TR_HANDLE CreateGSCategoryNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Category, name, name_space);
-}
-TR_HANDLE CreateGSIntegerNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Integer, name, name_space);
-}
-TR_HANDLE CreateGSFloatNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Float, name, name_space);
-}
-TR_HANDLE CreateGSBooleanNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Boolean, name, name_space);
-}
-TR_HANDLE CreateGSCommandNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Command, name, name_space);
-}
-TR_HANDLE CreateGSEnumerationNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::Enumeration, name, name_space);
-}
-TR_HANDLE CreateGSEnumEntryNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::EnumEntry, name, name_space);
-}
-TR_HANDLE CreateGSIntSwissKnifeNode(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::IntSwissKnife, name, name_space);
-}
-TR_HANDLE CreateGSStringNodeEx(const char* name, int32_t name_space) {
-  return CreateNode(NodeKind::String, name, name_space);
-}
+// The kinds: each has the same code on both sides of the line, and a call that creates a node.
+#define TARN_SAME_CODE(kind, type) static_assert(static_cast<std::int32_t>(NodeKind::kind) == (type))
+#define TARN_PLAIN_KIND(kind, type, create)                \
+  TARN_SAME_CODE(kind, type);                              \
+  TR_HANDLE create(const char* name, int32_t name_space) { \
+    return CreateNode(NodeKind::kind, name, name_space);   \
+  }
+
+TARN_PLAIN_KIND(Category, GSN_TYPE_CATEGORY, CreateGSCategoryNode)
+TARN_PLAIN_KIND(Integer, GSN_TYPE_INTEGER, CreateGSIntegerNode)
+TARN_PLAIN_KIND(Float, GSN_TYPE_FLOAT, CreateGSFloatNode)
+TARN_PLAIN_KIND(Boolean, GSN_TYPE_BOOLEAN, CreateGSBooleanNode)
+TARN_PLAIN_KIND(Command, GSN_TYPE_COMMAND, CreateGSCommandNode)
+TARN_PLAIN_KIND(Enumeration, GSN_TYPE_ENUMERATION, CreateGSEnumerationNode)
+TARN_PLAIN_KIND(EnumEntry, GSN_TYPE_ENUM_ENTRY, CreateGSEnumEntryNode)
+TARN_PLAIN_KIND(IntSwissKnife, GSN_TYPE_INT_SWISS_KNIFE, CreateGSIntSwissKnifeNode)
+TARN_PLAIN_KIND(String, GSN_TYPE_STRING, CreateGSStringNodeEx)
+
+TARN_SAME_CODE(IntReg, GSN_TYPE_INT_REG);
+TARN_SAME_CODE(FloatReg, GSN_TYPE_FLOAT_REG);
+TARN_SAME_CODE(StringReg, GSN_TYPE_STRING_REG);
+
+#undef TARN_PLAIN_KIND
+#undef TARN_SAME_CODE
 
 TR_HANDLE CreateGSInt32Node(const char* name, int32_t name_space, int64_t address) {
   return CreateRegister(NodeKind::IntReg, name, name_space, address, 4);

@@ -1,60 +1,67 @@
 #include "binding/enumeration.h"
+#include "core/color_model.h"
 #include "core/module/type_def.h"
+#include "gevserver/library/tr_codes.h"
 
 namespace tarn {
 
 using Tarn::Binding::EnumerationBuilder;
+using Tarn::Binding::Published;
 
 template <>
 void TypeDef<AccessMode>::Init() {
   EnumerationBuilder(Get(), "tarn.AccessMode", "What can be done with the value of a node.")
-      .Member("NotImplemented", 0, "The node is not implemented.")
-      .Member("NotAvailable", 1, "The node is not available at present.")
-      .Member("ReadOnly", 2, "The value can be read.")
-      .Member("WriteOnly", 3, "The value can be written.")
-      .Member("ReadWrite", 4, "The value can be read and written.");
+      .Member("NotImplemented", Published(0, GS_ACCESS_NOT_IMPLEMENTED), "The node is not implemented.")
+      .Member("NotAvailable", Published(1, GS_ACCESS_NOT_AVAILABLE), "The node is not available at present.")
+      .Member("ReadOnly", Published(2, GS_ACCESS_READ_ONLY), "The value can be read.")
+      .Member("WriteOnly", Published(3, GS_ACCESS_WRITE_ONLY), "The value can be written.")
+      .Member("ReadWrite", Published(4, GS_ACCESS_READ_WRITE), "The value can be read and written.");
 }
 
 template <>
 void TypeDef<CacheMode>::Init() {
   EnumerationBuilder(Get(), "tarn.CacheMode", "How clients may cache the value of a node.")
-      .Member("NoCache", 0, "The value is not cached.")
-      .Member("WriteThrough", 1, "A written value goes to the device and into the cache.")
-      .Member("WriteAround", 2, "A written value goes to the device; reading fills the cache.");
+      .Member("NoCache", Published(0, GS_CACHE_NO_CACHE), "The value is not cached.")
+      .Member("WriteThrough", Published(1, GS_CACHE_WRITE_THROUGH),
+              "A written value goes to the device and into the cache.")
+      .Member("WriteAround", Published(2, GS_CACHE_WRITE_AROUND),
+              "A written value goes to the device; reading fills the cache.");
 }
 
 template <>
 void TypeDef<Visibility>::Init() {
   EnumerationBuilder(Get(), "tarn.Visibility", "For whom a feature is meant.")
-      .Member("Beginner", 0, "For everybody.")
-      .Member("Expert", 1, "For experts.")
-      .Member("Guru", 2, "For those who know what it does to the device.")
-      .Member("Invisible", 3, "Not shown in user interfaces.");
+      .Member("Beginner", Published(0, GS_VISIBILITY_BEGINNER), "For everybody.")
+      .Member("Expert", Published(1, GS_VISIBILITY_EXPERT), "For experts.")
+      .Member("Guru", Published(2, GS_VISIBILITY_GURU), "For those who know what it does to the device.")
+      .Member("Invisible", Published(3, GS_VISIBILITY_INVISIBLE), "Not shown in user interfaces.");
 }
 
 template <>
 void TypeDef<NumberRepresentation>::Init() {
   EnumerationBuilder(Get(), "tarn.NumberRepresentation", "How a number is to be shown.")
-      .Member("Linear", 0, "Slider with linear behavior.")
-      .Member("Logarithmic", 1, "Slider with logarithmic behavior.")
-      .Member("Boolean", 2, "Check box.")
-      .Member("PureNumber", 3, "Decimal number.")
-      .Member("HexNumber", 4, "Hexadecimal number.")
-      .Member("IPV4Address", 5, "IP address version 4.")
-      .Member("MACAddress", 6, "Hardware address of a network interface.");
+      .Member("Linear", Published(0, GS_REPRESENTATION_LINEAR), "Slider with linear behavior.")
+      .Member("Logarithmic", Published(1, GS_REPRESENTATION_LOGARITHMIC), "Slider with logarithmic behavior.")
+      .Member("Boolean", Published(2, GS_REPRESENTATION_BOOLEAN), "Check box.")
+      .Member("PureNumber", Published(3, GS_REPRESENTATION_PURE_NUMBER), "Decimal number.")
+      .Member("HexNumber", Published(4, GS_REPRESENTATION_HEX_NUMBER), "Hexadecimal number.")
+      .Member("IPV4Address", Published(5, GS_REPRESENTATION_IPV4_ADDRESS), "IP address version 4.")
+      .Member("MACAddress", Published(6, GS_REPRESENTATION_MAC_ADDRESS),
+              "Hardware address of a network interface.");
 }
 
 template <>
 void TypeDef<ColorModel>::Init() {
   EnumerationBuilder(Get(), "tarn.ColorModel", "How the planes of an image make a color.")
-      .Member("RGBGuess", -2, "Probably red, green and blue planes.")
-      .Member("MonoGuess", -1, "Probably one gray plane.")
-      .Member("Unknown", 0, "Not known.")
-      .Member("Mono", 1, "One gray plane.")
-      .Member("RGB", 2, "Red, green and blue planes.")
-      .Member("YUV", 3, "Brightness and two color differences.")
-      .Member("HSV", 4, "Hue, saturation and value.")
-      .Member("YCbCr", 5, "Digital brightness and two color differences.");
+      .Member("RGBGuess", Published(-2, Tarn::ColorModel::RGBGuess), "Probably red, green and blue planes.")
+      .Member("MonoGuess", Published(-1, Tarn::ColorModel::MonoGuess), "Probably one gray plane.")
+      .Member("Unknown", Published(0, Tarn::ColorModel::Unknown), "Not known.")
+      .Member("Mono", Published(1, Tarn::ColorModel::Mono), "One gray plane.")
+      .Member("RGB", Published(2, Tarn::ColorModel::RGB), "Red, green and blue planes.")
+      .Member("YUV", Published(3, Tarn::ColorModel::YUV), "Brightness and two color differences.")
+      .Member("HSV", Published(4, Tarn::ColorModel::HSV), "Hue, saturation and value.")
+      .Member("YCbCr", Published(5, Tarn::ColorModel::YCbCr),
+              "Digital brightness and two color differences.");
 }
 
 template <>

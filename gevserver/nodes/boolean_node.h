@@ -5,7 +5,8 @@
 #include <optional>
 #include <string_view>
 
-#include "gevserver/nodes/integer_base_node.h"
+#include "gevserver/nodes/boolean_value.h"
+#include "gevserver/nodes/number_base_nodes.h"
 #include "gevserver/nodes/value_chain.h"
 
 namespace Tarn::GevServer {
@@ -19,8 +20,8 @@ class BooleanNode final : public Private::ValueConfigured<ValueNode, IntegerBase
   static std::shared_ptr<BooleanNode> Create(std::string_view name,
                                              std::optional<std::int32_t> name_space = {});
 
-  bool Value() const;
-  void SetValue(bool value);
+  bool Value() const { return Private::GetBoolean(Handle()); }
+  void SetValue(bool value) { Private::SetBoolean(Handle(), value); }
 
   /// The integers that stand for true and for false.
   std::int64_t OnValue() const { return GetInfoAsInt(GSN_INFO_ON_VALUE); }
@@ -32,10 +33,10 @@ class BooleanNode final : public Private::ValueConfigured<ValueNode, IntegerBase
   void SetValueConfigAsInt(std::int64_t value) { SetInfoAsInt(GSN_INFO_VALUE, value); }
 
   /// "true" or "false".
-  std::string ToString() const override;
+  std::string ToString() const override { return Private::BooleanText(Value()); }
   /// "true" in any case sets true, any other text false.
   /// Throws: std::runtime_error "String must not be empty".
-  void FromString(const std::string& text) override;
+  void FromString(const std::string& text) override { SetValue(Private::ParseBoolean(text)); }
 };
 
 }  // namespace Tarn::GevServer

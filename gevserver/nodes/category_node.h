@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -27,11 +29,13 @@ class CategoryNode final : public ValueNode {
   std::int64_t PollingTime() const override { return 0; }
   bool IsStreamable() const override { return false; }
   /// Throws: std::runtime_error "Category nodes cannot be streamed".
-  void SetIsStreamable(bool streamable) override;
+  void SetIsStreamable(bool /*streamable*/) override {
+    throw std::runtime_error("Category nodes cannot be streamed");
+  }
   /// Full name of the alias, empty without one.
   std::string ToString() const override { return GetInfoAsString(GSN_INFO_ALIAS); }
   /// Throws: std::runtime_error "not implemented".
-  void FromString(const std::string& text) override;
+  void FromString(const std::string& /*text*/) override { throw std::runtime_error("not implemented"); }
 };
 
 }  // namespace Tarn::GevServer

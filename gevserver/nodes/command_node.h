@@ -3,9 +3,11 @@
 /// Commands: nodes that a client executes.
 
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 
-#include "gevserver/nodes/integer_base_node.h"
+#include "gevserver/nodes/boolean_value.h"
+#include "gevserver/nodes/number_base_nodes.h"
 #include "gevserver/nodes/value_chain.h"
 
 namespace Tarn::GevServer {
@@ -20,9 +22,9 @@ class CommandNode final : public Private::ValueConfigured<ValueNode, IntegerBase
   static std::shared_ptr<CommandNode> Create(std::string_view name,
                                              std::optional<std::int32_t> name_space = {});
 
-  void Execute();
+  void Execute() { Private::SetBoolean(Handle(), true); }
   /// False while a readable command is being executed; commands that cannot be read are done at once.
-  bool IsDone() const;
+  bool IsDone() const { return !IsReadable() || Private::GetBoolean(Handle()); }
 
   /// The integer that executes the command: a node (null for a constant) or a constant.
   std::shared_ptr<IntegerBaseNode> CommandConfigAsNode() const { return ConfigAsNode(GSN_INFO_ON_VALUE); }
@@ -37,10 +39,14 @@ class CommandNode final : public Private::ValueConfigured<ValueNode, IntegerBase
 
   bool IsStreamable() const override { return false; }
   /// Throws: std::runtime_error "Command nodes cannot be streamed".
-  void SetIsStreamable(bool streamable) override;
+  void SetIsStreamable(bool /*streamable*/) override {
+    throw std::runtime_error("Command nodes cannot be streamed");
+  }
   /// As BooleanNode.
-  std::string ToString() const override;
-  void FromString(const std::string& text) override;
+  std::string ToString() const override { return Private::BooleanText(Private::GetBoolean(Handle())); }
+  void FromString(const std::string& text) override {
+    Private::SetBoolean(Handle(), Private::ParseBoolean(text));
+  }
 };
 
 }  // namespace Tarn::GevServer

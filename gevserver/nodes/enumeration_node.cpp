@@ -2,14 +2,8 @@
 
 #include "core/library_call.h"
 #include "gevserver/library/tr_gev_server.h"
-#include "gevserver/nodes/make_node.h"
 
 namespace Tarn::GevServer {
-
-std::shared_ptr<EnumerationNode> EnumerationNode::Create(std::string_view name,
-                                                         std::optional<std::int32_t> name_space) {
-  return Private::CreateFreeNode<EnumerationNode>(name, name_space, CreateGSEnumerationNode);
-}
 
 std::vector<std::shared_ptr<EnumEntryNode>> EnumerationNode::Entries() const {
   std::vector<std::shared_ptr<EnumEntryNode>> entries;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "gevserver/nodes/float_base_node.h"
+#include "gevserver/nodes/number_base_nodes.h"
 #include "gevserver/nodes/value_chain.h"
 
 namespace Tarn::GevServer {

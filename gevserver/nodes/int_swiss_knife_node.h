@@ -3,10 +3,12 @@
 /// Integers that are computed from other nodes.
 
 #include <map>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
-#include "gevserver/nodes/integer_base_node.h"
+#include "gevserver/nodes/number_base_nodes.h"
 
 namespace Tarn::GevServer {
 
@@ -25,7 +27,10 @@ class IntSwissKnifeNode final : public IntegerBaseNode {
   void SetFormula(const std::string& formula) { SetInfoAsString(GSN_INFO_FORMULA, formula); }
 
   /// Supplying nodes by the names of the variables.
-  std::map<std::string, std::shared_ptr<Node>> Variables() const;
+  std::map<std::string, std::shared_ptr<Node>> Variables() const {
+    const auto named = NamedRelated(GSN_LIST_CHILD);
+    return {named.begin(), named.end()};
+  }
 
   std::int32_t AccessMode() const override { return GS_ACCESS_READ_ONLY; }
   std::int32_t CacheMode() const override { return GS_CACHE_NO_CACHE; }

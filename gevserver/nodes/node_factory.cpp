@@ -1,90 +1,106 @@
 #include "gevserver/nodes/node_factory.h"
 
+#include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "core/tarn_exception.h"
-#include "gevserver/library/tr_gev_server.h"
-#include "gevserver/nodes/boolean_node.h"
-#include "gevserver/nodes/category_node.h"
-#include "gevserver/nodes/command_node.h"
-#include "gevserver/nodes/default_node.h"
-#include "gevserver/nodes/enumeration_node.h"
-#include "gevserver/nodes/float_node.h"
-#include "gevserver/nodes/float_reg_node.h"
-#include "gevserver/nodes/int_reg_node.h"
-#include "gevserver/nodes/int_swiss_knife_node.h"
-#include "gevserver/nodes/integer_node.h"
 #include "gevserver/nodes/make_node.h"
+#include "gevserver/nodes/node_classes.h"
 #include "gevserver/nodes/node_registry.h"
-#include "gevserver/nodes/string_reg_node.h"
+
+namespace Tarn::GevServer {
+
+#define TARN_CREATE(Class, type, create)                                                                \
+  std::shared_ptr<Class> Class::Create(std::string_view name, std::optional<std::int32_t> name_space) { \
+    return Private::CreateFreeNode<Class>(name, name_space, create);                                    \
+  }
+TARN_PLAIN_NODES(TARN_CREATE)
+#undef TARN_CREATE
+
+#define TARN_CREATE(Class, type, length, create)                                                             \
+  std::shared_ptr<Class> Class::Create(std::string_view name, std::optional<std::int32_t> name_space,        \
+                                       std::int64_t address) {                                               \
+    return Private::CreateFreeNode<Class>(                                                                   \
+        name, name_space,                                                                                    \
+        [address](const char* name_only, std::int32_t space) { return create(name_only, space, address); }); \
+  }
+TARN_NUMBER_REGISTERS(TARN_CREATE)
+#undef TARN_CREATE
+
+std::shared_ptr<StringRegNode> StringRegNode::Create(std::string_view name, std::int64_t length,
+                                                     std::optional<std::int32_t> name_space,
+                                                     std::int64_t address) {
+  return Private::CreateFreeNode<StringRegNode>(
+      name, name_space, [address, length](const char* name_only, std::int32_t space) {
+        return CreateGSStringRegNode(name_only, space, address, length);
+      });
+}
+
+}  // namespace Tarn::GevServer
 
 namespace Tarn::GevServer::Private {
 
 namespace {
 
+constexpr std::int64_t kAnyLength = 0;
+
+struct Row {
+  std::int32_t type;
+  std::int64_t length;  ///< bytes of the register
+  std::shared_ptr<Node> (*make)(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map);
+};
+
+template <class T>
+std::shared_ptr<Node> Make(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map) {
+  return MakeNode<T>(std::move(handle), std::move(map));
+}
+
+// The first row that fits counts.
+constexpr Row kRows[] = {
+#define TARN_ROW(Class, type, create) {type, kAnyLength, Make<Class>},
+    TARN_PLAIN_NODES(TARN_ROW)
+#undef TARN_ROW
+#define TARN_ROW(Class, type, length, create) {type, length, Make<Class>},
+        TARN_NUMBER_REGISTERS(TARN_ROW)
+#undef TARN_ROW
+            {GSN_TYPE_INT_REG, kAnyLength, Make<IntRegNode>},
+    {GSN_TYPE_FLOAT_REG, kAnyLength, Make<FloatRegNode>},
+    {GSN_TYPE_STRING_REG, kAnyLength, Make<StringRegNode>},
+};
+
 std::int32_t TypeOf(TR_HANDLE handle) {
   std::int32_t type = GSN_TYPE_INVALID;
   const TR_STATUS status = GSNType(handle, &type);
   if (status < 0) ThrowStatus(status, "failed to get node type");
+  if (type == GSN_TYPE_INVALID) throw std::runtime_error("invalid node type");
   return type;
 }
 
-// The class of a register by its length: 4 bytes, 8 bytes, any other.
-template <class Of4, class Of8, class OfAny>
-std::shared_ptr<Node> MakeRegister(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map,
-                                   const char* length_failure) {
+std::int64_t LengthOf(TR_HANDLE handle, const char* failure) {
   std::int64_t length = 0;
-  const TR_STATUS status = GSNGetInfoAsInteger(handle.Get(), GSN_INFO_REGISTER_LENGTH, &length);
-  if (status < 0) ThrowStatus(status, length_failure);
-  if (length == 4) return MakeNode<Of4>(std::move(handle), std::move(map));
-  if (length == 8) return MakeNode<Of8>(std::move(handle), std::move(map));
-  return MakeNode<OfAny>(std::move(handle), std::move(map));
-}
-
-std::shared_ptr<Node> MakeOfType(std::int32_t type, HandleGuard<Node> handle, std::weak_ptr<NodeMap> map,
-                                 const char* length_failure) {
-  switch (type) {
-    case GSN_TYPE_INVALID:
-      throw std::runtime_error("invalid node type");
-    case GSN_TYPE_CATEGORY:
-      return MakeNode<CategoryNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_INT_REG:
-      return MakeRegister<Int32RegNode, Int64RegNode, IntRegNode>(std::move(handle), std::move(map),
-                                                                  length_failure);
-    case GSN_TYPE_STRING_REG:
-      return MakeNode<StringRegNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_INTEGER:
-      return MakeNode<IntegerNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_BOOLEAN:
-      return MakeNode<BooleanNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_COMMAND:
-      return MakeNode<CommandNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_ENUMERATION:
-      return MakeNode<EnumerationNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_ENUM_ENTRY:
-      return MakeNode<EnumEntryNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_INT_SWISS_KNIFE:
-      return MakeNode<IntSwissKnifeNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_STRING:
-      return MakeNode<StringNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_FLOAT:
-      return MakeNode<FloatNode>(std::move(handle), std::move(map));
-    case GSN_TYPE_FLOAT_REG:
-      return MakeRegister<Float32RegNode, Float64RegNode, FloatRegNode>(std::move(handle), std::move(map),
-                                                                        length_failure);
-    default:
-      return MakeNode<DefaultNode>(std::move(handle), std::move(map));
-  }
+  const TR_STATUS status = GSNGetInfoAsInteger(handle, GSN_INFO_REGISTER_LENGTH, &length);
+  if (status < 0) ThrowStatus(status, failure);
+  return length;
 }
 
 }  // namespace
+
+std::int32_t DefaultNode::AccessMode() const { throw std::runtime_error("not implemented"); }
+std::int32_t DefaultNode::CacheMode() const { throw std::runtime_error("not implemented"); }
 
 std::shared_ptr<Node> NodeOfHandle(HandleGuard<Node> handle, std::weak_ptr<NodeMap> map,
                                    const char* length_failure) {
   if (auto known = NodeRegistry::Instance().Find(handle.Get())) return known;
   const std::int32_t type = TypeOf(handle.Get());
-  return MakeOfType(type, std::move(handle), std::move(map), length_failure);
+  std::optional<std::int64_t> length;  // asked for once, of nodes whose class depends on it
+  for (const Row& row : kRows) {
+    if (row.type != type) continue;
+    if (row.length != kAnyLength && !length) length = LengthOf(handle.Get(), length_failure);
+    if (row.length == kAnyLength || row.length == length) return row.make(std::move(handle), std::move(map));
+  }
+  return Make<DefaultNode>(std::move(handle), std::move(map));
 }
 
 }  // namespace Tarn::GevServer::Private

@@ -9,19 +9,9 @@
 
 #include "core/tarn_exception.h"
 #include "gevserver/fake_server_library_test.h"
-#include "gevserver/nodes/boolean_node.h"
-#include "gevserver/nodes/category_node.h"
-#include "gevserver/nodes/command_node.h"
-#include "gevserver/nodes/default_node.h"
-#include "gevserver/nodes/enumeration_node.h"
-#include "gevserver/nodes/float_node.h"
-#include "gevserver/nodes/float_reg_node.h"
-#include "gevserver/nodes/int_reg_node.h"
-#include "gevserver/nodes/int_swiss_knife_node.h"
-#include "gevserver/nodes/integer_node.h"
 #include "gevserver/nodes/make_node.h"
+#include "gevserver/nodes/node_classes.h"
 #include "gevserver/nodes/node_factory.h"
-#include "gevserver/nodes/string_reg_node.h"
 
 namespace Tarn::GevServer {
 namespace {

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string_view>
 
-#include "gevserver/nodes/selector_node.h"
 #include "gevserver/nodes/value_chain.h"
+#include "gevserver/nodes/value_node.h"
 
 namespace Tarn::GevServer {
 

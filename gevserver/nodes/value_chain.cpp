@@ -2,8 +2,7 @@
 
 #include <stdexcept>
 
-#include "gevserver/nodes/float_base_node.h"
-#include "gevserver/nodes/integer_base_node.h"
+#include "gevserver/nodes/number_base_nodes.h"
 #include "gevserver/nodes/string_node.h"
 
 namespace Tarn::GevServer::Private {

@@ -7,9 +7,30 @@
 #include <string>
 
 #include "gevserver/nodes/node.h"
-#include "gevserver/nodes/value_config.h"
 
 namespace Tarn::GevServer::Private {
+
+/// A node whose value is a constant or comes from another node. `Source` is a shared pointer to the kind of
+/// node that can supply it.
+template <class Source>
+class IHasValueConfig {
+ public:
+  virtual ~IHasValueConfig() = default;
+  /// Null for a constant.
+  virtual Source ValueConfigAsNode() const = 0;
+};
+
+/// Marks nodes whose value lies in the register space: the ends of value chains.
+class IConfigurableRegisterNode {
+ public:
+  virtual ~IConfigurableRegisterNode() = default;
+};
+
+/// Marks commands.
+class IConfigurableCommandNode {
+ public:
+  virtual ~IConfigurableCommandNode() = default;
+};
 
 /// The node at the end of a node's value chain: a register, a node with a constant value, or one that has no
 /// value configuration at all. Null when the value of `node` itself is a constant.

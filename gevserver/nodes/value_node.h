@@ -1,10 +1,11 @@
 #pragma once
 
-/// The base of all nodes with a value.
+/// The bases of all nodes with a value.
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "gevserver/nodes/node.h"
 
@@ -58,6 +59,16 @@ class ValueNode : public Node {
   std::uint64_t event_context_ = 0;
   std::uint64_t read_cookie_ = 0;
   std::uint64_t write_cookie_ = 0;
+};
+
+/// Groups nodes whose meaning depends on this node's value.
+class SelectorNode : public ValueNode {
+ public:
+  using ValueNode::ValueNode;
+
+  /// True when it selects at least one node.
+  bool IsSelector() const { return RelatedCount(GSN_LIST_SELECTED) > 0; }
+  std::vector<std::shared_ptr<Node>> SelectedNodes() const { return Related(GSN_LIST_SELECTED); }
 };
 
 }  // namespace Tarn::GevServer

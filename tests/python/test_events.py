@@ -181,7 +181,7 @@ def test_user_events_carry_what_the_program_stored(motor: Camera) -> None:
 def test_data_that_no_message_carries_are_refused(motor: Camera) -> None:
     motor.server.stop()
     define(motor.server.node_map, "Long", 0x9500, StringRegNode.create("EventLongText", 520))
-    with pytest.raises(ValueError, match="EventLongText .* 520 bytes, an event message carries 516"):
+    with pytest.raises(ValueError, match=r"EventLongText .* 520 bytes, an event message carries 516"):
         motor.server.start(motor.address)
 
 

@@ -6,6 +6,7 @@
 
 namespace Tarn {
 
+/// node_kinds.cpp says what each of them is.
 enum class NodeKind : std::int32_t {
   Category = 1,
   IntReg = 2,
@@ -53,6 +54,43 @@ enum class Representation : std::int32_t {
 };
 
 enum class NodeEvent : std::int32_t { Read = 0, Write = 1 };
+
+/// Items of a node's description, which the information calls read and write (see node_items.h).
+enum class NodeItem : std::int32_t {
+  Name = 0,
+  DisplayName = 1,
+  AccessMode = 2,
+  Max = 3,
+  Min = 4,
+  Increment = 5,
+  NumEnumEntries = 6,
+  Streamable = 7,
+  CachingMode = 8,
+  ToolTip = 9,
+  Description = 10,
+  Visibility = 11,
+  PollingTime = 12,
+  EventId = 13,
+  NameSpace = 14,
+  RegisterLength = 15,
+  RegisterAddress = 16,
+  Representation = 17,
+  Value = 18,
+  OnValue = 19,
+  OffValue = 20,
+  Formula = 21,
+  ImposedAccessMode = 22,
+  IsImplemented = 23,
+  IsAvailable = 24,
+  IsLocked = 25,
+  Alias = 26,
+  Sign = 27,
+  Unit = 28,
+  DisplayPrecision = 29,
+  // As integers, which alias and unit are not.
+  IsDeprecated = Alias,
+  IsFeature = Unit,
+};
 
 /// Relations of a node to others.
 enum class NodeList : std::int32_t { Child = 0, Selected = 1, Invalidator = 2, Addresses = 3 };

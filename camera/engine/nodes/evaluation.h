@@ -1,6 +1,6 @@
 #pragma once
 
-/// What was found out about the values of nodes while one question is answered.
+/// What one evaluation of nodes has computed so far.
 
 #include <cstdint>
 #include <optional>
@@ -13,7 +13,7 @@
 
 namespace Tarn {
 
-/// Values follow from values, along at most so many links. Clients follow them on their stacks, too.
+/// Most nodes in a row of which each follows from the next. Clients evaluate them recursively, too.
 inline constexpr unsigned kMaxNodeDepth = 256;
 
 /// The functions of node_values.h, node_access.h and node_limits.h keep in it what they computed, so that a

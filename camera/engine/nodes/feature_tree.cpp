@@ -70,7 +70,7 @@ void FeatureTree::Insert(const NodePtr& node) {
   added_.emplace(node->name, node);
   Show(node);
   node->tree = this;
-  if (node->kind != NodeKind::Enumeration) return;
+  if (node->traits.children != ChildRole::Entry) return;
   for (const NodePtr& entry : node->children) AdoptEntry(entry);
 }
 
@@ -187,7 +187,7 @@ void FeatureTree::Forget(const NodePtr& node) {
   if (const NodePtr next = shown ? Find(node->name) : nullptr) Show(next);
   RemoveFromLists(node);
   node->tree = nullptr;
-  if (node->kind != NodeKind::Enumeration) return;
+  if (node->traits.children != ChildRole::Entry) return;
   for (const NodePtr& entry : std::vector<NodePtr>(node->children)) DropEntry(entry);
 }
 

@@ -52,8 +52,8 @@ class Formula {
   std::string Parenthesised(std::span<const std::string> names, const Quotient& quotient) const;
 
  private:
-  std::shared_ptr<const std::vector<Term>>
-      terms_;  ///< operands before their operator; the last is the result
+  /// Operands before their operator; the last is the result.
+  std::shared_ptr<const std::vector<Term>> terms_;
 };
 
 }  // namespace Tarn

@@ -8,15 +8,15 @@
 namespace Tarn {
 namespace {
 
-void CheckLength(NodeKind kind, const std::string& name, std::int64_t length) {
-  const bool fits = kind == NodeKind::IntReg     ? length >= 1 && length <= 8
-                    : kind == NodeKind::FloatReg ? length == 4 || length == 8
-                                                 : length >= 4 && length % 4 == 0 && length <= 0x10000;
+void CheckLength(ValueType type, const std::string& name, std::int64_t length) {
+  const bool fits = type == ValueType::Integer ? length >= 1 && length <= 8
+                    : type == ValueType::Float ? length == 4 || length == 8
+                                               : length >= 4 && length % 4 == 0 && length <= 0x10000;
   if (!fits) {
     throw EngineError(Failure::kInvalidArgument,
                       "a register length of " + std::to_string(length) + " bytes is not possible for " +
                           name +
-                          (kind == NodeKind::StringReg ? ": it must be a multiple of four, 4 to 65536" : ""));
+                          (type == ValueType::Text ? ": it must be a multiple of four, 4 to 65536" : ""));
   }
 }
 
@@ -25,6 +25,13 @@ void CheckNameSpace(NameSpace space) {
     throw EngineError(Failure::kInvalidArgument,
                       std::to_string(static_cast<std::int32_t>(space)) + " is no name space");
   }
+}
+
+/// The value setting of a new node.
+Setting FirstValue(ValueType type) {
+  if (type == ValueType::Float) return 0.0;
+  if (type == ValueType::Text) return std::string();
+  return std::int64_t{0};
 }
 
 void CheckAddress(const std::string& name, std::int64_t address, std::int64_t length) {
@@ -74,8 +81,7 @@ void TakeLinks(Node& node, std::vector<NodePtr>& to) {
   const auto take = [&to](NodePtr& link) {
     if (link) to.push_back(std::move(link));
   };
-  for (Setting* setting :
-       {&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value}) {
+  for (Setting* setting : SettingsOf(node)) {
     if (NodePtr* link = std::get_if<NodePtr>(setting)) take(*link);
   }
   for (NodePtr* link : {&node.is_implemented, &node.is_available, &node.is_locked}) take(*link);
@@ -118,38 +124,16 @@ NodePtr MakeNode(NodeKind kind, const std::string& name, NameSpace name_space) {
   CheckName(name);
   CheckNameSpace(name_space);
   auto node = std::make_shared<Node>(kind, name, name_space);
-  switch (kind) {
-    case NodeKind::Integer:
-      node->value = std::int64_t{0};
-      break;
-    case NodeKind::Float:
-      node->value = 0.0;
-      break;
-    case NodeKind::String:
-      node->value = std::string();
-      break;
-    case NodeKind::Boolean:
-      node->value = std::int64_t{0};
-      node->on_value = std::int64_t{1};
-      node->off_value = std::int64_t{0};
-      break;
-    case NodeKind::Command:
-      node->value = std::int64_t{0};
-      node->on_value = std::int64_t{1};
-      break;
-    case NodeKind::Enumeration:
-    case NodeKind::EnumEntry:
-      node->value = std::int64_t{0};
-      break;
-    default:
-      break;
-  }
+  const NodeTraits& traits = node->traits;
+  if (traits.settings.Has(NodeItem::Value)) node->value = FirstValue(traits.value);
+  if (traits.settings.Has(NodeItem::OnValue)) node->on_value = std::int64_t{1};
+  if (traits.settings.Has(NodeItem::OffValue)) node->off_value = std::int64_t{0};
   return node;
 }
 
 NodePtr MakeRegister(NodeKind kind, const std::string& name, NameSpace name_space, std::int64_t address,
                      std::int64_t length) {
-  CheckLength(kind, name, length);
+  CheckLength(TraitsOf(kind).value, name, length);
   CheckAddress(name, address, length);
   NodePtr node = MakeNode(kind, name, name_space);
   node->reg.emplace();

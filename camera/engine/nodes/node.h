@@ -16,6 +16,7 @@
 
 #include "camera/engine/nodes/codes.h"
 #include "camera/engine/nodes/formula.h"
+#include "camera/engine/nodes/node_kinds.h"
 
 namespace Tarn {
 
@@ -34,7 +35,7 @@ inline NodePtr NodeOf(const Setting& setting) {
 }
 inline bool IsSet(const Setting& setting) { return setting.index() != 0; }
 
-/// Somebody who hears of a client's accesses. Shared, so that one in use survives its own unregistration.
+/// A callback for a client's reads or writes. Shared, so that one that runs outlives its own unregistration.
 struct NodeListener {
   NodeEvent event;
   void (*call)(void* context);
@@ -78,14 +79,15 @@ struct RegisterPart {
 /// which keep `listed_by` right.
 struct Node {
   Node(NodeKind node_kind, std::string node_name, NameSpace space)
-      : kind(node_kind), name(std::move(node_name)), name_space(space) {}
+      : kind(node_kind), traits(TraitsOf(node_kind)), name(std::move(node_name)), name_space(space) {}
   /// Frees chains of nodes one after the other, however long they are.
   ~Node();
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
   const NodeKind kind;
-  const std::string name;  ///< without namespace
+  const NodeTraits& traits;  ///< of the kind
+  const std::string name;    ///< without namespace
   const NameSpace name_space;
   std::atomic<Mutex*> guard = nullptr;  ///< of the started device in whose tree the node is; null: none
   FeatureTree* tree = nullptr;          ///< the tree that the node is in; cleared by the tree
@@ -137,6 +139,12 @@ struct Node {
 
   bool is_register() const { return reg.has_value(); }
 };
+
+/// The settings of a node, set or not. As const as the node.
+template <class AnyNode>
+auto SettingsOf(AnyNode& node) {
+  return std::array{&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value};
+}
 
 /// Takes `list` out of the nodes that have `node` in a list, once.
 void Unlist(Node& node, const Node& list);

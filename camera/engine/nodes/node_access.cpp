@@ -36,15 +36,10 @@ std::vector<NodePtr> UsedVariables(const Node& knife) {
 /// Before the node's own restrictions.
 AccessMode BaseAccess(const Node& node, Evaluation& at) {
   if (node.is_register()) return RegisterAccess(*node.reg);
-  switch (node.kind) {
-    case NodeKind::Category:
-    case NodeKind::EnumEntry:
-      return AccessMode::ReadOnly;
-    case NodeKind::IntSwissKnife:
-      return AllAvailable(UsedVariables(node), at) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
-    default:
-      break;
+  if (node.traits.source == ValueSource::Formula) {
+    return AllAvailable(UsedVariables(node), at) ? AccessMode::ReadOnly : AccessMode::NotAvailable;
   }
+  if (!node.traits.suppliable.Has(NodeItem::Value)) return AccessMode::ReadOnly;  // a category, an entry
   // What cannot be checked cannot be written, and clients give up on the whole node.
   if (!AllAvailable({NodeOf(node.min), NodeOf(node.max), NodeOf(node.increment)}, at)) {
     return AccessMode::NotAvailable;

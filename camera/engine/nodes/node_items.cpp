@@ -24,8 +24,6 @@ const RegisterPart& RegisterOf(const Node& node, NodeItem item) {
   return *node.reg;
 }
 
-bool IsFloatKind(const Node& node) { return node.kind == NodeKind::Float || node.kind == NodeKind::FloatReg; }
-
 /// Whether clients come to the node from the root category on.
 bool IsFeature(const Node& node) {
   const NodePtr root = node.tree ? node.tree->Find("Root") : nullptr;
@@ -35,7 +33,7 @@ bool IsFeature(const Node& node) {
     const Node* next = open.back();
     open.pop_back();
     if (next == &node) return true;
-    if (!next || next->kind != NodeKind::Category) continue;
+    if (!next || next->traits.children != ChildRole::Member) continue;
     for (const NodePtr& child : next->children) {
       if (seen.insert(child.get()).second) open.push_back(child.get());
     }
@@ -49,7 +47,7 @@ template <class Says>
 const Node& ShownBy(const Node& node, Says says) {
   for (const Node* next = &node; next; next = NodeOf(next->value).get()) {
     if (says(*next)) return *next;
-    if (next->kind != NodeKind::Integer && next->kind != NodeKind::Float) break;
+    if (next->traits.value != ValueType::Integer && next->traits.value != ValueType::Float) break;
   }
   return node;
 }
@@ -85,25 +83,20 @@ AccessMode SettableAccess(const Node& node, std::int64_t value) {
 /// The setting behind a value-like item; null when the kind has none. As const as the node.
 template <class AnyNode>
 auto SettingOf(AnyNode& node, NodeItem item) -> decltype(&node.value) {
-  const bool number = node.kind == NodeKind::Integer || node.kind == NodeKind::Float;
-  const bool boolean = node.kind == NodeKind::Boolean;
-  const bool command = node.kind == NodeKind::Command;
+  if (!node.traits.settings.Has(item)) return nullptr;
   switch (item) {
     case NodeItem::Value:
-      return number || boolean || command || node.kind == NodeKind::Enumeration ||
-                     node.kind == NodeKind::String || node.kind == NodeKind::EnumEntry
-                 ? &node.value
-                 : nullptr;
+      return &node.value;
     case NodeItem::Min:
-      return number ? &node.min : nullptr;
+      return &node.min;
     case NodeItem::Max:
-      return number ? &node.max : nullptr;
+      return &node.max;
     case NodeItem::Increment:
-      return number ? &node.increment : nullptr;
+      return &node.increment;
     case NodeItem::OnValue:
-      return boolean || command ? &node.on_value : nullptr;
+      return &node.on_value;
     case NodeItem::OffValue:
-      return boolean ? &node.off_value : nullptr;
+      return &node.off_value;
     default:
       return nullptr;
   }
@@ -154,27 +147,11 @@ void CheckIncrement(const Node& node, NodeItem item, bool positive) {
 }
 
 void SetFormula(Node& node, const std::string& text) {
-  if (node.kind != NodeKind::IntSwissKnife) ThrowNoItem(node, NodeItem::Formula);
+  if (node.traits.source != ValueSource::Formula) ThrowNoItem(node, NodeItem::Formula);
   std::vector<std::string> names;
   for (const NodePtr& variable : node.children) names.push_back(variable->name);
   node.formula = Formula::Parse(text, names);
   node.formula_text = text;
-}
-
-bool IsText(const Node& node) { return node.kind == NodeKind::String || node.kind == NodeKind::StringReg; }
-
-/// Whether other nodes may take a number from it.
-bool IsNumber(const Node& node) {
-  return node.kind != NodeKind::Category && node.kind != NodeKind::Command &&
-         node.kind != NodeKind::EnumEntry && !IsText(node);
-}
-
-/// Which kinds may supply a value to which.
-void CheckSupplier(const Node& node, const Node& related) {
-  const bool text = node.kind == NodeKind::String;
-  const bool boolean_for_float = node.kind == NodeKind::Float && related.kind == NodeKind::Boolean;
-  if ((text ? IsText(related) : IsNumber(related)) && !boolean_for_float) return;
-  throw EngineError(Failure::kNotSupported, related.name + " cannot supply a value to " + node.name);
 }
 
 }  // namespace
@@ -187,7 +164,7 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
     case NodeItem::CachingMode:
       return static_cast<std::int64_t>(CacheOf(node));
     case NodeItem::NumEnumEntries:
-      if (node.kind != NodeKind::Enumeration) ThrowNoItem(node, item);
+      if (node.traits.children != ChildRole::Entry) ThrowNoItem(node, item);
       return static_cast<std::int64_t>(node.children.size());
     case NodeItem::Streamable:
       return node.streamable;
@@ -239,7 +216,7 @@ std::int64_t IntegerItem(const Node& node, NodeItem item) {
 double FloatItem(const Node& node, NodeItem item) {
   if (item != NodeItem::Min && item != NodeItem::Max && item != NodeItem::Increment) {
     const Setting* setting = SettingOf(node, item);
-    if (!setting || node.kind != NodeKind::Float) ThrowNoItem(node, item);
+    if (!setting || node.traits.value != ValueType::Float) ThrowNoItem(node, item);
     return ReadFloat(node);
   }
   Evaluation now;
@@ -255,7 +232,7 @@ std::string TextItem(const Node& node, NodeItem item) {
     case NodeItem::DisplayName:
       return node.display_name.empty() ? node.name : node.display_name;
     case NodeItem::Formula:
-      if (node.kind != NodeKind::IntSwissKnife) ThrowNoItem(node, item);
+      if (node.traits.source != ValueSource::Formula) ThrowNoItem(node, item);
       return node.formula_text;
     case NodeItem::Alias: {
       const NodePtr alias = node.alias.lock();
@@ -319,7 +296,7 @@ void SetIntegerItem(Node& node, NodeItem item, std::int64_t value) {
       node.imposed_access = value == -1 ? std::nullopt : std::optional(SettableAccess(node, value));
       return;
     case NodeItem::Sign:
-      if (node.kind != NodeKind::IntReg) ThrowNoItem(node, item);
+      if (!node.reg || node.traits.value != ValueType::Integer) ThrowNoItem(node, item);
       node.reg->is_signed = value != 0;
       return;
     case NodeItem::DisplayPrecision:
@@ -333,16 +310,16 @@ void SetIntegerItem(Node& node, NodeItem item, std::int64_t value) {
       break;
   }
   Setting* setting = SettingOf(node, item);
-  if (!setting || node.kind == NodeKind::String) ThrowNoItem(node, item);
+  if (!setting || node.traits.value == ValueType::Text) ThrowNoItem(node, item);
   CheckIncrement(node, item, value > 0);
-  if (IsFloatKind(node)) return SetFloatItem(node, item, static_cast<double>(value));
+  if (node.traits.value == ValueType::Float) return SetFloatItem(node, item, static_cast<double>(value));
   *setting = value;
 }
 
 void SetFloatItem(Node& node, NodeItem item, double value) {
   CheckChangeable(node);
   Setting* setting = SettingOf(node, item);
-  if (!setting || node.kind != NodeKind::Float) ThrowNoItem(node, item);
+  if (!setting || node.traits.value != ValueType::Float) ThrowNoItem(node, item);
   CheckIncrement(node, item, value > 0);
   *setting = value;
 }
@@ -350,13 +327,14 @@ void SetFloatItem(Node& node, NodeItem item, double value) {
 void SetTextItem(Node& node, NodeItem item, const std::string& text) {
   CheckChangeable(node);
   if (item == NodeItem::Formula) return SetFormula(node, text);
-  if (item == NodeItem::Value && node.kind == NodeKind::String) {
-    node.value = text;
-    return;
-  }
-  if (item == NodeItem::Value && node.kind == NodeKind::EnumEntry) {
+  if (item == NodeItem::Value && node.traits.value == ValueType::Entry) {
     CheckName(text);
     node.symbolic = text;
+    return;
+  }
+  Setting* setting = SettingOf(node, item);
+  if (setting && node.traits.value == ValueType::Text) {
+    *setting = text;
     return;
   }
   std::string* target = TextOf(node, item);
@@ -367,8 +345,7 @@ void SetTextItem(Node& node, NodeItem item, const std::string& text) {
 void SetNodeItem(Node& node, NodeItem item, const NodePtr& related) {
   CheckChangeable(node);
   if (item == NodeItem::Alias) {
-    // Entries have no name of their own in the description.
-    if (related->kind == NodeKind::EnumEntry) {
+    if (!HasName(related->traits)) {
       throw EngineError(Failure::kNotSupported, related->name + " cannot be the alias of " + node.name);
     }
     node.alias = related;
@@ -376,18 +353,17 @@ void SetNodeItem(Node& node, NodeItem item, const NodePtr& related) {
   }
   CheckLink(node, *related);
   if (NodePtr* condition = ConditionOf(node, item)) {
-    if (!IsNumber(*related) || IsFloatKind(*related)) {
+    if (!CanBeCondition(related->traits)) {
       throw EngineError(Failure::kNotSupported, related->name + " cannot decide about " + node.name);
     }
     *condition = related;
     return;
   }
-  Setting* setting = SettingOf(node, item);
-  const bool constant_only = node.kind == NodeKind::EnumEntry || item == NodeItem::OffValue ||
-                             (item == NodeItem::OnValue && node.kind == NodeKind::Boolean);
-  if (!setting || constant_only) ThrowNoItem(node, item);
-  CheckSupplier(node, *related);
-  *setting = related;
+  if (!node.traits.suppliable.Has(item)) ThrowNoItem(node, item);
+  if (!CanSupply(related->traits, node.traits)) {
+    throw EngineError(Failure::kNotSupported, related->name + " cannot supply a value to " + node.name);
+  }
+  *SettingOf(node, item) = related;
 }
 
 }  // namespace Tarn

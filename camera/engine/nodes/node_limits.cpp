@@ -11,8 +11,8 @@
 namespace Tarn {
 namespace {
 
-constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
+constexpr IntegerLimits kWidest{std::numeric_limits<std::int64_t>::min(),
+                                std::numeric_limits<std::int64_t>::max(), 1};
 
 std::int64_t IntegerSetting(const Setting& setting, std::int64_t otherwise, Evaluation& at) {
   if (const auto* number = std::get_if<std::int64_t>(&setting)) return *number;
@@ -25,6 +25,19 @@ std::optional<double> FloatSetting(const Setting& setting, Evaluation& at) {
   if (const auto* number = std::get_if<std::int64_t>(&setting)) return static_cast<double>(*number);
   if (const NodePtr node = NodeOf(setting)) return ReadFloat(*node, at);
   return std::nullopt;
+}
+
+IntegerLimits RegisterIntegerLimits(const RegisterPart& reg) {
+  return {SmallestNumber(reg), LargestNumber(reg), 1};
+}
+
+/// The node's own limits first, then those of the node that supplies the value.
+IntegerLimits ChainLimits(const Node& node, Evaluation& at) {
+  const NodePtr source = NodeOf(node.value);
+  const IntegerLimits inner =
+      source && source->traits.value != ValueType::Float ? IntegerLimitsOf(*source, at) : kWidest;
+  return {IntegerSetting(node.min, inner.min, at), IntegerSetting(node.max, inner.max, at),
+          IntegerSetting(node.increment, inner.increment, at)};
 }
 
 FloatLimits RegisterFloatLimits(const RegisterPart& reg) {
@@ -41,25 +54,18 @@ FloatLimits AsFloat(const IntegerLimits& limits) {
 
 IntegerLimits IntegerLimitsOf(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  switch (node.kind) {
-    case NodeKind::IntReg:
-      return {SmallestNumber(*node.reg), LargestNumber(*node.reg), 1};
-    case NodeKind::Integer: {
-      const NodePtr source = NodeOf(node.value);
-      const IntegerLimits inner =
-          source && source->kind != NodeKind::Float && source->kind != NodeKind::FloatReg
-              ? IntegerLimitsOf(*source, at)
-              : IntegerLimits{kLowest, kHighest, 1};
-      return {IntegerSetting(node.min, inner.min, at), IntegerSetting(node.max, inner.max, at),
-              IntegerSetting(node.increment, inner.increment, at)};
-    }
-    case NodeKind::IntSwissKnife:
-    case NodeKind::Enumeration:
-    case NodeKind::Command:
-      return {kLowest, kHighest, 1};
-    case NodeKind::Boolean:
+  switch (node.traits.value) {
+    case ValueType::Integer:
+      return node.is_register() ? RegisterIntegerLimits(*node.reg) : ChainLimits(node, at);
+    case ValueType::Enumeration:
+    case ValueType::Command:
+      return kWidest;
+    case ValueType::Boolean:
       return {0, 1, 1};
-    default:
+    case ValueType::None:
+    case ValueType::Float:
+    case ValueType::Text:
+    case ValueType::Entry:
       break;
   }
   throw EngineError(Failure::kNotSupported, node.name + " has no integer limits");
@@ -67,8 +73,8 @@ IntegerLimits IntegerLimitsOf(const Node& node, Evaluation& at) {
 
 FloatLimits FloatLimitsOf(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  if (node.kind == NodeKind::FloatReg) return RegisterFloatLimits(*node.reg);
-  if (node.kind != NodeKind::Float) return AsFloat(IntegerLimitsOf(node, at));
+  if (node.traits.value != ValueType::Float) return AsFloat(IntegerLimitsOf(node, at));
+  if (node.is_register()) return RegisterFloatLimits(*node.reg);
   const double largest = std::numeric_limits<double>::max();
   const NodePtr source = NodeOf(node.value);
   const FloatLimits inner =

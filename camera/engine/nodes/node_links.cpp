@@ -13,51 +13,37 @@ namespace {
   throw EngineError(Failure::kNotSupported, related.name + " cannot be " + role + " of " + node.name);
 }
 
-bool HasIntegerValue(const Node& node) {
-  return node.kind != NodeKind::Category && node.kind != NodeKind::String &&
-         node.kind != NodeKind::StringReg && node.kind != NodeKind::EnumEntry &&
-         node.kind != NodeKind::Command;
-}
-
-/// Which kinds may stand in the Child list of which.
-void CheckChild(const Node& node, const Node& related) {
-  switch (node.kind) {
-    case NodeKind::Category:
-      if (related.kind == NodeKind::EnumEntry) ThrowMismatch(node, related, "a member");
-      return;
-    case NodeKind::Enumeration:
-      if (related.kind != NodeKind::EnumEntry) ThrowMismatch(node, related, "an entry");
-      return;
-    case NodeKind::IntSwissKnife:
-      if (!HasIntegerValue(related)) ThrowMismatch(node, related, "a variable");
-      return;
-    default:
-      throw EngineError(Failure::kNotSupported, node.name + " has no child nodes");
-  }
+const char* RoleOf(ChildRole child) {
+  return child == ChildRole::Member ? "a member" : child == ChildRole::Entry ? "an entry" : "a variable";
 }
 
 void CheckKinds(const Node& node, NodeList list, const Node& related) {
+  const NodeTraits& other = related.traits;
   switch (list) {
     case NodeList::Child:
-      return CheckChild(node, related);
-    case NodeList::Selected:
-      if (related.kind == NodeKind::EnumEntry) ThrowMismatch(node, related, "selected by, or an entry");
-      if (!HasIntegerValue(node) && node.kind != NodeKind::String && node.kind != NodeKind::StringReg) {
-        throw EngineError(Failure::kNotSupported, node.name + " is no selector");
+      if (node.traits.children == ChildRole::None) {
+        throw EngineError(Failure::kNotSupported, node.name + " has no child nodes");
       }
+      if (!CanBeChild(other, node.traits)) ThrowMismatch(node, related, RoleOf(node.traits.children));
+      return;
+    case NodeList::Selected:
+      if (!HasName(other)) ThrowMismatch(node, related, "selected by, or an entry");
+      if (!CanSelect(node.traits)) throw EngineError(Failure::kNotSupported, node.name + " is no selector");
       return;
     case NodeList::Invalidator:
-      if (related.kind == NodeKind::EnumEntry) ThrowMismatch(node, related, "an invalidator");
+      if (!HasName(other)) ThrowMismatch(node, related, "an invalidator");
       return;
     case NodeList::Addresses:
       if (!node.is_register()) throw EngineError(Failure::kNotSupported, node.name + " is no register");
-      if (!HasIntegerValue(related) || related.kind == NodeKind::Float ||
-          related.kind == NodeKind::FloatReg || related.kind == NodeKind::Boolean) {
-        ThrowMismatch(node, related, "part of the address");
-      }
+      if (!CanBeOffset(other)) ThrowMismatch(node, related, "part of the address");
       return;
   }
   throw EngineError(Failure::kInvalidArgument, std::to_string(static_cast<int>(list)) + " is no node list");
+}
+
+/// Whether the list holds the entries of an enumeration, which are in its tree with it.
+bool HoldsEntries(const Node& node, NodeList list) {
+  return list == NodeList::Child && node.traits.children == ChildRole::Entry;
 }
 
 /// The list as shared links; null for the lists of weak ones.
@@ -95,7 +81,7 @@ void SetVariables(Node& knife, std::vector<NodePtr> variables) {
 /// Applies `change` to a list of shared links; after a throw the list is as it was.
 template <class Change>
 void ChangeShared(Node& node, NodeList list, Change&& change) {
-  if (node.kind == NodeKind::IntSwissKnife && list == NodeList::Child) {
+  if (list == NodeList::Child && node.traits.children == ChildRole::Variable) {
     std::vector<NodePtr> variables = node.children;
     change(variables);
     SetVariables(node, std::move(variables));
@@ -148,10 +134,7 @@ void CheckEntryName(const Node& enumeration, const Node& entry) {
 
 std::vector<NodePtr> DirectDependencies(const Node& node) {
   std::vector<NodePtr> found = node.children;
-  for (const Setting* setting :
-       {&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value}) {
-    found.push_back(NodeOf(*setting));
-  }
+  for (const Setting* setting : SettingsOf(node)) found.push_back(NodeOf(*setting));
   found.insert(found.end(), {node.is_implemented, node.is_available, node.is_locked});
   if (node.reg) found.insert(found.end(), node.reg->address_nodes.begin(), node.reg->address_nodes.end());
   std::erase(found, nullptr);
@@ -200,7 +183,7 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
   if (IsLinked(*node, list, related)) return;
   if (SharedList(*node, list)) {
     CheckLink(*node, *related);
-    if (node->kind == NodeKind::Enumeration) CheckEntryName(*node, *related);
+    if (HoldsEntries(*node, list)) CheckEntryName(*node, *related);
     ChangeShared(*node, list,
                  [&](std::vector<NodePtr>& links) { InsertBefore(links, related, before, SameShared); });
   } else {
@@ -208,8 +191,7 @@ void AddRelated(const NodePtr& node, NodeList list, const NodePtr& related, cons
     InsertBefore(WeakList(*node, list), related, before, SameWeak);
   }
   if (list != NodeList::Addresses) related->listed_by.push_back(node.get());
-  if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
-    node->tree->AdoptEntry(related);
+  if (HoldsEntries(*node, list) && node->tree) node->tree->AdoptEntry(related);
 }
 
 void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {
@@ -224,8 +206,7 @@ void RemoveRelated(const NodePtr& node, NodeList list, const NodePtr& related) {
   }
   if (list != NodeList::Addresses) Unlist(*related, *node);
   // An entry that no enumeration lists any more is none of the tree's nodes, unless it was added by itself.
-  if (node->kind == NodeKind::Enumeration && list == NodeList::Child && node->tree)
-    node->tree->DropEntry(related);
+  if (HoldsEntries(*node, list) && node->tree) node->tree->DropEntry(related);
 }
 
 void RemoveFromLists(const NodePtr& node) {
@@ -236,15 +217,15 @@ void RemoveFromLists(const NodePtr& node) {
     if (list->tree != node->tree) continue;
     std::size_t taken =
         std::erase_if(list->selected, same_weak) + std::erase_if(list->invalidators, same_weak);
-    const bool members = list->kind == NodeKind::Category || list->kind == NodeKind::Enumeration;
-    if (members) taken += std::erase_if(list->children, same);
+    // A formula needs its variables.
+    if (list->traits.children != ChildRole::Variable) taken += std::erase_if(list->children, same);
     for (; taken > 0; --taken) Unlist(*node, *list);
   }
 }
 
 bool IsListedEntry(const Node& entry) {
   return std::ranges::any_of(entry.listed_by, [&entry](const Node* list) {
-    return list->kind == NodeKind::Enumeration && list->tree && list->tree == entry.tree;
+    return list->traits.children == ChildRole::Entry && list->tree && list->tree == entry.tree;
   });
 }
 

@@ -89,14 +89,6 @@ void CheckChain(const Node& node) {
   }
 }
 
-void WriteEnumeration(Node& node, std::int64_t value) {
-  if (!EntryOf(node, value)) {
-    throw EngineError(Failure::kOutOfRange,
-                      node.name + " has no entry with the number " + std::to_string(value));
-  }
-  WriteSource(node, value);
-}
-
 void CheckLimits(const Node& node, std::int64_t value) {
   Evaluation now;
   CheckInteger(node, value, now);
@@ -105,6 +97,25 @@ void CheckLimits(const Node& node, std::int64_t value) {
 void CheckLimits(const Node& node, double value) {
   Evaluation now;
   CheckFloat(node, value, now);
+}
+
+/// What an integer node holds, computes or is supplied with.
+std::int64_t IntegerOf(const Node& node, Evaluation& at) {
+  if (node.is_register()) return LoadInteger(node, at);
+  return node.traits.source == ValueSource::Formula ? EvaluateFormula(node, at) : SourceNumber(node, at);
+}
+
+double FloatOf(const Node& node, Evaluation& at) {
+  if (node.is_register()) return LoadFloat(node, at);
+  const NodePtr source = NodeOf(node.value);
+  return source ? ReadFloat(*source, at) : FloatConstant(node.value);
+}
+
+std::string TextOf(const Node& node, Evaluation& at) {
+  if (node.is_register()) return LoadString(node, at);
+  if (const NodePtr source = NodeOf(node.value)) return ReadText(*source, at);
+  const auto* text = std::get_if<std::string>(&node.value);
+  return text ? *text : std::string();
 }
 
 std::string BooleanText(bool value) { return value ? "true" : "false"; }
@@ -125,6 +136,33 @@ bool ParseBoolean(const std::string& text, const std::string& what) {
   throw EngineError(Failure::kText, what + ": '" + text + "' is neither true nor false");
 }
 
+void SetInteger(Node& node, std::int64_t value) {
+  if (node.is_register()) return StoreInteger(node, value);
+  if (node.traits.source == ValueSource::Formula) ThrowNoSuchValue(node, "settable integer");
+  CheckLimits(node, value);
+  WriteSource(node, value);
+}
+
+void SetEnumeration(Node& node, std::int64_t value) {
+  if (!EntryOf(node, value)) {
+    throw EngineError(Failure::kOutOfRange,
+                      node.name + " has no entry with the number " + std::to_string(value));
+  }
+  WriteSource(node, value);
+}
+
+void ChooseEntry(Node& node, const std::string& name) {
+  const NodePtr entry = EntryOf(node, name);
+  if (!entry) throw EngineError(Failure::kNotFound, node.name + " has no entry '" + name + "'");
+  WriteSource(node, ReadInteger(*entry));
+}
+
+void SetText(Node& node, const std::string& text) {
+  if (node.is_register()) return StoreString(node, text);
+  if (const NodePtr source = NodeOf(node.value)) return WriteText(*source, text);
+  SetConstant(node, text);
+}
+
 }  // namespace
 
 NodePtr EntryOf(const Node& enumeration, std::int64_t number) {
@@ -141,38 +179,31 @@ NodePtr EntryOf(const Node& enumeration, const std::string& name) {
 
 std::int64_t ReadInteger(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  switch (node.kind) {
-    case NodeKind::IntReg:
-      return LoadInteger(node, at);
-    case NodeKind::Float:
-    case NodeKind::FloatReg:
+  switch (node.traits.value) {
+    case ValueType::Integer:
+      return IntegerOf(node, at);
+    case ValueType::Float:
       return Rounded(node, ReadFloat(node, at));
-    case NodeKind::IntSwissKnife:
-      return EvaluateFormula(node, at);
-    case NodeKind::Boolean:
+    case ValueType::Boolean:
       return ReadBoolean(node, at);
-    case NodeKind::Integer:
-    case NodeKind::Command:
-    case NodeKind::Enumeration:
-    case NodeKind::EnumEntry:
+    case ValueType::Command:
+    case ValueType::Enumeration:
+    case ValueType::Entry:
       return SourceNumber(node, at);
-    default:
-      ThrowNoSuchValue(node, "integer");
+    case ValueType::None:
+    case ValueType::Text:
+      break;
   }
+  ThrowNoSuchValue(node, "integer");
 }
 
 double ReadFloat(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  switch (node.kind) {
-    case NodeKind::FloatReg:
-      return LoadFloat(node, at);
-    case NodeKind::Float: {
-      const NodePtr source = NodeOf(node.value);
-      return source ? ReadFloat(*source, at) : FloatConstant(node.value);
-    }
-    case NodeKind::String:
-    case NodeKind::StringReg:
-    case NodeKind::Category:
+  switch (node.traits.value) {
+    case ValueType::Float:
+      return FloatOf(node, at);
+    case ValueType::None:
+    case ValueType::Text:
       ThrowNoSuchValue(node, "float");
     default:
       return static_cast<double>(ReadInteger(node, at));
@@ -181,38 +212,36 @@ double ReadFloat(const Node& node, Evaluation& at) {
 
 bool ReadBoolean(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  if (node.kind == NodeKind::Boolean) return SourceNumber(node, at) == IntegerConstant(node.on_value);
-  if (node.kind == NodeKind::Command) {
-    return !NodeOf(node.value) || SourceNumber(node, at) != ExecuteNumber(node, at);
+  switch (node.traits.value) {
+    case ValueType::Boolean:
+      return SourceNumber(node, at) == IntegerConstant(node.on_value);
+    case ValueType::Command:
+      return !NodeOf(node.value) || SourceNumber(node, at) != ExecuteNumber(node, at);
+    default:
+      return ReadInteger(node, at) != 0;
   }
-  return ReadInteger(node, at) != 0;
 }
 
 std::string ReadText(const Node& node, Evaluation& at) {
   const Evaluation::Level level(at, node);
-  switch (node.kind) {
-    case NodeKind::StringReg:
-      return LoadString(node, at);
-    case NodeKind::String: {
-      if (const NodePtr source = NodeOf(node.value)) return ReadText(*source, at);
-      const auto* text = std::get_if<std::string>(&node.value);
-      return text ? *text : std::string();
-    }
-    case NodeKind::Float:
-    case NodeKind::FloatReg:
-      return FloatText(ReadFloat(node, at));
-    case NodeKind::Boolean:
-    case NodeKind::Command:
-      return BooleanText(ReadBoolean(node, at));
-    case NodeKind::Enumeration:
-      return EnumerationText(node, at);
-    case NodeKind::EnumEntry:
-      return SymbolicOf(node);
-    case NodeKind::Category:
-      ThrowNoSuchValue(node, "text");
-    default:
+  switch (node.traits.value) {
+    case ValueType::Text:
+      return TextOf(node, at);
+    case ValueType::Integer:
       return std::to_string(ReadInteger(node, at));
+    case ValueType::Float:
+      return FloatText(ReadFloat(node, at));
+    case ValueType::Boolean:
+    case ValueType::Command:
+      return BooleanText(ReadBoolean(node, at));
+    case ValueType::Enumeration:
+      return EnumerationText(node, at);
+    case ValueType::Entry:
+      return SymbolicOf(node);
+    case ValueType::None:
+      break;
   }
+  ThrowNoSuchValue(node, "text");
 }
 
 std::int64_t ReadInteger(const Node& node) {
@@ -237,31 +266,29 @@ std::string ReadText(const Node& node) {
 
 void WriteInteger(Node& node, std::int64_t value) {
   CheckChain(node);
-  switch (node.kind) {
-    case NodeKind::IntReg:
-      return StoreInteger(node, value);
-    case NodeKind::Float:
-    case NodeKind::FloatReg:
+  switch (node.traits.value) {
+    case ValueType::Integer:
+      return SetInteger(node, value);
+    case ValueType::Float:
       return WriteFloat(node, static_cast<double>(value));
-    case NodeKind::Integer:
-      CheckLimits(node, value);
-      return WriteSource(node, value);
-    case NodeKind::Command:
-    case NodeKind::EnumEntry:
-      return WriteSource(node, value);
-    case NodeKind::Enumeration:
-      return WriteEnumeration(node, value);
-    case NodeKind::Boolean:
+    case ValueType::Boolean:
       return WriteBoolean(node, value != 0);
-    default:
-      ThrowNoSuchValue(node, "settable integer");
+    case ValueType::Command:
+    case ValueType::Entry:
+      return WriteSource(node, value);
+    case ValueType::Enumeration:
+      return SetEnumeration(node, value);
+    case ValueType::None:
+    case ValueType::Text:
+      break;
   }
+  ThrowNoSuchValue(node, "settable integer");
 }
 
 void WriteFloat(Node& node, double value) {
   CheckChain(node);
-  if (node.kind == NodeKind::FloatReg) return StoreFloat(node, value);
-  if (node.kind != NodeKind::Float) return WriteInteger(node, Rounded(node, value));
+  if (node.traits.value != ValueType::Float) return WriteInteger(node, Rounded(node, value));
+  if (node.is_register()) return StoreFloat(node, value);
   CheckLimits(node, value);
   if (const NodePtr source = NodeOf(node.value)) return WriteFloat(*source, value);
   SetConstant(node, value);
@@ -269,31 +296,28 @@ void WriteFloat(Node& node, double value) {
 
 void WriteBoolean(Node& node, bool value) {
   CheckChain(node);
-  if (node.kind == NodeKind::Boolean) {
-    return WriteSource(node, IntegerConstant(value ? node.on_value : node.off_value));
+  switch (node.traits.value) {
+    case ValueType::Boolean:
+      return WriteSource(node, IntegerConstant(value ? node.on_value : node.off_value));
+    case ValueType::Command:
+      return value ? ExecuteCommand(node) : FinishCommand(node);
+    default:
+      return WriteInteger(node, value);
   }
-  if (node.kind != NodeKind::Command) return WriteInteger(node, value);
-  if (!value) return FinishCommand(node);
-  ExecuteCommand(node);
 }
 
 void WriteText(Node& node, const std::string& text) {
   CheckChain(node);
-  switch (node.kind) {
-    case NodeKind::StringReg:
-      return StoreString(node, text);
-    case NodeKind::String:
-      if (const NodePtr source = NodeOf(node.value)) return WriteText(*source, text);
-      return SetConstant(node, text);
-    case NodeKind::Float:
-    case NodeKind::FloatReg:
+  switch (node.traits.value) {
+    case ValueType::Text:
+      return SetText(node, text);
+    case ValueType::Float:
       return WriteFloat(node, ParseFloat(text, node.name));
-    case NodeKind::Boolean:
-    case NodeKind::Command:
+    case ValueType::Boolean:
+    case ValueType::Command:
       return WriteBoolean(node, ParseBoolean(text, node.name));
-    case NodeKind::Enumeration:
-      if (const NodePtr entry = EntryOf(node, text)) return WriteSource(node, ReadInteger(*entry));
-      throw EngineError(Failure::kNotFound, node.name + " has no entry '" + text + "'");
+    case ValueType::Enumeration:
+      return ChooseEntry(node, text);
     default:
       return WriteInteger(node, ParseInteger(text, node.name));
   }
@@ -312,7 +336,7 @@ void FinishCommand(Node& command, Evaluation& at) {
   const std::int64_t other = execute == 0 ? 1 : 0;
   const std::int64_t before = std::exchange(command.before_command, std::nullopt).value_or(other);
   const NodePtr reg = RegisterBehind(source);
-  if (reg && reg->kind == NodeKind::IntReg) return StoreInteger(*reg, before, at);
+  if (reg && reg->traits.value == ValueType::Integer) return StoreInteger(*reg, before, at);
   WriteInteger(*source, before);
 }
 

@@ -69,10 +69,6 @@ std::uint64_t Mask(unsigned width) {
   throw EngineError(Failure::kOutOfRange, node.name + ": " + value + " does not fit the register");
 }
 
-}  // namespace
-
-namespace {
-
 std::int64_t MovedAddress(const Node& node, Evaluation& at) {
   const RegisterPart& reg = *node.reg;
   std::int64_t address = reg.address;

@@ -308,7 +308,7 @@ WireStatus RegisterFile::WriteNode(std::uint32_t address, ByteView bytes) {
     const std::uint64_t first = std::max<std::uint64_t>(at, address);
     const std::uint64_t last = std::min(at + content.size(), std::uint64_t{address} + bytes.size());
     if (first < last) std::ranges::copy(bytes.subspan(first - address, last - first), &content[first - at]);
-    const bool fits = reg.node->kind != NodeKind::StringReg || first >= last ||
+    const bool fits = reg.node->traits.value != ValueType::Text || first >= last ||
                       IsPieceOfText(content, first - at, last - at);
     result = fits ? CheckWrite(reg, places, content) : WireStatus::InvalidParameter;
     if (result != WireStatus::Success) return;
@@ -323,7 +323,7 @@ WireStatus RegisterFile::WriteNode(std::uint32_t address, ByteView bytes) {
 template <class Use>
 void RegisterFile::ForEachCommand(const Register& reg, Places places, Use&& use) const {
   for (const NodePtr& node : reg.dependants) {
-    if (node->kind != NodeKind::Command) continue;
+    if (node->traits.value != ValueType::Command) continue;
     Evaluation at;
     if (reg.selectors) reg.selectors->space.Assume(places.front().combination, at);
     try {
@@ -335,7 +335,7 @@ void RegisterFile::ForEachCommand(const Register& reg, Places places, Use&& use)
 }
 
 void RegisterFile::NoteCommands(const Register& reg, Places places, ByteView content) const {
-  if (reg.node->kind != NodeKind::IntReg) return;
+  if (reg.node->traits.value != ValueType::Integer) return;
   ForEachCommand(reg, places, [&](Node& command, Evaluation& at) {
     NoteExecution(command, NumberIn(*reg.node, content), at);
   });

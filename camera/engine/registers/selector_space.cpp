@@ -31,16 +31,15 @@ Numbers WithinLimits(const Node& node) {
 
 /// The numbers that clients can give to a selector; nothing when these are not limited.
 Numbers NumbersOf(const Node& selector) {
-  switch (selector.kind) {
-    case NodeKind::Integer:
-    case NodeKind::IntReg:
+  switch (selector.traits.value) {
+    case ValueType::Integer:
       return WithinLimits(selector);
-    case NodeKind::Enumeration: {
+    case ValueType::Enumeration: {
       std::vector<std::int64_t> numbers;
       for (const NodePtr& entry : selector.children) numbers.push_back(ReadInteger(*entry));
       return numbers;
     }
-    case NodeKind::Boolean:
+    case ValueType::Boolean:
       return std::vector{std::get<std::int64_t>(selector.off_value),
                          std::get<std::int64_t>(selector.on_value)};
     default:
@@ -52,14 +51,19 @@ Numbers NumbersOf(const Node& selector) {
 const Node* SourceOf(const Node& node) {
   const Node* source = &node;
   while (const Node* next = NodeOf(source->value).get()) {
-    if (source->kind == NodeKind::Float || source->kind == NodeKind::Boolean) return nullptr;
+    if (source->traits.value == ValueType::Float || source->traits.value == ValueType::Boolean)
+      return nullptr;
     source = next;
   }
-  const bool holds_number = source->kind == NodeKind::IntReg || source->kind == NodeKind::Integer ||
-                            source->kind == NodeKind::Enumeration ||
-                            source->kind == NodeKind::IntSwissKnife ||
-                            (source->kind == NodeKind::Boolean && source == &node);
-  return holds_number ? source : nullptr;
+  switch (source->traits.value) {
+    case ValueType::Integer:
+    case ValueType::Enumeration:
+      return source;
+    case ValueType::Boolean:
+      return source == &node ? source : nullptr;
+    default:
+      return nullptr;
+  }
 }
 
 /// Calls `visit` with every node that these depend on, once.
@@ -79,7 +83,7 @@ void ForEachDependency(std::vector<NodePtr> open, Visit&& visit) {
 void AddSources(const std::vector<NodePtr>& nodes, std::vector<NodePtr>& sources) {
   ForEachDependency(nodes, [&](const NodePtr& node) {
     const bool holds_value = node->is_register() || (!NodeOf(node->value) && IsSet(node->value));
-    if (holds_value && node->kind != NodeKind::EnumEntry) sources.push_back(node);
+    if (holds_value && node->traits.value != ValueType::Entry) sources.push_back(node);
   });
 }
 
@@ -91,10 +95,10 @@ class AddressWalk {
   /// \return whether the numbers of all selectors are limited
   bool Follow(const Node& node) {
     if (!seen_.insert(&node).second) return true;
-    if (node.kind == NodeKind::IntSwissKnife) return FollowVariables(node);
+    if (node.traits.source == ValueSource::Formula) return FollowVariables(node);
     const Node* source = SourceOf(node);
     if (!source) return false;
-    if (source->kind == NodeKind::IntSwissKnife) return FollowVariables(*source);
+    if (source->traits.source == ValueSource::Formula) return FollowVariables(*source);
     Numbers numbers = NumbersOf(node);
     if (!numbers) return found_.space.Has(*source);
     NoteLimits(node);
@@ -178,7 +182,7 @@ SelectorSpace FindOtherSelectors(const Node& reg, const std::vector<NodePtr>& de
   for (NodePtr& node : DirectDependencies(reg)) nodes.push_back(std::move(node));
   ForEachDependency(std::move(nodes), [&](const NodePtr& node) {
     const Node* source = node->selected.empty() ? nullptr : SourceOf(*node);
-    if (!source || source->is_register() || source->kind == NodeKind::IntSwissKnife) return;
+    if (!source || source->traits.source != ValueSource::Setting) return;
     if (moving.Has(*source)) return;
     try {
       if (Numbers numbers = NumbersOf(*node)) found.Add(*source, std::move(*numbers));

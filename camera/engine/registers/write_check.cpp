@@ -27,18 +27,18 @@ WireStatus AccessStatus(const Node& node, Evaluation& at) {
 }
 
 bool Takes(const Node& node, const Node& reg, Evaluation& at) {
-  switch (node.kind) {
-    case NodeKind::Integer:
+  switch (node.traits.value) {
+    case ValueType::Integer:
       CheckInteger(node, ReadInteger(reg), at);
       return true;
-    case NodeKind::Float:
+    case ValueType::Float:
       CheckFloat(node, ReadFloat(reg), at);
       return true;
-    case NodeKind::Enumeration: {
+    case ValueType::Enumeration: {
       const NodePtr entry = EntryOf(node, ReadInteger(reg));
       return entry && IsImplemented(*entry, at) && IsAvailable(*entry, at);
     }
-    case NodeKind::Boolean: {
+    case ValueType::Boolean: {
       const std::int64_t number = ReadInteger(reg);
       const auto* on = std::get_if<std::int64_t>(&node.on_value);
       const auto* off = std::get_if<std::int64_t>(&node.off_value);

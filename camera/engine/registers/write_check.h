@@ -1,6 +1,6 @@
 #pragma once
 
-/// Whether a client may store new bytes into a register, as its nodes have it.
+/// Whether a client may store new bytes into a register: what its node and those over it allow.
 
 #include <vector>
 

@@ -161,18 +161,13 @@ void WriteStringNode(XmlWriter& out, const Node& node) {
   WriteSetting(out, node.value, "Value", "pValue");
 }
 
-void WriteEntry(XmlWriter& out, const Node& entry) {
-  out.Open("EnumEntry", {{"Name", SymbolicOf(entry)},
-                         {"NameSpace", entry.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
-  WriteCommon(out, entry);
-  WriteSetting(out, entry.value, "Value", "");
-  out.Close("EnumEntry");
-}
+void WriteElement(XmlWriter& out, const Node& node, const char* element, const std::string& name);
 
 void WriteEnumeration(XmlWriter& out, const Node& node) {
   WriteList(out, "pInvalidator", node, NodeList::Invalidator);
   WriteStreamable(out, node);
-  for (const NodePtr& entry : node.children) WriteEntry(out, *entry);
+  for (const NodePtr& entry : node.children)
+    WriteElement(out, *entry, entry->traits.element, SymbolicOf(*entry));
   WriteSetting(out, node.value, "Value", "pValue");
   WriteList(out, "pSelected", node, NodeList::Selected);
   WritePollingTime(out, node);
@@ -234,52 +229,51 @@ void WriteFloatReg(XmlWriter& out, const Node& node) {
   WriteDisplayPrecision(out, node);
 }
 
-struct Kind {
-  const char* element;
-  void (*write)(XmlWriter& out, const Node& node);
-};
-
-Kind KindOf(const Node& node) {
+/// What the elements differ in.
+void WriteContent(XmlWriter& out, const Node& node) {
   switch (node.kind) {
     case NodeKind::Category:
-      return {"Category", WriteCategory};
+      return WriteCategory(out, node);
     case NodeKind::IntReg:
-      return {node.reg->bits ? "MaskedIntReg" : "IntReg", WriteIntReg};
+      return WriteIntReg(out, node);
     case NodeKind::StringReg:
-      return {"StringReg", WriteRegister};
+      return WriteRegister(out, node);
     case NodeKind::Integer:
-      return {"Integer", WriteInteger};
+      return WriteInteger(out, node);
     case NodeKind::Boolean:
-      return {"Boolean", WriteBoolean};
+      return WriteBoolean(out, node);
     case NodeKind::Command:
-      return {"Command", WriteCommand};
+      return WriteCommand(out, node);
     case NodeKind::Enumeration:
-      return {"Enumeration", WriteEnumeration};
-    case NodeKind::IntSwissKnife:
-      return {"IntSwissKnife", WriteKnife};
-    case NodeKind::String:
-      return {"String", WriteStringNode};
-    case NodeKind::Float:
-      return {"Float", WriteFloat};
-    case NodeKind::FloatReg:
-      return {"FloatReg", WriteFloatReg};
+      return WriteEnumeration(out, node);
     case NodeKind::EnumEntry:
-      break;
+      return WriteSetting(out, node.value, "Value", "");
+    case NodeKind::IntSwissKnife:
+      return WriteKnife(out, node);
+    case NodeKind::String:
+      return WriteStringNode(out, node);
+    case NodeKind::Float:
+      return WriteFloat(out, node);
+    case NodeKind::FloatReg:
+      return WriteFloatReg(out, node);
   }
-  return {nullptr, nullptr};
+}
+
+void WriteElement(XmlWriter& out, const Node& node, const char* element, const std::string& name) {
+  out.Open(element,
+           {{"Name", name}, {"NameSpace", node.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
+  WriteCommon(out, node);
+  WriteContent(out, node);
+  out.Close(element);
 }
 
 }  // namespace
 
 void WriteNodeElement(XmlWriter& out, const Node& node) {
-  const Kind kind = KindOf(node);
-  if (!kind.element) return;
-  if (node.kind == NodeKind::IntSwissKnife) WriteParts(out, PublishFormula(node));
-  out.Open(kind.element, {{"Name", node.name},
-                          {"NameSpace", node.name_space == NameSpace::Standard ? "Standard" : "Custom"}});
-  WriteCommon(out, node);
-  kind.write(out, node);
-  out.Close(kind.element);
+  if (!HasName(node.traits)) return;
+  if (node.traits.source == ValueSource::Formula) WriteParts(out, PublishFormula(node));
+  const bool masked = node.reg && node.reg->bits;
+  WriteElement(out, node, masked ? "MaskedIntReg" : node.traits.element, node.name);
 }
 
 }  // namespace Tarn

@@ -40,14 +40,15 @@ void CheckEntries(const Node& enumeration) {
 }
 
 void CheckLimits(const Node& node) {
+  if (!node.traits.settings.Has(NodeItem::Min)) return;
   Evaluation now;
-  if (node.kind == NodeKind::Integer) {
+  if (node.traits.value == ValueType::Integer) {
     const IntegerLimits limits = IntegerLimitsOf(node, now);
     if (limits.min > limits.max) {
       Refuse("the minimum " + std::to_string(limits.min) + " of " + node.name + " is above its maximum " +
              std::to_string(limits.max));
     }
-  } else if (node.kind == NodeKind::Float) {
+  } else {
     const FloatLimits limits = FloatLimitsOf(node, now);
     if (limits.min > limits.max) {
       Refuse("the minimum " + FloatText(limits.min) + " of " + node.name + " is above its maximum " +
@@ -91,8 +92,8 @@ void CheckPublishable(const FeatureTree& tree) {
   CheckDepths(tree);
   for (const NodePtr& node : tree.Nodes()) {
     CheckLinks(tree, *node);
-    if (node->kind == NodeKind::Enumeration) CheckEntries(*node);
-    if (node->kind == NodeKind::IntSwissKnife && node->formula.Empty())
+    if (node->traits.children == ChildRole::Entry) CheckEntries(*node);
+    if (node->traits.source == ValueSource::Formula && node->formula.Empty())
       Refuse(node->name + " has no formula");
     CheckLimits(*node);
     CheckSelector(*node);
