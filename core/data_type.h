@@ -44,7 +44,8 @@ inline constexpr DataType kInt32BppSigned{0x120};
 inline constexpr DataType kFloat{0x320};
 inline constexpr DataType kDouble{0x340};
 
-// The words are published as numbers; the flags in them are the library's.
+// The words are published as numbers; the bits in them are the library's.
+static_assert(kInt8BppUnsigned.BitsPerPixel() == 8 && kDouble.BitsPerPixel() == 64);
 static_assert(kInt8BppSigned == DataType{TR_DATATYPE_SIGNED | 8});
 static_assert(kDouble == DataType{TR_DATATYPE_SIGNED | TR_DATATYPE_FLOAT | 64});
 }  // namespace DataTypes
