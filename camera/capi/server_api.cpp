@@ -17,10 +17,6 @@
 namespace Tarn {
 namespace {
 
-static_assert(static_cast<int>(ServerEvent::AcquisitionStop) == GS_EVENT_ACQUISITION_STOP);
-static_assert(static_cast<int>(StreamDriver::Auto) == GS_DRIVER_AUTO);
-static_assert(static_cast<int>(StreamDriver::Filter) == GS_DRIVER_FILTER);
-
 TR_HANDLE MakeServer(const std::optional<SensorFormat>& format, StreamDriver driver) {
   return MakeHandle(std::make_unique<ServerBox>(Device::Create(format, driver)));
 }

@@ -23,7 +23,7 @@ bool IsProgramsChunk(const RegisterPart& reg) {
 }
 bool IsProgramsRegister(const RegisterPart& reg) {
   return reg.port == PortKind::Device && reg.address >= static_cast<std::int64_t>(kBootstrapEnd) &&
-         reg.address < static_cast<std::int64_t>(kOwnRegisters);
+         reg.address < static_cast<std::int64_t>(kManufacturerRegisters);
 }
 
 /// In the chunk a register has other bytes than in the device, so nothing else may stand on it.

@@ -98,10 +98,10 @@ void FeatureTree::PlaceRegister(Node& node) {
   const bool automatic = reg.address < 0;
   const std::uint64_t begin = automatic ? FreeAddress(node) : static_cast<std::uint64_t>(reg.address);
   const std::uint64_t end = begin + reg.length;
-  if (begin < kBootstrapEnd || end > kOwnRegisters) {
+  if (begin < kBootstrapEnd || end > kManufacturerRegisters) {
     throw EngineError(Failure::kAddress, "the address " + AddressText(begin) + " of " + node.name +
                                              " is reserved: use " + AddressText(kBootstrapEnd) + " to " +
-                                             AddressText(kOwnRegisters - 1));
+                                             AddressText(kManufacturerRegisters - 1));
   }
   if (const Node* owner = OwnerWithin(begin, end)) {
     throw EngineError(Failure::kAddress, "the address " + AddressText(begin) + " of " + node.name +
@@ -131,7 +131,7 @@ std::optional<std::uint64_t> FeatureTree::FreeAddressFrom(std::uint64_t begin, s
   while (const Node* owner = OwnerWithin(begin, begin + length)) {
     begin = aligned(static_cast<std::uint64_t>(owner->reg->address) + owner->reg->length);
   }
-  return begin + length <= kOwnRegisters ? std::optional(begin) : std::nullopt;
+  return begin + length <= kManufacturerRegisters ? std::optional(begin) : std::nullopt;
 }
 
 const Node* FeatureTree::OwnerWithin(std::uint64_t begin, std::uint64_t end) const {
@@ -215,7 +215,7 @@ NodePtr FeatureTree::Find(const std::string& name) const {
 }
 
 void FeatureTree::NoteStore(std::uint64_t address) {
-  if (address < kBootstrapEnd || address >= kOwnRegisters) stores_.push_back(address);
+  if (address < kBootstrapEnd || address >= kManufacturerRegisters) stores_.push_back(address);
 }
 
 std::vector<std::uint64_t> FeatureTree::TakeStores() { return std::exchange(stores_, {}); }

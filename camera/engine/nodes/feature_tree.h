@@ -19,7 +19,7 @@
 
 namespace Tarn {
 
-/// First address that belongs to the device's maker; below lie the standard's own registers.
+/// First address that the standard leaves to the manufacturer; below lie the standard's own registers.
 /// Source: GigE Vision, bootstrap register map.
 constexpr std::uint64_t kBootstrapEnd = 0xA000;
 
@@ -27,7 +27,7 @@ constexpr std::uint64_t kBootstrapEnd = 0xA000;
 constexpr std::uint64_t kAutomaticStart = 0x4000'0000;
 
 /// Registers of the standard features that the standard gives no address, and the description file.
-constexpr std::uint64_t kOwnRegisters = 0xF000'0000;
+constexpr std::uint64_t kManufacturerRegisters = 0xF000'0000;
 constexpr std::uint64_t kDescriptionFile = 0xF100'0000;
 
 /// The description's port, through which clients reach the registers, is called so; no node may be.
@@ -130,7 +130,8 @@ class FeatureTree {
   }
   /// These bytes are about to be read.
   void Refresh(std::uint64_t address, std::uint64_t length) const {
-    if (refresh_ && address < kDescriptionFile && address + length > kOwnRegisters) refresh_(address, length);
+    if (refresh_ && address < kDescriptionFile && address + length > kManufacturerRegisters)
+      refresh_(address, length);
   }
 
   void SetOwner(std::weak_ptr<TreeOwner> owner) { owner_ = std::move(owner); }

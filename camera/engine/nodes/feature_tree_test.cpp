@@ -157,7 +157,7 @@ TEST(RegisterAddresses, AreUsedAgain) {
   const NodePtr text = NewRegister(NodeKind::StringReg, "Text", -1, 0x10000);
   WriteText(*text, "text");
   // More often than there is room for.
-  for (std::uint64_t i = 0; i < (kOwnRegisters - kAutomaticStart) / 0x10000 + 2; ++i) {
+  for (std::uint64_t i = 0; i < (kManufacturerRegisters - kAutomaticStart) / 0x10000 + 2; ++i) {
     text->reg->address = -1;
     ASSERT_EQ(Refusal([&] { tree.Add(text); }), std::nullopt) << i;
     tree.Remove(text);

@@ -100,7 +100,7 @@ std::int64_t CurrentAddress(const Node& node) {
 }
 
 AddressRange RangeOfMoving(const RegisterPart& reg) {
-  constexpr auto kOwn = static_cast<std::int64_t>(kOwnRegisters);
+  constexpr auto kOwn = static_cast<std::int64_t>(kManufacturerRegisters);
   if (reg.address < static_cast<std::int64_t>(kBootstrapEnd))
     return {0, static_cast<std::int64_t>(kBootstrapEnd)};
   if (reg.address >= kOwn) return {kOwn, static_cast<std::int64_t>(kDescriptionFile)};

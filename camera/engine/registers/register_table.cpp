@@ -4,6 +4,8 @@
 #include <array>
 #include <iterator>
 
+#include "camera/engine/nodes/feature_tree.h"
+
 namespace Tarn {
 namespace {
 
@@ -43,6 +45,7 @@ constexpr bool AreApart() {
   }
   return true;
 }
+static_assert(ManufacturerRegister::kBase == kManufacturerRegisters);
 static_assert(AreApart(), "rows are in the order of the addresses, and do not overlap");
 
 }  // namespace

@@ -64,7 +64,7 @@ std::span<const DeviceRegister> DeviceRegisters();
 const DeviceRegister* FindDeviceRegister(std::uint64_t address);
 
 namespace ManufacturerRegister {
-inline constexpr std::uint32_t kBase = 0xF000'0000;  // FeatureTree's kOwnRegisters
+inline constexpr std::uint32_t kBase = 0xF000'0000;
 #define STANDARD(name, ...)
 #define MANUFACTURER(name, offset, ...) inline constexpr std::uint32_t k##name = kBase + (offset);
 #include "camera/engine/registers/device_registers.def"
