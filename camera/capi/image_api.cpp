@@ -4,7 +4,7 @@
 
 #include "camera/capi/entry.h"
 #include "camera/capi/pinned.h"
-#include "camera/image/image.h"
+#include "camera/image/image_buffer.h"
 #include "gevserver/library/tr_img.h"
 
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using Tarn::EngineError;
 using Tarn::Entry;
 using Tarn::Failure;
-using Tarn::Image;
+using Tarn::ImageBuffer;
 using Tarn::ImagePlane;
 using Tarn::Output;
 
@@ -41,7 +41,7 @@ class CallerMemory {
 template <class Result, class Ask>
 Result Answer(TR_HANDLE image, Result failure, Ask ask) noexcept {
   Result result = failure;
-  Entry([&] { result = ask(*Tarn::Pinned<Image>(image)); });
+  Entry([&] { result = ask(*Tarn::Pinned<ImageBuffer>(image)); });
   return result;
 }
 
@@ -50,7 +50,7 @@ Result Answer(TR_HANDLE image, Result failure, Ask ask) noexcept {
 TR_STATUS CreateImage(int64_t width, int64_t height, int64_t planes, uint32_t data_type, TR_HANDLE* image) {
   return Entry([&] {
     TR_HANDLE& made = Output(image, "image");
-    made = Tarn::MakeHandle(Image::CreateFilled(width, height, planes, data_type));
+    made = Tarn::MakeHandle(ImageBuffer::CreateFilled(width, height, planes, data_type));
   });
 }
 
@@ -61,14 +61,14 @@ TR_STATUS CreateImageFromPointer(int64_t width, int64_t height, int64_t planes, 
     TR_HANDLE& made = Output(image, "image");
     Output(layouts, "layouts");
     std::vector<ImagePlane> described;
-    Image::RequireExtents(width, height, planes);
+    ImageBuffer::RequireExtents(width, height, planes);
     for (int64_t i = 0; i < planes; ++i) {
       const TRPlaneLayout& layout = layouts[i];
       described.push_back(
           {static_cast<std::uint8_t*>(layout.base), layout.x_increment, layout.y_increment, data_type});
     }
     auto memory = std::make_shared<CallerMemory>();
-    made = Tarn::MakeHandle(std::make_unique<Image>(width, height, std::move(described), memory));
+    made = Tarn::MakeHandle(std::make_unique<ImageBuffer>(width, height, std::move(described), memory));
     memory->Adopt(released, context);
   });
 }
@@ -78,11 +78,11 @@ TR_STATUS CreateConcatenatedImage(const TR_HANDLE* images, int64_t count, TR_HAN
     TR_HANDLE& made = Output(image, "image");
     Output(images, "images");
     if (count < 1) throw EngineError(Failure::kInvalidArgument, "count must be at least 1");
-    auto sources = std::make_shared<std::vector<Tarn::Pinned<Image>>>();
+    auto sources = std::make_shared<std::vector<Tarn::Pinned<ImageBuffer>>>();
     std::vector<ImagePlane> planes;
     for (int64_t i = 0; i < count; ++i) {
-      const Image& source = *sources->emplace_back(images[i]);
-      const Image& first = *sources->front();
+      const ImageBuffer& source = *sources->emplace_back(images[i]);
+      const ImageBuffer& first = *sources->front();
       if (source.Width() != first.Width() || source.Height() != first.Height()) {
         throw EngineError(Failure::kInvalidArgument,
                           "image " + std::to_string(i) + " measures " + std::to_string(source.Width()) +
@@ -91,31 +91,31 @@ TR_STATUS CreateConcatenatedImage(const TR_HANDLE* images, int64_t count, TR_HAN
       }
       planes.insert(planes.end(), source.Planes().begin(), source.Planes().end());
     }
-    const Image& first = *sources->front();
+    const ImageBuffer& first = *sources->front();
     made =
-        Tarn::MakeHandle(std::make_unique<Image>(first.Width(), first.Height(), std::move(planes), sources));
+        Tarn::MakeHandle(std::make_unique<ImageBuffer>(first.Width(), first.Height(), std::move(planes), sources));
   });
 }
 
 int64_t ImageWidth(TR_HANDLE image) {
-  return Answer<int64_t>(image, 0, [](const Image& it) { return it.Width(); });
+  return Answer<int64_t>(image, 0, [](const ImageBuffer& it) { return it.Width(); });
 }
 
 int64_t ImageHeight(TR_HANDLE image) {
-  return Answer<int64_t>(image, 0, [](const Image& it) { return it.Height(); });
+  return Answer<int64_t>(image, 0, [](const ImageBuffer& it) { return it.Height(); });
 }
 
 int64_t ImageDimension(TR_HANDLE image) {
-  return Answer<int64_t>(image, 0, [](const Image& it) { return static_cast<int64_t>(it.Planes().size()); });
+  return Answer<int64_t>(image, 0, [](const ImageBuffer& it) { return static_cast<int64_t>(it.Planes().size()); });
 }
 
 uint32_t ImageDatatype(TR_HANDLE image, int64_t plane) {
-  return Answer<uint32_t>(image, 0, [=](const Image& it) { return it.Plane(plane).data_type; });
+  return Answer<uint32_t>(image, 0, [=](const ImageBuffer& it) { return it.Plane(plane).data_type; });
 }
 
 bool GetLinearAccess(TR_HANDLE image, int64_t plane, void** base, ptrdiff_t* x_increment,
                      ptrdiff_t* y_increment) {
-  return Answer(image, false, [=](const Image& it) {
+  return Answer(image, false, [=](const ImageBuffer& it) {
     const ImagePlane& layout = it.Plane(plane);
     void*& base_out = Output(base, "base");
     ptrdiff_t& x_out = Output(x_increment, "x_increment");
@@ -132,7 +132,7 @@ TR_STATUS GetImageVPA(TR_HANDLE image, int64_t plane, void** base, const TRVpaEn
                     offsetof(TRVpaEntry, y_offset) == offsetof(Tarn::VpaEntry, y_offset),
                 "the table crosses the line as it lies in memory");
   return Entry([&] {
-    const Tarn::Pinned<Image> pinned(image);
+    const Tarn::Pinned<ImageBuffer> pinned(image);
     void*& base_out = Output(base, "base");
     const TRVpaEntry*& table_out = Output(table, "table");
     table_out = reinterpret_cast<const TRVpaEntry*>(pinned->VpaTable(plane));

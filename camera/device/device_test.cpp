@@ -145,6 +145,20 @@ TEST_F(DeviceTest, StaysStoppedWhenANodeCannotBePublished) {
   device_->Start(kAddress);
 }
 
+TEST_F(DeviceTest, SharesNothingWithNodesOutsideWhileItIsStarted) {
+  const NodePtr reg = NewIntReg("Mine", 0xA000);
+  const NodePtr outside = NewInteger("Outside", reg);
+  {
+    const NodeLock lock(device_->Tree());
+    device_->Tree().Add(reg);
+    WriteInteger(*outside, 5);
+  }
+  device_->Start(kAddress);
+  const NodeLock lock(*outside);  // not the device's
+  EXPECT_EQ(Refusal([&] { ReadInteger(*outside); }), Failure::kWrongState);
+  EXPECT_EQ(Refusal([&] { WriteInteger(*outside, 6); }), Failure::kWrongState);
+}
+
 TEST_F(DeviceTest, TellsWhatHappensInOrder) {
   RecordEvents();
   device_->Start(kAddress);

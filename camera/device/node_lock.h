@@ -8,7 +8,7 @@
 ///   | trees of devices that are not started, and nodes in no tree   | one that they share, see BuildLock() |
 ///
 /// So whoever builds one device never waits for another one's start, and what a started device does never waits
-/// for anything but the device itself. Both kinds of lock are held for moments, never across a call out, and
+/// for anything but the device itself. Values do not flow from one to the other (CheckSameGuard). Both kinds of lock are held for moments, never across a call out, and
 /// where both are needed the shared one is taken first.
 
 #include <optional>

@@ -55,13 +55,13 @@ struct ReadCost {
   std::uint32_t registers = 0;
 };
 
-ReadCost CostOf(const CommandHeader& header, ByteReader payload) {
+ReadCost CostOf(const CommandHeader& header, ByteReader payload, const RegisterFile& registers) {
   constexpr std::uint32_t kWithoutExcess = 4;  // the question's own length
   if (header.command == Command::ReadReg) return {0, header.length / 4u};
   const auto address = payload.Take<std::uint32_t>();
   payload.Skip(2);
   const std::uint32_t count = payload.Take<std::uint16_t>();
-  return {std::max(count, kWithoutExcess) - kWithoutExcess, address >= kDescriptionFile ? 1 : 1 + count / 4};
+  return {std::max(count, kWithoutExcess) - kWithoutExcess, 1 + registers.CountRegisters(address, count)};
 }
 
 }  // namespace
@@ -88,7 +88,9 @@ void ControlPlane::Receive(const ControlRequest& request) {
   ByteReader in(request.bytes);
   const std::optional<CommandHeader> header = HeaderOf(in);
   if (!header) return;
-  if (IsSignOfLife(header->command)) functions_.Session().Heard(request.source, request.arrival);
+  if (!request.broadcast && IsSignOfLife(header->command)) {
+    functions_.Session().Heard(request.source, request.arrival);
+  }
   const Turn turn = TurnOf(request, *header, in, functions_.Session());
   if (turn == Turn::Dropped || Repeats(request, *header) || !Admit(request, *header, in)) return;
   const bool in_order =
@@ -129,7 +131,7 @@ bool ControlPlane::Admit(const ControlRequest& request, const CommandHeader& hea
     }
   } else if ((header.command == Command::ReadMem || header.command == Command::ReadReg) &&
              !Privilege().IsPrimary(request.source)) {
-    const ReadCost cost = CostOf(header, payload);
+    const ReadCost cost = CostOf(header, payload, functions_.Registers());
     admitted = open_access_.AdmitsRead(source, cost.excess_bytes, cost.registers, request.arrival);
   }
   if (!admitted) ++counters_.dropped_commands;

@@ -27,8 +27,10 @@ class Evaluation {
   /// Follows one link while it lives.
   class Level {
    public:
-    /// Throws: EngineError kNoValue when too many links were followed.
+    /// Throws: EngineError kNoValue when too many links were followed; as CheckSameGuard.
     Level(Evaluation& at, const Node& node) : at_(at) {
+      if (!at_.first_) at_.first_ = &node;
+      CheckSameGuard(*at_.first_, node);
       if (at_.depth_ == kMaxNodeDepth) {
         throw EngineError(Failure::kNoValue, node.name + " is at the end of more than " +
                                                  std::to_string(kMaxNodeDepth) + " nodes in a row");
@@ -75,6 +77,7 @@ class Evaluation {
   std::vector<std::pair<const Node*, std::int64_t>> assumed_;
   std::unordered_map<const Node*, std::int64_t> numbers_;
   std::unordered_map<const Node*, AccessMode> access_;
+  const Node* first_ = nullptr;  ///< that was asked for
   unsigned depth_ = 0;
 };
 

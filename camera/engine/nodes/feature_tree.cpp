@@ -70,6 +70,7 @@ void FeatureTree::Insert(const NodePtr& node) {
   added_.emplace(node->name, node);
   Show(node);
   node->tree = this;
+  node->guard = guard.load();
   if (node->traits.children != ChildRole::Entry) return;
   for (const NodePtr& entry : node->children) AdoptEntry(entry);
 }
@@ -187,6 +188,7 @@ void FeatureTree::Forget(const NodePtr& node) {
   if (const NodePtr next = shown ? Find(node->name) : nullptr) Show(next);
   RemoveFromLists(node);
   node->tree = nullptr;
+  node->guard = nullptr;
   if (node->traits.children != ChildRole::Entry) return;
   for (const NodePtr& entry : std::vector<NodePtr>(node->children)) DropEntry(entry);
 }
@@ -199,6 +201,7 @@ bool FeatureTree::WasAdded(const Node& node) const {
 void FeatureTree::AdoptEntry(const NodePtr& entry) {
   if (entry->tree) return;
   entry->tree = this;
+  entry->guard = guard.load();
   const bool hidden = Find(entry->name) != nullptr;
   entries_[entry->name].push_back(entry);
   if (!hidden) Show(entry);

@@ -114,6 +114,12 @@ Node::~Node() {
   ending = nullptr;
 }
 
+void CheckSameGuard(const Node& node, const Node& next) {
+  if (node.guard == next.guard) return;
+  throw EngineError(Failure::kWrongState, node.name + " is not in the node map of the started server that " +
+                                              next.name + " belongs to");
+}
+
 void Unlist(Node& node, const Node& list) {
   // From the end: what was listed last usually goes first.
   const auto found = std::find(node.listed_by.rbegin(), node.listed_by.rend(), &list);

@@ -146,6 +146,10 @@ auto SettingsOf(AnyNode& node) {
   return std::array{&node.value, &node.min, &node.max, &node.increment, &node.on_value, &node.off_value};
 }
 
+/// Values do not flow between what a started device guards and what it does not.
+/// Throws: EngineError kWrongState when another lock guards `next` than `node`.
+void CheckSameGuard(const Node& node, const Node& next);
+
 /// Takes `list` out of the nodes that have `node` in a list, once.
 void Unlist(Node& node, const Node& list);
 

@@ -78,10 +78,11 @@ void ExecuteCommand(Node& command) {
   WriteSource(command, execute);
 }
 
-/// A chain that is too long to be followed is not begun with.
+/// A chain that cannot be followed to its end is not begun with.
 void CheckChain(const Node& node) {
   unsigned length = 0;
   for (NodePtr next = NodeOf(node.value); next; next = NodeOf(next->value)) {
+    CheckSameGuard(node, *next);
     if (++length == kMaxNodeDepth) {
       throw EngineError(Failure::kNoValue, node.name + " stands on more than " +
                                                std::to_string(kMaxNodeDepth) + " nodes in a row");

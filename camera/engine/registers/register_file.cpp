@@ -272,6 +272,12 @@ void RegisterFile::Read(std::uint32_t address, MutableByteView out) const {
   });
 }
 
+std::uint32_t RegisterFile::CountRegisters(std::uint32_t address, std::uint32_t length) const {
+  std::uint32_t count = 0;
+  ForEachRegister(address, length, [&count](const Register&, Places) { ++count; });
+  return count;
+}
+
 std::uint32_t RegisterFile::UnitLength(std::uint32_t address, std::uint32_t length) const {
   std::uint32_t unit = 4;
   if (address >= kBootstrapEnd) {

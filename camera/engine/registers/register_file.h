@@ -49,6 +49,9 @@ class RegisterFile {
   /// read can span them.
   void Read(std::uint32_t address, MutableByteView out) const;
 
+  /// How many of the nodes' registers have a byte in the range.
+  std::uint32_t CountRegisters(std::uint32_t address, std::uint32_t length) const;
+
   /// How many of `length` bytes from `address` on belong to one register; at least 4.
   std::uint32_t UnitLength(std::uint32_t address, std::uint32_t length) const;
 

@@ -1,4 +1,4 @@
-#include "camera/image/image.h"
+#include "camera/image/image_buffer.h"
 
 #include <gtest/gtest.h>
 
@@ -17,9 +17,9 @@ std::uint8_t* SampleAt(const ImagePlane& plane, std::int64_t x, std::int64_t y) 
   return plane.base + x * plane.x_increment + y * plane.y_increment;
 }
 
-TEST(Image, OwnsZeroedInterleavedMemoryOfItsSize) {
+TEST(ImageBuffer, OwnsZeroedInterleavedMemoryOfItsSize) {
   for (const std::uint32_t type : {0x008u, 0x00Cu, 0x340u}) {
-    const auto image = Image::CreateFilled(5, 3, 3, type);
+    const auto image = ImageBuffer::CreateFilled(5, 3, 3, type);
     const auto bytes = static_cast<std::ptrdiff_t>(SampleBytes(type));
     std::uint8_t* next = image->Plane(0).base;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(next) % 64, 0u);
@@ -37,14 +37,14 @@ TEST(Image, OwnsZeroedInterleavedMemoryOfItsSize) {
   }
 }
 
-TEST(Image, RefusesWhatCannotBe) {
+TEST(ImageBuffer, RefusesWhatCannotBe) {
   struct Row {
     std::int64_t width, height, planes;
     std::uint32_t data_type;
     Failure failure;
     const char* text;
   };
-  constexpr auto kBig = Image::kMaxExtent;
+  constexpr auto kBig = ImageBuffer::kMaxExtent;
   const Row rows[] = {
       {0, 1, 1, kMono8, Failure::kInvalidArgument, "width must lie within 1 and 2147483647, not 0"},
       {1, -1, 1, kMono8, Failure::kInvalidArgument, "height must lie within 1 and 2147483647, not -1"},
@@ -59,7 +59,7 @@ TEST(Image, RefusesWhatCannotBe) {
   };
   for (const Row& row : rows) {
     try {
-      Image::CreateFilled(row.width, row.height, row.planes, row.data_type);
+      ImageBuffer::CreateFilled(row.width, row.height, row.planes, row.data_type);
       ADD_FAILURE() << row.text;
     } catch (const EngineError& e) {
       EXPECT_EQ(e.failure(), row.failure) << row.text;
@@ -68,12 +68,12 @@ TEST(Image, RefusesWhatCannotBe) {
   }
 }
 
-TEST(Image, ReportsAnAllocationThatFails) {
+TEST(ImageBuffer, ReportsAnAllocationThatFails) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a sanitizer ends the program instead";
 #else
   try {
-    Image::CreateFilled(Image::kMaxExtent, Image::kMaxExtent, 1, kMono8);
+    ImageBuffer::CreateFilled(ImageBuffer::kMaxExtent, ImageBuffer::kMaxExtent, 1, kMono8);
     ADD_FAILURE();
   } catch (const EngineError& e) {
     EXPECT_EQ(e.failure(), Failure::kNoMemory);
@@ -82,7 +82,7 @@ TEST(Image, ReportsAnAllocationThatFails) {
 #endif
 }
 
-TEST(Image, RefusesPlanesOutOfReach) {
+TEST(ImageBuffer, RefusesPlanesOutOfReach) {
   std::uint8_t byte = 0;
   const ImagePlane good{&byte, 1, 10, kMono8};
   const ImagePlane bad[] = {{nullptr, 1, 10, kMono8},
@@ -90,18 +90,18 @@ TEST(Image, RefusesPlanesOutOfReach) {
                             {&byte, 1, PTRDIFF_MIN, kMono8},
                             {&byte, PTRDIFF_MAX / 9, PTRDIFF_MAX / 9, kMono8},
                             {&byte, 1, 10, 0}};
-  EXPECT_NO_THROW(Image(10, 10, {good, good}, nullptr));
+  EXPECT_NO_THROW(ImageBuffer(10, 10, {good, good}, nullptr));
   for (const ImagePlane& plane : bad) {
-    EXPECT_THROW(Image(10, 10, {good, plane}, nullptr), EngineError)
+    EXPECT_THROW(ImageBuffer(10, 10, {good, plane}, nullptr), EngineError)
         << plane.x_increment << ' ' << plane.y_increment;
   }
-  EXPECT_THROW(Image(10, 10, {}, nullptr), EngineError);
+  EXPECT_THROW(ImageBuffer(10, 10, {}, nullptr), EngineError);
 }
 
-TEST(Image, TableLeadsToTheSameSamplesAsTheIncrements) {
+TEST(ImageBuffer, TableLeadsToTheSameSamplesAsTheIncrements) {
   std::array<std::uint8_t, 64> memory{};
   // Upside down and mirrored, taller than wide.
-  const Image image(3, 4, {{&memory[40], -2, -8, kMono8}}, nullptr);
+  const ImageBuffer image(3, 4, {{&memory[40], -2, -8, kMono8}}, nullptr);
   const VpaEntry* table = image.VpaTable(0);
   for (int y = 0; y < 4; ++y) {
     for (int x = 0; x < 3; ++x) {
@@ -113,8 +113,8 @@ TEST(Image, TableLeadsToTheSameSamplesAsTheIncrements) {
   EXPECT_THROW(image.VpaTable(-1), EngineError);
 }
 
-TEST(Image, MakesItsTableOnceForAllThreads) {
-  const auto image = Image::CreateFilled(1000, 10, 1, kMono8);
+TEST(ImageBuffer, MakesItsTableOnceForAllThreads) {
+  const auto image = ImageBuffer::CreateFilled(1000, 10, 1, kMono8);
   std::array<const VpaEntry*, 4> seen{};
   {
     std::array<std::jthread, 4> threads;
@@ -126,11 +126,11 @@ TEST(Image, MakesItsTableOnceForAllThreads) {
   EXPECT_EQ(seen[0][999].x_offset, 999);
 }
 
-TEST(Image, LetsGoOfItsOwnerAtTheEnd) {
+TEST(ImageBuffer, LetsGoOfItsOwnerAtTheEnd) {
   std::array<std::uint8_t, 4> memory{};
   auto owner = std::make_shared<int>(0);
   {
-    const Image image(2, 2, {{memory.data(), 1, 2, kMono8}}, owner);
+    const ImageBuffer image(2, 2, {{memory.data(), 1, 2, kMono8}}, owner);
     EXPECT_EQ(owner.use_count(), 2);
   }
   EXPECT_EQ(owner.use_count(), 1);

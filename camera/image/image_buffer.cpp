@@ -1,4 +1,4 @@
-#include "camera/image/image.h"
+#include "camera/image/image_buffer.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -68,13 +68,13 @@ void RequireReachable(const ImagePlane& plane, std::int64_t width, std::int64_t 
 
 }  // namespace
 
-void Image::RequireExtents(std::int64_t width, std::int64_t height, std::int64_t planes) {
+void ImageBuffer::RequireExtents(std::int64_t width, std::int64_t height, std::int64_t planes) {
   RequireWithin("width", width, kMaxExtent);
   RequireWithin("height", height, kMaxExtent);
   RequireWithin("planes", planes, kMaxPlanes);
 }
 
-std::unique_ptr<Image> Image::CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
+std::unique_ptr<ImageBuffer> ImageBuffer::CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
                                            std::uint32_t data_type) {
   // All bounds come before the first allocation that depends on them.
   RequireExtents(width, height, planes);
@@ -87,10 +87,10 @@ std::unique_ptr<Image> Image::CreateFilled(std::int64_t width, std::int64_t heig
   for (std::int64_t i = 0; i < planes; ++i) {
     layout.push_back({base + i * sample, planes * sample, width * planes * sample, data_type});
   }
-  return std::make_unique<Image>(width, height, std::move(layout), std::move(owner));
+  return std::make_unique<ImageBuffer>(width, height, std::move(layout), std::move(owner));
 }
 
-Image::Image(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes,
+ImageBuffer::ImageBuffer(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes,
              std::shared_ptr<void> owner)
     : width_(width),
       height_(height),
@@ -104,7 +104,7 @@ Image::Image(std::int64_t width, std::int64_t height, std::vector<ImagePlane> pl
   }
 }
 
-const ImagePlane& Image::Plane(std::int64_t index) const {
+const ImagePlane& ImageBuffer::Plane(std::int64_t index) const {
   if (index < 0 || std::cmp_greater_equal(index, planes_.size())) {
     throw EngineError(Failure::kOutOfRange, "there is no plane " + std::to_string(index) +
                                                 " in an image of " + std::to_string(planes_.size()));
@@ -112,7 +112,7 @@ const ImagePlane& Image::Plane(std::int64_t index) const {
   return planes_[static_cast<std::size_t>(index)];
 }
 
-const VpaEntry* Image::VpaTable(std::int64_t plane) const {
+const VpaEntry* ImageBuffer::VpaTable(std::int64_t plane) const {
   const ImagePlane& layout = Plane(plane);
   LazyTable& table = tables_[static_cast<std::size_t>(plane)];
   std::call_once(table.once, [&] {

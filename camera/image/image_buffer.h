@@ -31,7 +31,7 @@ struct VpaEntry {
 
 /// An image: its description never changes, its samples are the users' affair.
 /// Threads: any thread.
-class Image {
+class ImageBuffer {
  public:
   static constexpr std::uint32_t kHandleKind = 0x494D4147;  // "IMAG"
 
@@ -46,13 +46,13 @@ class Image {
   /// A zero-filled image that owns its memory: rows of pixels, planes innermost, no padding, the first sample
   /// on a 64-byte boundary.
   /// Throws: EngineError that names the argument out of bounds; std::bad_alloc.
-  static std::unique_ptr<Image> CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
+  static std::unique_ptr<ImageBuffer> CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
                                              std::uint32_t data_type);
 
   /// An image over given memory.
   /// \param owner  let go of when the image dies; whatever keeps the memory valid
   /// Throws: EngineError that names the argument or plane that can't be.
-  Image(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes, std::shared_ptr<void> owner);
+  ImageBuffer(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes, std::shared_ptr<void> owner);
 
   std::int64_t Width() const noexcept { return width_; }
   std::int64_t Height() const noexcept { return height_; }
