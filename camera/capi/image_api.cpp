@@ -92,8 +92,8 @@ TR_STATUS CreateConcatenatedImage(const TR_HANDLE* images, int64_t count, TR_HAN
       planes.insert(planes.end(), source.Planes().begin(), source.Planes().end());
     }
     const ImageBuffer& first = *sources->front();
-    made =
-        Tarn::MakeHandle(std::make_unique<ImageBuffer>(first.Width(), first.Height(), std::move(planes), sources));
+    made = Tarn::MakeHandle(
+        std::make_unique<ImageBuffer>(first.Width(), first.Height(), std::move(planes), sources));
   });
 }
 
@@ -106,7 +106,8 @@ int64_t ImageHeight(TR_HANDLE image) {
 }
 
 int64_t ImageDimension(TR_HANDLE image) {
-  return Answer<int64_t>(image, 0, [](const ImageBuffer& it) { return static_cast<int64_t>(it.Planes().size()); });
+  return Answer<int64_t>(image, 0,
+                         [](const ImageBuffer& it) { return static_cast<int64_t>(it.Planes().size()); });
 }
 
 uint32_t ImageDatatype(TR_HANDLE image, int64_t plane) {
