@@ -49,6 +49,7 @@ TR_STATUS OutputFound(TR_HANDLE handle, TR_HANDLE* related, Find&& find) {
       found = find(*box->node);
     }
     if (related) *related = found ? HandleOf(found) : nullptr;
+    LetGo(found);
   });
 }
 

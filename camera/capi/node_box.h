@@ -9,6 +9,12 @@
 
 namespace Tarn {
 
+/// Lets go of a node under the lock that its end needs: the last reference takes it out of the lists of others.
+inline void LetGo(NodePtr& node) {
+  const MutexLock lock(BuildLock());
+  node.reset();
+}
+
 struct NodeBox {
   static constexpr std::uint32_t kHandleKind = 0x4E4F4445;  // "NODE"
 
@@ -19,9 +25,7 @@ struct NodeBox {
       // Another handle may have been made since the last reference to this one went.
       if (node->handle == handle) node->handle = nullptr;
     }
-    // The last reference to a node takes it out of the lists of others; it is in no tree then.
-    const MutexLock lock(BuildLock());
-    node.reset();
+    LetGo(node);
   }
 
   NodePtr node;

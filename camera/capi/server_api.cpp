@@ -250,6 +250,7 @@ TR_STATUS GSGetNode(TR_HANDLE server, const char* name, TR_HANDLE* node) {
     }
     if (!found) throw EngineError(Failure::kNotFound, "the node map has no node named " + wanted);
     to = HandleOf(found);
+    LetGo(found);
   });
 }
 
