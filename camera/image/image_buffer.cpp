@@ -74,8 +74,8 @@ void ImageBuffer::RequireExtents(std::int64_t width, std::int64_t height, std::i
   RequireWithin("planes", planes, kMaxPlanes);
 }
 
-std::unique_ptr<ImageBuffer> ImageBuffer::CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
-                                           std::uint32_t data_type) {
+std::unique_ptr<ImageBuffer> ImageBuffer::CreateFilled(std::int64_t width, std::int64_t height,
+                                                       std::int64_t planes, std::uint32_t data_type) {
   // All bounds come before the first allocation that depends on them.
   RequireExtents(width, height, planes);
   RequireSample(data_type);
@@ -91,7 +91,7 @@ std::unique_ptr<ImageBuffer> ImageBuffer::CreateFilled(std::int64_t width, std::
 }
 
 ImageBuffer::ImageBuffer(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes,
-             std::shared_ptr<void> owner)
+                         std::shared_ptr<void> owner)
     : width_(width),
       height_(height),
       planes_(std::move(planes)),

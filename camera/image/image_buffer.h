@@ -46,13 +46,14 @@ class ImageBuffer {
   /// A zero-filled image that owns its memory: rows of pixels, planes innermost, no padding, the first sample
   /// on a 64-byte boundary.
   /// Throws: EngineError that names the argument out of bounds; std::bad_alloc.
-  static std::unique_ptr<ImageBuffer> CreateFilled(std::int64_t width, std::int64_t height, std::int64_t planes,
-                                             std::uint32_t data_type);
+  static std::unique_ptr<ImageBuffer> CreateFilled(std::int64_t width, std::int64_t height,
+                                                   std::int64_t planes, std::uint32_t data_type);
 
   /// An image over given memory.
   /// \param owner  let go of when the image dies; whatever keeps the memory valid
   /// Throws: EngineError that names the argument or plane that can't be.
-  ImageBuffer(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes, std::shared_ptr<void> owner);
+  ImageBuffer(std::int64_t width, std::int64_t height, std::vector<ImagePlane> planes,
+              std::shared_ptr<void> owner);
 
   std::int64_t Width() const noexcept { return width_; }
   std::int64_t Height() const noexcept { return height_; }
