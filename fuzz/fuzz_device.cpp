@@ -80,14 +80,17 @@ class Sink {
     return ::poll(&ready, 1, 100) == 1;
   }
 
-  /// Calls `use(datagram)` for all that have come.
+  /// Calls `use(datagram, source port)` for all that have come.
   template <class Use>
   void Drain(Use&& use) {
     std::array<std::uint8_t, 65536> buffer;
     for (;;) {
-      const ssize_t size = recv(socket_.Get(), buffer.data(), buffer.size(), 0);
+      sockaddr_in from{};
+      socklen_t length = sizeof from;
+      const ssize_t size = recvfrom(socket_.Get(), buffer.data(), buffer.size(), 0,
+                                    reinterpret_cast<sockaddr*>(&from), &length);
       if (size < 0) return;
-      use(ByteView(buffer).first(static_cast<std::size_t>(size)));
+      use(ByteView(buffer).first(static_cast<std::size_t>(size)), ntohs(from.sin_port));
     }
   }
 
@@ -160,8 +163,12 @@ class Bench {
         Store(bytes);
         break;
     }
-    stream_sink_.Drain(CheckStreamPacket);
-    event_sink_.Drain([this](ByteView command) { last_event_ = CheckEvent(command); });
+    stream_sink_.Drain([](ByteView packet, std::uint16_t) { CheckStreamPacket(packet); });
+    // A client may have the stream sent to where it takes events.
+    const std::uint16_t events_from = MessagePort();
+    event_sink_.Drain([&](ByteView datagram, std::uint16_t port) {
+      if (port == events_from) last_event_ = CheckEvent(datagram);
+    });
   }
 
  private:
@@ -188,7 +195,7 @@ class Bench {
       Require(tries < 100);
       clients_[client].Send(last, {kAddress, kControlPort});
       if (!clients_[client].Wait()) continue;
-      clients_[client].Drain([&](ByteView answer) {
+      clients_[client].Drain([&](ByteView answer, std::uint16_t) {
         ByteReader in(answer);
         const auto ack = AckHeader::Decode(in);
         Require(ack && ack->length == in.Rest().size());
@@ -231,12 +238,13 @@ class Bench {
     ack.acknowledge = static_cast<std::uint16_t>(static_cast<std::uint16_t>(last_event_.command) + 1);
     ack.ack_id = last_event_.request_id;
     ack.Encode(out);
-    std::uint32_t port = 0;
-    {
-      const NodeLock lock(device_->Tree());
-      port = device_->Tree().Memory().Load32(Bootstrap::kMessageSourcePort);
-    }
-    event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, static_cast<std::uint16_t>(port)});
+    event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, MessagePort()});
+  }
+
+  /// From which events come while a client takes them.
+  std::uint16_t MessagePort() {
+    const NodeLock lock(device_->Tree());
+    return static_cast<std::uint16_t>(device_->Tree().Memory().Load32(Bootstrap::kMessageSourcePort));
   }
 
   /// The program's own store, of which the client may want to be told.

@@ -22,7 +22,11 @@ constexpr std::int64_t kMaxResendBuffers = 1024;
     case SendResult::NoDestination:
       throw EngineError(Failure::kNoStream, "the client opened no stream channel");
     case SendResult::TooLarge:
-      throw EngineError(Failure::kInvalidArgument, "the image has more packets than can be numbered");
+      throw EngineError(
+          Failure::kInvalidArgument,
+          "the image has more packets than can be numbered, or packets are too small for its leader");
+    case SendResult::NoPlace:
+      throw EngineError(Failure::kWrongState, "all places hold images that are still to be sent");
     default:
       throw EngineError(Failure::kInternal, "the image was not sent");
   }
@@ -43,7 +47,7 @@ Device::Device(const std::optional<SensorFormat>& format, StreamDriver driver)
       last_driver_(driver) {
   AddStandardFeatures(tree_, format_);
   tree_.SetRefresh([this](std::uint64_t address, std::uint64_t length) {
-    constexpr std::uint32_t kCountersEnd = ManufacturerRegister::kWrongSwitchoverKeys + 8;
+    constexpr std::uint32_t kCountersEnd = ManufacturerRegister::kStreamState + 4;
     if (address < kCountersEnd && address + length > ManufacturerRegister::kStreamFrames) ShowCounters();
   });
   FillConstants(tree_.Memory(), format_.has_value());
@@ -105,7 +109,7 @@ void Device::OpenSockets(const NetworkIdentity& network) {
     options.hardware_interface = network.hardware;
     options.resend_depth = resend_depth_;  // cannot change while starting
     options.observer = channels.messages;
-    channels.stream = std::make_shared<StreamChannel>(options);
+    channels.stream = StreamChannel::Open(options);
   }
   channels.control->Start(shared_from_this(), channels.messages);
   Outbox outbox;
@@ -162,7 +166,9 @@ void Device::Abandon() noexcept {
   Outbox outbox;
   Channels channels;
   const NodeLock lock(tree_);
-  if (state_ == State::Started) channels = TakeDown(outbox);
+  if (state_ != State::Started) return;
+  channels = TakeDown(outbox);
+  if (channels.stream) channels.stream->Abandon();
 }
 
 template <class Give>
@@ -316,6 +322,9 @@ void Device::ShowCounters() {
   memory.Store64(ManufacturerRegister::kStreamResentPackets, counters.resent_packets);
   memory.Store64(ManufacturerRegister::kStreamFailedPackets, counters.failed_sends);
   memory.Store64(ManufacturerRegister::kStreamUnreachable, counters.unreachable);
+  memory.Store64(ManufacturerRegister::kStreamRefusedImages, counters.refused_images);
+  memory.Store64(ManufacturerRegister::kStreamDroppedRequests, counters.dropped_requests);
+  memory.Store64(ManufacturerRegister::kStreamRate, channels_.stream->Rate());
 }
 
 Endpoint Device::Local() const {

@@ -2,115 +2,218 @@
 
 /// The stream channel: takes images, sends them as stream packets, keeps them for resends.
 ///
-/// Whoever holds the baton sends. Mostly that is the caller of Send(), in its own thread; the stream loop
-/// goes on with what would make a caller wait, and serves resends when nobody sends. The holder of the baton
-/// never calls out, so waiting for it is always short, also for a caller that holds a lock which callbacks
-/// need.
+/// Two threads: the pump sends, the release thread tells owners. A caller of Send() sends its own image itself when the
+/// pump has nothing to do and the image is done in a moment; so no change of threads delays it. Nothing that sends ever
+/// waits for an owner.
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <optional>
+#include <span>
 #include <thread>
+#include <vector>
 
 #include "camera/base/mutex.h"
-#include "camera/device/frame_observer.h"
-#include "camera/engine/stream/image_block.h"
-#include "camera/engine/stream/stream_config.h"
+#include "camera/device/release_thread.h"
+#include "camera/device/stream_options.h"
+#include "camera/device/stream_transmitter.h"
+#include "camera/engine/stream/block_ids.h"
+#include "camera/engine/stream/rate_control.h"
+#include "camera/engine/stream/resend_requests.h"
 
 namespace Tarn {
 
-class StreamCore;
-
-/// How packets leave. The numbers are those of the C interface; Auto is a request only.
-enum class StreamDriver : std::int32_t {
-  Auto = -1,
-  Socket = 0,  ///< one datagram per packet
-  Filter = 1,  ///< the kernel cuts trains of equal packets
-};
-
-/// Constant while a channel is open.
-struct StreamOptions {
-  std::uint32_t local_address = 0;  ///< packets leave from it
-  StreamDriver driver = StreamDriver::Auto;
-  std::uint32_t interface_mtu = 1500;  ///< bytes, of the interface that has the address
-  bool hardware_interface = false;     ///< neither loopback nor virtual
-  std::size_t resend_depth = 0;        ///< sent blocks kept for resends; 0: none, and no resends
-  std::shared_ptr<FrameObserver> observer = nullptr;
-};
-
-enum class SendResult {
-  Accepted,       ///< the owner was told or will be, once
-  NotRunning,     ///< acquisition is off
-  NoDestination,  ///< no client opened the channel
-  TooLarge,       ///< more packets than packet ids
-  Closed,
-};
-
-/// Since the channel was opened. Frames count blocks sent to their trailer; packets and bytes (UDP payload)
-/// include resends.
-struct StreamCounters {
-  std::uint64_t frames = 0;
-  std::uint64_t packets = 0;
-  std::uint64_t bytes = 0;
-  std::uint64_t resent_packets = 0;
-  std::uint64_t failed_sends = 0;    ///< datagrams that the system refused
-  std::uint64_t dropped_blocks = 0;  ///< accepted, but not sent to the end
-  std::uint64_t unreachable = 0;     ///< reports that nobody takes the packets
-};
-
+/// `transmitter_` and `gone_` belong to whoever set `held_`, without a lock: the pump, or a caller for its own image.
+/// Everybody else leaves orders under the mutex. The pump looks for them before each group of packets.
+///
 /// Threads: any thread. No lock is held while an owner is told; owners may call anything here.
-class StreamChannel {
+class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
  public:
-  /// Binds a UDP socket to the address, with a port of the system's choice, and starts the stream loop.
-  /// Throws: std::system_error when the socket cannot be made or bound.
-  explicit StreamChannel(const StreamOptions& options);
+  /// Images without resend store that wait while another is sent. They are copies, and so is what is left of one whose
+  /// sender does not wait for it.
+  static constexpr std::size_t kStagingPlaces = 2;
+  /// Bytes in copies; an image that is larger finds its place when no other waits.
+  static constexpr std::size_t kMaxStagedBytes = std::size_t{256} << 20;
+  /// So long a sender waits for a place, with the interpreter lock and all that depends on it.
+  static constexpr std::chrono::milliseconds kPatience{4};
 
-  /// As Close(), but never waits: the loop ends by itself and tells the owners that are left.
+  /// Binds a UDP socket to the address, with a port of the system's choice, and starts the threads.
+  /// Throws: std::system_error when the socket or a thread cannot be had.
+  static std::shared_ptr<StreamChannel> Open(const StreamOptions& options);
   ~StreamChannel();
   StreamChannel(const StreamChannel&) = delete;
   StreamChannel& operator=(const StreamChannel&) = delete;
 
-  /// Refuses further sends, drops what is being sent, tells all owners, and waits for that; does not wait
-  /// when called on the stream loop or from an owner's callback. Idempotent. Must not be called while holding
-  /// a lock that an owner's callback needs.
+  /// Refuses further images, drops what is not sent, tells all owners, and waits for that; does not wait when called from
+  /// an owner's callback. Idempotent. Must not be called while holding a lock that an owner's callback needs.
   void Close();
+  /// As Close() without waiting: the threads end by themselves, and keep the channel until then.
+  void Abandon() noexcept;
 
-  std::uint16_t SourcePort() const noexcept;
-  /// Socket or Filter: what is in use now. Filter turns into Socket for good when the system refuses a train.
-  StreamDriver Driver() const noexcept;
-  StreamCounters Counters() const noexcept;
+  std::uint16_t SourcePort() const noexcept { return transmitter_.LocalPort(); }
+  /// Socket or Filter: what is in use now.
+  StreamDriver Driver() const noexcept { return transmitter_.Driver(); }
+  StreamCounters Counters() const;
+  /// Bytes per second on the wire that the stream keeps to now; 0: no limit.
+  std::uint64_t Rate() const;
 
-  /// New settings for the blocks after the current one. Without a complete destination the current block and
-  /// the waiting ones are dropped. Kept blocks of another packet size or header form are no longer resent.
+  /// New settings: the pace for the next group of packets, the others for the blocks after the current one. Without a
+  /// complete destination what is not sent is dropped. Kept blocks of another packet size or header form are no longer
+  /// resent.
   void Configure(const StreamConfig& config);
 
   /// The client opened the channel (again): block ids start at 1, whatever was in flight or kept is dropped.
   void ChannelOpened();
 
-  /// One datagram of exactly the configured packet size with the don't-fragment bit. No error is reported: a
-  /// packet that does not arrive is the answer. Does nothing without a complete destination.
+  /// One datagram of exactly the configured packet size with the don't-fragment bit. No error is reported: a packet that
+  /// does not arrive is the answer. Does nothing without a complete destination.
   void FireTestPacket();
 
-  /// Acquisition on or off. Off drops the current block and the waiting ones; kept blocks can still be
-  /// resent.
+  /// Acquisition on or off. Off drops what is not sent; kept blocks can still be resent.
   void SetRunning(bool running);
 
   /// Acquisition off because all its blocks were accepted: those go out, new ones are refused.
   void EndRunning();
 
-  /// Queues the request; too many, repeats within milliseconds and strangers' are dropped silently.
+  /// Queues the request. Strangers' are ignored; what finds no place is counted.
   void Resend(const ResendRequest& request);
 
-  /// Takes the block and sends it. Without resend depth everything is on the wire and the owner has been told
-  /// on return. With it, the owner is told when the block leaves the store, in the order of sending, from any
-  /// thread in Send() or from the stream loop. On any result but Accepted the block is untouched and its
-  /// owner is not told.
+  /// Memory for a copy of an image, at least so large; comes back with the block that is sent from it.
+  std::vector<std::uint8_t> Buffer(std::size_t bytes);
+
+  /// Whether Send() would take an image now.
+  bool HasPlace() const;
+
+  /// Takes the block and sends it, or has it sent. Without resend depth the owner has been told on return: what is not on
+  /// the wire then is a copy. With it, the owner is told when the block leaves the store, in the order of sending.
+  /// On any result but Accepted the block is untouched and its owner is not told.
   SendResult Send(ImageBlock&& block);
 
  private:
-  std::shared_ptr<StreamCore> core_;  // shared with the stream loop, which may outlive the channel
-  Mutex closing_;                     // one thread joins
-  std::thread loop_;
+  struct Waiting {
+    ImageBlock block;
+    std::uint64_t id;
+  };
+  struct Test {
+    Endpoint destination;
+    std::size_t packet_size;
+  };
+  /// What the pump is to do next.
+  struct Orders {
+    std::vector<Waiting> dropped;
+    bool drop_current = false;
+    std::size_t forgotten = 0;  ///< of the dropped, from the front: from before the channel was opened
+    bool forget = false;        ///< what was sent before
+    std::size_t kept = 0;       ///< at most
+    Pace pace;
+    std::optional<StreamConfig> config;
+    std::optional<Test> test;
+    std::optional<Waiting> begin;
+    std::vector<ResendRequest> requests;
+  };
+  /// What a block takes up.
+  struct Extent {
+    std::size_t packets = 0;
+    std::size_t wire_bytes = 0;
+  };
+  /// How an image goes.
+  enum class Way {
+    Itself,  ///< the caller sends it
+    Copy,    ///< the pump sends a copy
+    Queue,   ///< the pump sends it
+  };
+  /// What the pump, or a caller with its own image, needs to know before it sends.
+  struct Start {
+    std::uint64_t id = 0;
+    Pace pace;
+    std::size_t kept = 0;  ///< blocks that stay in the store at most
+    Instant until;         ///< longer a caller does not send
+  };
+
+  explicit StreamChannel(const StreamOptions& options);
+
+  Extent ExtentOf(const ImageBlock& block) const TARN_REQUIRES(mutex_);
+  std::optional<SendResult> Refusal(const ImageBlock& block) const TARN_REQUIRES(mutex_);
+  std::optional<SendResult> AwaitPlace(MutexLock& lock, const ImageBlock& block) TARN_REQUIRES(mutex_);
+  std::size_t Places() const { return std::max<std::size_t>(depth_, kStagingPlaces); }
+  std::size_t Unsent() const TARN_REQUIRES(mutex_) {
+    return waiting_.size() + reserved_ + (sending_ ? 1 : 0);
+  }
+  std::size_t Kept() const TARN_REQUIRES(mutex_);
+  bool HasPlaceFor(std::size_t bytes) const TARN_REQUIRES(mutex_);
+  Pace PaceNow() const TARN_REQUIRES(mutex_) { return {config_.pace.packet_delay, rate_.Rate()}; }
+  Way WayOf(const ImageBlock& block, const Extent& extent) const TARN_REQUIRES(mutex_);
+  std::uint64_t Number(const Extent& extent) TARN_REQUIRES(mutex_);
+  void Enqueue(ImageBlock&& block, const Extent& extent) TARN_REQUIRES(mutex_);
+
+  void SendItself(ImageBlock&& block, const Start& start) TARN_EXCLUDES(mutex_);
+  void SendCopy(ImageBlock&& block, const Extent& extent) TARN_EXCLUDES(mutex_);
+  BlockOwner CopyRest() TARN_EXCLUDES(mutex_);
+
+  bool HasOrders() const TARN_REQUIRES(mutex_);
+  bool HasWork() const TARN_REQUIRES(mutex_);
+  void DropUnsent() TARN_REQUIRES(mutex_);
+
+  void Pump() TARN_EXCLUDES(mutex_);
+  void Work() TARN_EXCLUDES(mutex_);
+  bool TakeOrders(Orders& orders) TARN_EXCLUDES(mutex_);
+  void NoteProgress() TARN_REQUIRES(mutex_);
+  void Recycle(std::vector<std::uint8_t>&& buffer) TARN_REQUIRES(mutex_);
+  void Execute(Orders& orders);
+  void DropUnbegun(std::span<Waiting> dropped);
+  bool Await(Instant due) TARN_EXCLUDES(mutex_);
+  void LetGo() noexcept TARN_EXCLUDES(mutex_);
+  void Finish() TARN_EXCLUDES(mutex_);
+  void RequestClose() noexcept;
+
+  const std::size_t depth_;
+
+  mutable Mutex mutex_;
+  std::condition_variable_any wake_;        // the pump: orders, or work
+  std::condition_variable_any place_free_;  // callers that wait for a place
+  bool closing_ TARN_GUARDED_BY(mutex_) = false;
+  bool running_ TARN_GUARDED_BY(mutex_) = false;
+  bool held_ TARN_GUARDED_BY(mutex_) = false;     ///< the transmitter
+  bool sending_ TARN_GUARDED_BY(mutex_) = false;  ///< it has a block
+  BlockIds ids_ TARN_GUARDED_BY(mutex_);
+  std::uint64_t newest_id_ TARN_GUARDED_BY(mutex_) = 0;
+  StreamConfig config_ TARN_GUARDED_BY(mutex_);
+  RateControl rate_ TARN_GUARDED_BY(mutex_);
+  std::deque<Waiting> waiting_ TARN_GUARDED_BY(mutex_);
+  std::size_t reserved_ TARN_GUARDED_BY(mutex_) = 0;  ///< places of images that are being copied
+  std::vector<std::vector<std::uint8_t>> spare_ TARN_GUARDED_BY(mutex_);  ///< buffers for copies
+  std::size_t staged_bytes_ TARN_GUARDED_BY(mutex_) = 0;
+  std::uint64_t refused_images_ TARN_GUARDED_BY(mutex_) = 0;
+  std::uint64_t dropped_requests_ TARN_GUARDED_BY(mutex_) = 0;
+
+  // Orders for the pump.
+  bool config_changed_ TARN_GUARDED_BY(mutex_) = true;
+  bool drop_current_ TARN_GUARDED_BY(mutex_) = false;
+  std::size_t drop_waiting_ TARN_GUARDED_BY(mutex_) = 0;  // from the front
+  bool forget_ TARN_GUARDED_BY(mutex_) = false;           ///< what was sent
+  std::size_t forget_waiting_ TARN_GUARDED_BY(mutex_) =
+      0;  ///< of those to be dropped, from before that order
+  std::deque<Test> tests_ TARN_GUARDED_BY(mutex_);
+  ResendRequests requests_ TARN_GUARDED_BY(mutex_);
+
+  /// Set with drop_current_, cleared when that order is taken; read between the system calls of sending.
+  std::atomic<bool> stop_{false};
+
+  // Whoever holds the transmitter.
+  StreamTransmitter transmitter_;
+  std::vector<ImageBlock> gone_;
+
+  ReleaseThread releases_;
+
+  Mutex joining_;  ///< one thread joins
+  std::thread pump_;
+  std::thread releaser_;
 };
 
 }  // namespace Tarn

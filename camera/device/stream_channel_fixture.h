@@ -115,15 +115,26 @@ bool Eventually(Condition&& condition) {
   return condition();
 }
 
+inline void SendAllOf(StreamChannel& channel, ImageBlock&& block) {
+  const auto done = [&] { return channel.Counters().frames + channel.Counters().dropped_blocks; };
+  const std::uint64_t before = done();
+  ASSERT_EQ(channel.Send(std::move(block)), SendResult::Accepted);
+  ASSERT_TRUE(Eventually([&] { return done() == before + 1; }));
+}
+
 class StreamChannelTest : public ::testing::Test {
  protected:
+  ~StreamChannelTest() override {
+    if (channel) channel->Close();
+  }
   void Open(std::size_t depth, StreamDriver driver = StreamDriver::Socket) {
+    if (channel) channel->Close();
     StreamOptions options;
     options.local_address = kLoopback;
     options.driver = driver;
     options.interface_mtu = 65536;
     options.resend_depth = depth;
-    channel = std::make_unique<StreamChannel>(options);
+    channel = StreamChannel::Open(options);
     config.destination = receiver.Address();
     config.resend_client = kLoopback;
     channel->Configure(config);
@@ -141,12 +152,8 @@ class StreamChannelTest : public ::testing::Test {
     return block;
   }
 
-  /// Sends a block, and waits until it is out: the loop may be at work on orders and take it along.
-  void SendAll(ImageBlock&& block) {
-    const std::uint64_t frames = channel->Counters().frames;
-    ASSERT_EQ(channel->Send(std::move(block)), SendResult::Accepted);
-    ASSERT_TRUE(Eventually([&] { return channel->Counters().frames == frames + 1; }));
-  }
+  /// Sends a block, and waits until it is out: the pump may be at work on orders and take it along.
+  void SendAll(ImageBlock&& block) { SendAllOf(*channel, std::move(block)); }
 
   void Ask(std::uint64_t block, std::uint32_t first, std::uint32_t last) {
     channel->Resend({receiver.Address(), block, first, last, config.extended_ids});
@@ -155,7 +162,7 @@ class StreamChannelTest : public ::testing::Test {
   Owners owners;  // outlive the channel
   Receiver receiver;
   StreamConfig config;
-  std::unique_ptr<StreamChannel> channel;
+  std::shared_ptr<StreamChannel> channel;
 };
 
 }  // namespace Tarn

@@ -59,7 +59,7 @@ TEST_F(StreamChannelTest, BothDriversSendTheDatagramsOfTheStandard) {
           const ByteView payload = ByteView(pixels).first(std::min(size, pixels.size()));
           ImageBlock block = Block(payload);
           const auto expected = Reference(block.image, payload, ++id, packet_size, extended);
-          ASSERT_EQ(channel->Send(std::move(block)), SendResult::Accepted);
+          SendAll(std::move(block));
           ASSERT_EQ(receiver.Arrived(), expected) << size << " bytes in packets of " << packet_size;
           EXPECT_EQ(receiver.FromPort(), channel->SourcePort());
         }
@@ -85,7 +85,7 @@ TEST_F(StreamChannelTest, GathersRowsAndPlanes) {
         payload.insert(payload.end(), base + row * 256, base + row * 256 + 200);
     }
     const auto expected = Reference(block.image, payload, 1, config.packet_size, false);
-    ASSERT_EQ(channel->Send(std::move(block)), SendResult::Accepted);
+    SendAll(std::move(block));
     EXPECT_EQ(receiver.Arrived(), expected);
   }
 }
@@ -124,7 +124,7 @@ TEST_F(StreamChannelTest, BlockIdsGoOnOverStopsAndRestartWithTheChannel) {
   Open(0);
   const Bytes pixels = Pattern(100);
   const auto next_id = [&] {
-    channel->Send(Block(pixels));
+    SendAll(Block(pixels));
     const auto arrived = receiver.Arrived();
     return arrived.empty() ? 0 : HeaderOf(arrived.back()).block_id;
   };
@@ -214,7 +214,7 @@ TEST_F(StreamChannelTest, WhatIsNotSentYetIsOnItsWay) {
   const Bytes pixels = Pattern(1'000'000);
   for (const bool extended_status : {false, true}) {
     config.extended_status = extended_status;
-    config.bytes_per_second = 1'000'000;
+    config.pace.bytes_per_second = 1'000'000;
     Open(2);
     ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
     const Bytes leader = receiver.Next();
@@ -230,7 +230,7 @@ TEST_F(StreamChannelTest, WhatIsNotSentYetIsOnItsWay) {
 TEST_F(StreamChannelTest, ABlockSaysThatTheOneBeforeWasDropped) {
   const Bytes pixels = Pattern(1'000'000);
   config.extended_ids = true;
-  config.bytes_per_second = 1'000'000;
+  config.pace.bytes_per_second = 1'000'000;
   Open(2);
   ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
   channel->SetRunning(false);
@@ -253,7 +253,7 @@ TEST_F(StreamChannelTest, WritesTheBlocksIdIntoItsChunk) {
     ImageBlock block = Block(pixels);
     block.tail.AddBlockId(3);
     block.payload.Append({block.tail.Bytes().data(), block.tail.Bytes().size(), 0, 1});
-    ASSERT_EQ(channel->Send(std::move(block)), SendResult::Accepted);
+    SendAll(std::move(block));
     const std::vector<Bytes> arrived = receiver.Arrived();
     ASSERT_EQ(arrived.size(), 3u);
     EXPECT_EQ(Bytes(arrived[1].begin() + 108, arrived[1].end()),
@@ -295,14 +295,14 @@ TEST_F(StreamChannelTest, KeptBlocksOfAnotherPacketSizeAreGone) {
 }
 
 TEST_F(StreamChannelTest, EveryBlockBecomesWholeAlthoughPacketsAreLost) {
-  config.bytes_per_second = 200'000'000;
+  config.pace.bytes_per_second = 200'000'000;
   Open(8, StreamDriver::Filter);
   const Bytes pixels = Pattern(300'000);
   std::mt19937 random(7);
   for (std::uint64_t id = 1; id <= 20; ++id) {
     ImageBlock block = Block(pixels);
     const auto expected = Reference(block.image, pixels, id, config.packet_size, false);
-    ASSERT_EQ(channel->Send(std::move(block)), SendResult::Accepted);
+    SendAll(std::move(block));
     std::map<std::uint32_t, Bytes> got;
     const auto receive = [&](std::chrono::milliseconds patience) {
       for (Bytes bytes = receiver.Next(patience); !bytes.empty(); bytes = receiver.Next(patience)) {

@@ -20,8 +20,8 @@ TEST_F(StreamThreads, StopDropsWhatIsBeingSent) {
   for (const std::size_t depth : {0u, 4u}) {
     for (const bool long_delay : {false, true}) {
       Owners told;
-      config.bytes_per_second = long_delay ? 0 : 1'000'000;  // a block takes two seconds
-      config.packet_delay = long_delay ? Nanoseconds{60s} : Nanoseconds{0};
+      config.pace.bytes_per_second = long_delay ? 0 : 1'000'000;  // a block takes two seconds
+      config.pace.packet_delay = long_delay ? Nanoseconds{60s} : Nanoseconds{0};
       Open(depth);
       std::thread sender([&] { EXPECT_EQ(channel->Send(Block(pixels, told.For(1))), SendResult::Accepted); });
       receiver.Next();
@@ -40,7 +40,7 @@ TEST_F(StreamThreads, StopDropsWhatIsBeingSent) {
 }
 
 TEST_F(StreamThreads, AcquisitionThatEndsByItselfLosesNothing) {
-  config.bytes_per_second = 50'000'000;
+  config.pace.bytes_per_second = 50'000'000;
   Open(4);
   const Bytes pixels = Pattern(500'000);
   ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
@@ -52,23 +52,29 @@ TEST_F(StreamThreads, AcquisitionThatEndsByItselfLosesNothing) {
   channel->Close();  // the pixels go
 }
 
-TEST_F(StreamThreads, ASenderWithPacingDoesNotWaitUntilThreeBlocksAreOnTheirWay) {
-  config.bytes_per_second = 1'000'000;
-  Open(8);
+TEST_F(StreamThreads, TakesAsManyAsThereArePlacesForAndRefusesTheNextInAMoment) {
+  config.pace.bytes_per_second = 1'000'000;  // a block takes two seconds
   const Bytes pixels = Pattern(2'000'000);
-  for (int i = 1; i <= 3; ++i) ASSERT_EQ(channel->Send(Block(pixels, owners.For(i))), SendResult::Accepted);
-  EXPECT_EQ(channel->Counters().frames, 0u) << "a block takes two seconds, so none was waited for";
-  std::atomic<bool> returned{false};
-  std::thread fourth([&] {
-    channel->Send(Block(pixels, owners.For(4)));
-    returned = true;
-  });
-  channel->Close();  // lets the fourth go
-  fourth.join();
-  EXPECT_TRUE(returned);
-  auto told = owners.Told();
-  if (told.size() == 4) told.pop_back();  // taken before the channel was closed, or refused
-  EXPECT_EQ(told, (std::vector{1, 2, 3}));
+  for (const std::size_t depth : {0u, 1u, 4u}) {
+    Owners told;
+    Open(depth);
+    const int places = static_cast<int>(std::max<std::size_t>(depth, StreamChannel::kStagingPlaces));
+    for (int i = 1; i <= places; ++i) {
+      ASSERT_TRUE(channel->HasPlace());
+      ASSERT_EQ(channel->Send(Block(pixels, told.For(i))), SendResult::Accepted);
+      if (depth == 0) {
+        EXPECT_EQ(told.Told().size(), static_cast<std::size_t>(i)) << "of a copy the owner is told at once";
+      }
+    }
+    EXPECT_FALSE(channel->HasPlace());
+    EXPECT_EQ(channel->Send(Block(pixels, told.For(places + 1))), SendResult::NoPlace);
+    EXPECT_EQ(channel->Counters().refused_images, 1u);
+    EXPECT_EQ(channel->Counters().frames, 0u);
+    channel->Close();
+    EXPECT_EQ(told.Told().size(), static_cast<std::size_t>(places));
+    EXPECT_TRUE(std::ranges::is_sorted(told.Told()));
+    receiver.Arrived();
+  }
 }
 
 /// First come, first served, and the holder may take it again: an interpreter lock in small.
@@ -126,7 +132,11 @@ TEST_F(StreamThreads, OwnersMayNeedALockThatTheSenderHoldsAndDoNotPileUp) {
             note->told->blocks.push_back(note->number);
           },
           &notes[next]);
-      ASSERT_EQ(channel->Send(Block(pixels, std::move(owner))), SendResult::Accepted);
+      ImageBlock block = Block(pixels, std::move(owner));
+      SendResult result = SendResult::NoPlace;
+      for (int i = 0; i < 1000 && result == SendResult::NoPlace; ++i)
+        result = channel->Send(std::move(block));
+      ASSERT_EQ(result, SendResult::Accepted);
       ASSERT_LE(next - told.blocks.size(), 2'000u) << "blocks pile up";
       if (next % 20 == 0) Ask(next, 1, 1);
     }
@@ -164,7 +174,7 @@ TEST_F(StreamThreads, EveryOwnerIsToldOnceWhateverHappensMeanwhile) {
   const Bytes pixels = Pattern(50'000);
   for (const std::size_t depth : {0u, 3u}) {
     for (const std::uint64_t rate : {std::uint64_t{0}, std::uint64_t{50'000'000}}) {
-      config.bytes_per_second = rate;
+      config.pace.bytes_per_second = rate;
       Open(depth, StreamDriver::Filter);
       std::array<std::atomic<int>, 600> told{};
       std::array<std::atomic<bool>, 600> accepted{};
@@ -207,7 +217,7 @@ TEST_F(StreamThreads, OwnersMayCloseAndDestroyTheChannel) {
   const Bytes pixels = Pattern(50'000);
   for (const bool close : {false, true}) {
     for (const std::size_t depth : {0u, 1u}) {
-      config.bytes_per_second = 10'000'000;
+      config.pace.bytes_per_second = 10'000'000;
       Open(depth);
       std::shared_ptr<StreamChannel> shared(std::move(channel));
       std::atomic<int> told{0};
@@ -215,7 +225,7 @@ TEST_F(StreamThreads, OwnersMayCloseAndDestroyTheChannel) {
       BlockOwner first(
           [](void* context) {
             auto* self = static_cast<Closer*>(context);
-            if (self->close) self->channel->Close();
+            self->close ? self->channel->Close() : self->channel->Abandon();
             self->channel.reset();
             ++*self->told;
           },
@@ -226,6 +236,7 @@ TEST_F(StreamThreads, OwnersMayCloseAndDestroyTheChannel) {
         ASSERT_EQ(shared->Send(Block(pixels, std::move(second))), SendResult::Accepted);
         ASSERT_TRUE(Eventually([&] { return told != 0; })) << "the first leaves the store";
       }
+      shared->Abandon();
       shared.reset();
       EXPECT_TRUE(Eventually([&] { return told == (depth == 0 ? 1 : 2); }));
     }

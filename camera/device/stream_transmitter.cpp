@@ -1,7 +1,6 @@
 #include "camera/device/stream_transmitter.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 namespace Tarn {
@@ -22,11 +21,20 @@ StreamTransmitter::StreamTransmitter(const StreamOptions& options)
       interface_mtu_(options.interface_mtu),
       driver_(DriverFor(options)),
       observer_(options.observer),
-      store_(options.resend_depth) {}
+      store_(options.resend_depth) {
+  serving_.reserve(kMaxResends);
+}
 
 StreamCounters StreamTransmitter::Counters() const noexcept {
-  return {frames_.load(),       packets_.load(),        bytes_.load(),      resent_packets_.load(),
-          failed_sends_.load(), dropped_blocks_.load(), unreachable_.load()};
+  StreamCounters counters;
+  counters.frames = frames_;
+  counters.packets = packets_;
+  counters.bytes = bytes_;
+  counters.resent_packets = resent_packets_;
+  counters.failed_sends = failed_sends_;
+  counters.dropped_blocks = dropped_blocks_;
+  counters.unreachable = unreachable_;
+  return counters;
 }
 
 bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig& config) noexcept {
@@ -37,15 +45,19 @@ bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig
 
 void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
   const PacketForm form{config.packet_size, config.extended_ids};
-  if (form != form_) ForgetKept(gone);
+  if (form != form_) KeepAtMost(0, gone);
   if (config.HasDestination() && config.destination != config_.destination) {
     explicit_peer_.reset();
     if (!socket_.SetPeer(config.destination)) explicit_peer_ = config.destination;
   }
   socket_.SetDontFragment(config.dont_fragment);
-  pacer_.Configure(config.packet_delay, config.bytes_per_second);
   config_ = config;
   form_ = form;
+}
+
+void StreamTransmitter::SetPace(const Pace& pace) noexcept {
+  pacing_ = pace.Limited() ? static_cast<Pacing*>(&clock_pacing_) : &no_pacing_;
+  pacing_->Set(pace);
 }
 
 void StreamTransmitter::Begin(ImageBlock&& block, std::uint64_t block_id, Blocks& gone) {
@@ -61,54 +73,31 @@ void StreamTransmitter::Begin(ImageBlock&& block, std::uint64_t block_id, Blocks
   if (std::exchange(after_drop_, false)) current_->flags = StreamHeader::kAfterDropFlag;
   next_packet_ = 0;
   start_told_ = false;
+  lost_some_ = false;
+}
+
+std::size_t StreamTransmitter::PayloadSent() const noexcept {
+  const Packetiser& packets = current_->packets;
+  if (next_packet_ == 0) return 0;
+  return packets.IsData(next_packet_) ? packets.SliceOf(next_packet_).offset : current_->block.payload.Size();
 }
 
 void StreamTransmitter::Serve(const ResendRequest& request) {
-  // Ids of the other width name no block of this stream.
-  if (request.extended != form_.extended || request.first > request.last) return;
   const CutBlock* const block = FindSent(request.block_id);
-  if (const std::uint16_t refusal = RefusalFor(request, block); refusal != StreamStatus::kSuccess) {
-    // Without the newer codes a refusal means for good, and makes clients give the block up.
-    const bool comes_anyhow = block && refusal == StreamStatus::kNotYetAvailable;
-    if (config_.extended_status || !comes_anyhow) {
-      Refuse(request, config_.extended_status ? refusal : StreamStatus::kUnavailable);
-    }
-    return;
+  const RequestedBlock requested{block, block ? SentCount(*block) : 0};
+  if (const auto answer = AnswerTo(request, requested, store_, newest_block_, config_)) {
+    serving_.push_back({request, *answer});
+  } else {
+    ++finished_;
   }
-  const std::uint32_t trailer = block->packets.TrailerId();
-  // The largest id is not beyond the block: it asks for all the rest.
-  const bool beyond = request.last > trailer && request.last != std::numeric_limits<std::uint32_t>::max();
-  serving_ = Resend{request.block_id, request.first, std::min(request.last, trailer) + 1,
-                    beyond ? StreamHeader::kBeyondBlockFlag : std::uint16_t{0}, ResendDestination(request)};
 }
 
-/// Success when at least the first packet asked for can be sent again.
-/// \param block  null when not kept
-std::uint16_t StreamTransmitter::RefusalFor(const ResendRequest& request,
-                                            const CutBlock* block) const noexcept {
-  if (!block) return store_.RefusalFor(request.block_id, newest_block_, form_.extended);
-  if (request.first > block->packets.TrailerId() || block->resend_budget == 0) return StreamStatus::kGone;
-  return request.first < SentCount(*block) ? StreamStatus::kSuccess : StreamStatus::kNotYetAvailable;
+std::size_t StreamTransmitter::RoomForRequests() const noexcept {
+  return std::min(kMaxResends, GroupLimit()) - std::min(serving_.size(), std::min(kMaxResends, GroupLimit()));
 }
 
-std::optional<Endpoint> StreamTransmitter::ResendDestination(const ResendRequest& request) const noexcept {
+std::optional<Endpoint> StreamTransmitter::DestinationOf(const ResendRequest& request) const noexcept {
   return config_.resend_to_requester ? std::optional(request.requester) : std::nullopt;
-}
-
-void StreamTransmitter::Refuse(const ResendRequest& request, std::uint16_t status) {
-  StreamHeader header;
-  header.status = status;
-  header.format = StreamFormat::Payload;
-  header.extended = form_.extended;
-  header.block_id = request.block_id;
-  header.packet_id = request.first;
-  ByteWriter out(ends_[0]);
-  header.Encode(out);
-
-  StartBatch(ResendDestination(request));
-  batch_.Begin(out.Size(), 1);
-  batch_.Add(ends_[0].data(), out.Size());
-  SendGathered(std::atomic<bool>{false});
 }
 
 CutBlock* StreamTransmitter::FindSent(std::uint64_t block_id) noexcept {
@@ -121,16 +110,11 @@ std::uint32_t StreamTransmitter::SentCount(const CutBlock& block) const noexcept
   return is_current ? next_packet_ : block.packets.Count();
 }
 
-std::optional<Instant> StreamTransmitter::Due() const noexcept {
-  if (pacer_.Unlimited()) return std::nullopt;
-  return pacer_.Due();
-}
-
 void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
-  const bool resend = serving_ && (!current_ || resend_turn_);
+  const bool resend = Serving() && (!current_ || resend_turn_);
   resend_turn_ = !resend;
   if (resend) {
-    StepResend(stop);
+    StepResends(stop);
   } else {
     StepBlock(stop, gone);
   }
@@ -139,12 +123,15 @@ void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
 void StreamTransmitter::StepBlock(const std::atomic<bool>& stop, Blocks& gone) {
   if (observer_ && !std::exchange(start_told_, true)) observer_->FrameStarts(current_->packets.BlockId());
   StartBatch(std::nullopt);
-  Gather(*current_, {next_packet_, current_->packets.Count(), StreamStatus::kSuccess, current_->flags});
-  next_packet_ += static_cast<std::uint32_t>(SendGathered(stop));
+  Gather(*current_, {next_packet_, current_->packets.Count(), StreamStatus::kSuccess, current_->flags},
+         GroupLimit());
+  const BatchResult result = SendGathered(stop);
+  lost_some_ = lost_some_ || result.failed != 0;
+  next_packet_ += static_cast<std::uint32_t>(result.sent + result.failed);
   if (next_packet_ < current_->packets.Count()) return;
 
-  Add(frames_, 1);
-  if (observer_) observer_->FrameEnds(current_->packets.BlockId());
+  Add(lost_some_ ? dropped_blocks_ : frames_, 1);
+  if (observer_ && !lost_some_) observer_->FrameEnds(current_->packets.BlockId());
   KeepCurrent(gone);
 }
 
@@ -154,23 +141,45 @@ void StreamTransmitter::KeepCurrent(Blocks& gone) {
   if (evicted) gone.push_back(std::move(evicted->block));
 }
 
-void StreamTransmitter::StepResend(const std::atomic<bool>& stop) {
-  CutBlock* const block = FindSent(serving_->block_id);
-  // What was not sent yet is on its way anyhow.
-  const std::uint32_t end =
-      block && block->resend_budget != 0 ? std::min(serving_->end, SentCount(*block)) : 0;
-  if (serving_->next >= end) {
-    serving_.reset();
-    return;
+/// Requests that are answered to the same place go together.
+void StreamTransmitter::StepResends(const std::atomic<bool>& stop) {
+  const std::optional<Endpoint> destination = DestinationOf(serving_.front().request);
+  StartBatch(destination);
+  std::size_t room = std::min(kMaxResends, GroupLimit());
+  for (const Resend& resend : serving_) {
+    if (room == 0 || DestinationOf(resend.request) != destination) break;
+    room -= GatherResend(resend, room);
   }
-  StartBatch(serving_->destination);
+  const BatchResult result = SendGathered(stop);
+  CountResent(result.sent + result.failed);
+}
+
+/// Returns the packets gathered; none when the block is gone meanwhile.
+std::size_t StreamTransmitter::GatherResend(const Resend& resend, std::size_t most) {
+  if (resend.answer.IsRefusal()) return GatherRefusal(resend) ? 1 : 0;
+  const CutBlock* const block = FindSent(resend.request.block_id);
+  if (!block) return 0;
   const auto status = config_.extended_status ? StreamStatus::kResent : StreamStatus::kSuccess;
-  const auto flags = static_cast<std::uint16_t>(block->flags | serving_->flags | StreamHeader::kResendFlag);
-  Gather(*block, {serving_->next, end, status, flags});
-  const std::size_t sent = SendGathered(stop);
-  Add(resent_packets_, sent);
-  block->resend_budget -= std::min<std::uint64_t>(block->resend_budget, sent);
-  serving_->next += static_cast<std::uint32_t>(sent);
+  return Gather(*block, {resend.answer.first, resend.answer.end, status, resend.answer.flags}, most);
+}
+
+/// \param done  packets, in the order in which they were gathered
+void StreamTransmitter::CountResent(std::size_t done) noexcept {
+  while (!serving_.empty()) {
+    ResendAnswer& answer = serving_.front().answer;
+    CutBlock* const block = answer.IsRefusal() ? nullptr : FindSent(serving_.front().request.block_id);
+    const std::size_t left = answer.IsRefusal() ? 1 : block ? answer.end - answer.first : 0;
+    const std::size_t here = std::min(done, left);
+    if (block) {
+      answer.first += static_cast<std::uint32_t>(here);
+      block->resend_budget -= std::min<std::uint64_t>(block->resend_budget, here);
+      Add(resent_packets_, here);
+    }
+    if (here < left) return;
+    done -= here;
+    serving_.erase(serving_.begin());
+    ++finished_;
+  }
 }
 
 void StreamTransmitter::DropCurrent(Blocks& gone) {
@@ -182,15 +191,16 @@ void StreamTransmitter::DropCurrent(Blocks& gone) {
   KeepCurrent(gone);
 }
 
-void StreamTransmitter::DropKept(Blocks& gone) {
-  ForgetKept(gone);
-  newest_block_ = 0;
-  after_drop_ = false;
+void StreamTransmitter::KeepAtMost(std::size_t count, Blocks& gone) {
+  while (store_.Count() > count) gone.push_back(std::move(store_.TakeOldest()->block));
 }
 
-void StreamTransmitter::ForgetKept(Blocks& gone) {
-  serving_.reset();
-  while (std::optional<CutBlock> oldest = store_.TakeOldest()) gone.push_back(std::move(oldest->block));
+void StreamTransmitter::Forget(Blocks& gone) {
+  KeepAtMost(0, gone);
+  finished_ += serving_.size();
+  serving_.clear();
+  newest_block_ = 0;
+  after_drop_ = false;
 }
 
 void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t packet_size) {
@@ -214,6 +224,8 @@ bool StreamTransmitter::UsesTrains() const noexcept {
 
 void StreamTransmitter::StartBatch(const std::optional<Endpoint>& destination) noexcept {
   batch_.Clear(UsesTrains() ? Train::kMaxSegments : 1);
+  headers_used_ = 0;
+  ends_used_ = 0;
   if (destination) {
     batch_.SetDestination(*destination);
   } else if (explicit_peer_) {
@@ -223,50 +235,75 @@ void StreamTransmitter::StartBatch(const std::optional<Endpoint>& destination) n
   }
 }
 
-std::size_t StreamTransmitter::GroupLimit(const PacketForm& form) const noexcept {
+std::size_t StreamTransmitter::GroupLimit() const noexcept {
   if (train_refused_) return 1;
-  return pacer_.Unlimited() ? kMaxGroup : std::min(kMaxGroup, pacer_.GroupPackets(form.packet_size));
+  return std::min(kMaxGroup, pacing_->GroupPackets(form_.packet_size + kFrameOverhead));
 }
 
-void StreamTransmitter::Gather(const CutBlock& block, const Range& range) noexcept {
+/// Returns the packets that found room.
+std::size_t StreamTransmitter::Gather(const CutBlock& block, const Range& range, std::size_t most) noexcept {
   const Packetiser& packets = block.packets;
   const PayloadLayout& payload = block.block.payload;
   const std::size_t header_size = packets.Form().HeaderSize();
   const std::size_t max_pieces = 1 + payload.MaxPieces(packets.Form().DataBytes());
   const DataHeader header = packets.DataHeaders(range.status, range.flags);
-  const auto count = std::min<std::size_t>(range.end - range.first, GroupLimit(packets.Form()));
-  std::uint8_t* at = headers_.data();
-  const std::uint32_t end = range.first + static_cast<std::uint32_t>(count);
-  for (std::uint32_t id = range.first; id < end; ++id) {
+  const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(range.end - range.first, most));
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint32_t id = range.first + i;
     if (!packets.IsData(id)) {
-      GatherEnd(block, id, range);
+      if (!GatherEnd(block, id, range)) return i;
       continue;
     }
     const Packetiser::Slice slice = packets.SliceOf(id);
-    if (!batch_.Begin(header_size + slice.size, max_pieces)) return;
+    if (!batch_.Begin(header_size + slice.size, max_pieces)) return i;
+    std::uint8_t* const at = headers_.data() + headers_used_;
+    headers_used_ += header_size;
     header.Write(at, id);
     batch_.Add(at, header_size);
-    at += header_size;
     payload.ForEachPiece(slice.offset, slice.size,
                          [this](const std::uint8_t* bytes, std::size_t size) { batch_.Add(bytes, size); });
   }
+  return count;
 }
 
-void StreamTransmitter::GatherEnd(const CutBlock& block, std::uint32_t id, const Range& range) noexcept {
-  auto& bytes = ends_[id == 0 ? 0 : 1];
+/// False when there is no room.
+bool StreamTransmitter::GatherEnd(const CutBlock& block, std::uint32_t id, const Range& range) noexcept {
+  if (ends_used_ == ends_.size()) return false;
+  auto& bytes = ends_[ends_used_];
   const std::size_t size = block.packets.EncodeEnd(id, range.status, range.flags, bytes);
-  if (batch_.Begin(size, 1)) batch_.Add(bytes.data(), size);
+  if (!batch_.Begin(size, 1)) return false;
+  batch_.Add(bytes.data(), size);
+  ++ends_used_;
+  return true;
 }
 
-/// Returns the packets that are done with.
-std::size_t StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexcept {
+/// False when there is no room.
+bool StreamTransmitter::GatherRefusal(const Resend& resend) noexcept {
+  if (ends_used_ == ends_.size()) return false;
+  StreamHeader header;
+  header.status = resend.answer.status;
+  header.format = StreamFormat::Payload;
+  header.extended = form_.extended;
+  header.block_id = resend.request.block_id;
+  header.packet_id = resend.answer.first;
+  ByteWriter out(ends_[ends_used_]);
+  header.Encode(out);
+  if (!batch_.Begin(out.Size(), 1)) return false;
+  batch_.Add(ends_[ends_used_++].data(), out.Size());
+  return true;
+}
+
+BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexcept {
   const BatchResult result = SendBatch(socket_, batch_, stop);
   const std::size_t done = result.sent + result.failed;
   Add(packets_, result.sent);
   Add(bytes_, result.sent_bytes);
   Add(failed_sends_, result.failed);
   Add(unreachable_, result.unreachable);
-  if (!pacer_.Unlimited()) pacer_.Sent(Now(), done, result.sent_bytes + done * kDatagramOverhead);
+  if (pacing_ != &no_pacing_) {
+    pacing_->Sent(Now(), done,
+                  result.sent_bytes + result.failed_bytes + done * (kDatagramOverhead + kFrameOverhead));
+  }
 
   // A refusal may as well be the destination's fault: the train's first packet is tried alone, and trains are
   // given up for good when that works.
@@ -276,7 +313,7 @@ std::size_t StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
     if (result.sent != 0) driver_ = StreamDriver::Socket;
     train_refused_ = false;
   }
-  return done;
+  return result;
 }
 
 }  // namespace Tarn

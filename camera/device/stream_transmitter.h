@@ -1,17 +1,21 @@
 #pragma once
 
-/// Sends one block after the other, group of packets by group of packets, and serves resends in between.
+/// Sends one block after the other, group of packets by group of packets, and packets again in between.
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
-#include "camera/device/stream_channel.h"
-#include "camera/engine/stream/pacer.h"
+#include "camera/device/frame_observer.h"
+#include "camera/device/stream_options.h"
+#include "camera/engine/stream/pacing.h"
 #include "camera/engine/stream/packetiser.h"
+#include "camera/engine/stream/resend_answer.h"
 #include "camera/engine/stream/resend_store.h"
 #include "camera/engine/stream/stream_config.h"
 #include "camera/net/datagram_batch.h"
@@ -39,44 +43,60 @@ class StreamTransmitter {
   /// Requires: not Sending().
   void Apply(const StreamConfig& config, Blocks& gone);
 
+  /// From the next group of packets on.
+  void SetPace(const Pace& pace) noexcept;
+
   /// Starts a block; what cannot be sent goes at once.
   /// Requires: not Sending().
   void Begin(ImageBlock&& block, std::uint64_t block_id, Blocks& gone);
   bool Sending() const noexcept { return current_.has_value(); }
+  /// The block that is being sent.
+  /// Requires: Sending().
+  ImageBlock& Current() noexcept { return current_->block; }
+  /// Bytes at the start of the current block's payload that are needed for resends only.
+  std::size_t PayloadSent() const noexcept;
 
-  /// Starts to answer a request.
-  /// Requires: not Serving().
+  /// Takes a request; empty when nothing is to be sent for it.
   void Serve(const ResendRequest& request);
-  bool Serving() const noexcept { return serving_.has_value(); }
+  bool Serving() const noexcept { return !serving_.empty(); }
+  /// Requests that one step may answer, with as many packets as a step has.
+  std::size_t RoomForRequests() const noexcept;
+  /// Requests that were answered to their end, since the last call.
+  std::size_t TakeFinished() noexcept { return std::exchange(finished_, 0); }
 
-  /// When the next Step may be made; empty: at once.
-  std::optional<Instant> Due() const noexcept;
+  /// When the next Step may be made; may have passed.
+  Instant Due() const noexcept { return pacing_->Due(); }
+  /// There was nothing to send until now.
+  void Start(Instant now) noexcept { pacing_->Start(now); }
 
-  /// Sends the next group of packets, of the block or of the resend in turn.
+  /// Sends the next group of packets, of the block or those that are asked for again, in turn.
   /// Requires: Sending() or Serving().
   /// \param stop  set by others: return soon
   void Step(const std::atomic<bool>& stop, Blocks& gone);
 
   /// Gives up the current block, if any.
   void DropCurrent(Blocks& gone);
-  /// Forgets all kept blocks, oldest first, and what was sent before: ids begin anew.
-  void DropKept(Blocks& gone);
+  /// Forgets kept blocks, oldest first, until at most `count` are left.
+  void KeepAtMost(std::size_t count, Blocks& gone);
+  /// Forgets all kept blocks and what was sent before: ids begin anew.
+  void Forget(Blocks& gone);
 
-  /// One datagram of test data, `packet_size` bytes with its IP and UDP headers, not to be fragmented. Errors
-  /// of the network are swallowed.
+  /// One datagram of test data, `packet_size` bytes with its IP and UDP headers, not to be fragmented. Errors of the
+  /// network are swallowed.
   void SendTestPacket(const Endpoint& destination, std::size_t packet_size);
 
  private:
-  /// Packets of one sendmmsg at most; with trains of 1500-byte packets that is half a megabyte. Twice 176, so
-  /// that full trains of 44 are cut; 176 cost a hundredth more, 500 no less (measured, bench/stream_send).
+  /// Packets of one sendmmsg at most; with trains of 1500-byte packets that is half a megabyte. Twice 176, so that full
+  /// trains of 44 are cut; 176 cost a hundredth more, 500 no less (measured, bench/stream_send).
   static constexpr std::size_t kMaxGroup = 352;
+  /// Leaders, trailers and refusals of one sendmmsg.
+  static constexpr std::size_t kMaxEnds = 64;
+  /// Packets that are sent again with one sendmmsg: a live image waits no longer for them.
+  static constexpr std::size_t kMaxResends = 64;
 
   struct Resend {
-    std::uint64_t block_id = 0;
-    std::uint32_t next = 0;
-    std::uint32_t end = 0;
-    std::uint16_t flags = 0;
-    std::optional<Endpoint> destination;  // empty: where the stream goes
+    ResendRequest request;
+    ResendAnswer answer;
   };
 
   struct Range {
@@ -93,20 +113,20 @@ class StreamTransmitter {
 
   void StepBlock(const std::atomic<bool>& stop, Blocks& gone);
   void KeepCurrent(Blocks& gone);
-  void StepResend(const std::atomic<bool>& stop);
-  std::optional<Endpoint> ResendDestination(const ResendRequest& request) const noexcept;
-  void Refuse(const ResendRequest& request, std::uint16_t status);
-  std::uint16_t RefusalFor(const ResendRequest& request, const CutBlock* block) const noexcept;
-  void ForgetKept(Blocks& gone);
+  void StepResends(const std::atomic<bool>& stop);
+  std::size_t GatherResend(const Resend& resend, std::size_t most);
+  void CountResent(std::size_t done) noexcept;
+  std::optional<Endpoint> DestinationOf(const ResendRequest& request) const noexcept;
   CutBlock* FindSent(std::uint64_t block_id) noexcept;
   std::uint32_t SentCount(const CutBlock& block) const noexcept;
 
   bool UsesTrains() const noexcept;
   void StartBatch(const std::optional<Endpoint>& destination) noexcept;
-  std::size_t GroupLimit(const PacketForm& form) const noexcept;
-  void Gather(const CutBlock& block, const Range& range) noexcept;
-  void GatherEnd(const CutBlock& block, std::uint32_t id, const Range& range) noexcept;
-  std::size_t SendGathered(const std::atomic<bool>& stop) noexcept;
+  std::size_t GroupLimit() const noexcept;
+  std::size_t Gather(const CutBlock& block, const Range& range, std::size_t most) noexcept;
+  bool GatherEnd(const CutBlock& block, std::uint32_t id, const Range& range) noexcept;
+  bool GatherRefusal(const Resend& resend) noexcept;
+  BatchResult SendGathered(const std::atomic<bool>& stop) noexcept;
 
   StreamSocket socket_;
   const std::size_t interface_mtu_;
@@ -117,20 +137,28 @@ class StreamTransmitter {
   StreamConfig config_{};
   PacketForm form_;
   std::optional<Endpoint> explicit_peer_;  // set when the socket could not be connected to the destination
-  Pacer pacer_;
+
+  Pace pace_;
+  NoPacing no_pacing_;
+  ClockPacing clock_pacing_;
+  Pacing* pacing_ = &no_pacing_;  // one of these
 
   std::optional<CutBlock> current_;
   std::uint32_t next_packet_ = 0;   // of the current block
   bool start_told_ = false;         // its start, to the observer
+  bool lost_some_ = false;          // of its packets
   std::uint64_t newest_block_ = 0;  // id of the block begun last
   bool after_drop_ = false;         // the block before was not sent to its end
-  std::optional<Resend> serving_;
+  std::vector<Resend> serving_;
+  std::size_t finished_ = 0;
   bool resend_turn_ = true;
   ResendStore store_;
 
   DatagramBatch batch_;
   std::array<std::uint8_t, kMaxGroup * StreamHeader::kExtendedSize> headers_;
-  std::array<std::array<std::uint8_t, Packetiser::kMaxEndSize>, 2> ends_;  // leader, trailer
+  std::array<std::array<std::uint8_t, Packetiser::kMaxEndSize>, kMaxEnds> ends_;
+  std::size_t headers_used_ = 0;  // bytes
+  std::size_t ends_used_ = 0;
 
   std::atomic<std::uint64_t> frames_{0};
   std::atomic<std::uint64_t> packets_{0};

@@ -69,6 +69,7 @@ BatchResult SendBatch(DatagramOutput& output, DatagramBatch& batch, const std::a
         break;
     }
     result.failed += train.segments;
+    result.failed_bytes += train.bytes;
     ++next;
     retries = 0;
   }

@@ -28,8 +28,9 @@ class DatagramOutput {
 /// with.
 struct BatchResult {
   std::size_t sent = 0;
-  std::size_t failed = 0;       ///< the system refused them; they are lost
-  std::size_t sent_bytes = 0;   ///< UDP payload
+  std::size_t failed = 0;      ///< the system refused them; they are lost
+  std::size_t sent_bytes = 0;  ///< UDP payload
+  std::size_t failed_bytes = 0;
   std::size_t unreachable = 0;  ///< reports that nobody takes them, about these datagrams or earlier ones
   bool train_refused = false;   ///< the next datagrams stand in a train that the system does not take
 };

@@ -79,10 +79,12 @@ StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
   config.resend_to_requester =
       StreamChannelBits::ResendDestination::Get(memory.Load32(Bootstrap::kStreamChannelConfiguration)) != 0;
   config.resend_client = primary;
-  config.packet_delay = Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
+  config.pace.packet_delay =
+      Nanoseconds(memory.Load32(Bootstrap::kStreamPacketDelay));  // a tick is a nanosecond
   if (memory.Load32(ManufacturerRegister::kThroughputLimitMode) != 0) {
-    config.bytes_per_second = memory.Load64(ManufacturerRegister::kThroughputLimit);
+    config.pace.bytes_per_second = memory.Load64(ManufacturerRegister::kThroughputLimit);
   }
+  config.adaptive_rate = memory.Load32(ManufacturerRegister::kStreamRateMode) != 0;
   return config;
 }
 

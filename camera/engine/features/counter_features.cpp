@@ -21,10 +21,9 @@ constexpr Counter kEventCounters[] = {
 };
 
 constexpr Counter kStreamCounters[] = {
-    {"DeviceStreamFrames", ManufacturerRegister::kStreamFrames, "",
-     "Frames sent to their end since the start"},
+    {"DeviceStreamFrames", ManufacturerRegister::kStreamFrames, "", "Frames sent whole since the start"},
     {"DeviceStreamDroppedFrames", ManufacturerRegister::kStreamDroppedFrames, "",
-     "Frames taken from the program and not sent to their end"},
+     "Frames taken from the program and not sent whole"},
     {"DeviceStreamPackets", ManufacturerRegister::kStreamPackets, "",
      "Stream packets sent, resends included"},
     {"DeviceStreamBytes", ManufacturerRegister::kStreamBytes, "B",
@@ -32,9 +31,16 @@ constexpr Counter kStreamCounters[] = {
     {"DeviceStreamResentPackets", ManufacturerRegister::kStreamResentPackets, "",
      "Stream packets sent again on the client's request"},
     {"DeviceStreamFailedPackets", ManufacturerRegister::kStreamFailedPackets, "",
-     "Stream packets that the system refused: no address, no route, or no room for too long"},
+     "Stream packets that could not be sent: no link, no address, no route, a firewall, or no room for too "
+     "long"},
     {"DeviceStreamUnreachable", ManufacturerRegister::kStreamUnreachable, "",
      "Times that the network reported that nobody takes the stream"},
+    {"DeviceStreamQueueFull", ManufacturerRegister::kStreamQueueFull, "",
+     "Times that the link's queue had no room for a packet, and the stream waited"},
+    {"DeviceStreamRefusedImages", ManufacturerRegister::kStreamRefusedImages, "",
+     "Images not taken from the program because earlier ones were still to be sent"},
+    {"DeviceStreamDroppedRequests", ManufacturerRegister::kStreamDroppedRequests, "",
+     "Requests for packets that were dropped because too many waited"},
 };
 
 void AddCounter(FeatureBuilder& add, const Counter& counter) {

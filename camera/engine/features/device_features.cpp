@@ -62,6 +62,31 @@ void AddTimestamp(FeatureBuilder& add) {
   AddRelated(value, NodeList::Invalidator, latch, nullptr);
 }
 
+void AddStreamRate(FeatureBuilder& add) {
+  const NodePtr mode =
+      add.Value("DeviceStreamRateModeValue", ManufacturerRegister::kStreamRateMode, 4, ReadWrite);
+  add.Enumeration(
+      "DeviceStreamRateMode", mode, {{"Constant", 0}, {"Adaptive", 1}}, Expert,
+      "Whether frames leave at the limit, or are spread over the time until the next and slowed down for "
+      "clients that lose packets");
+  Unit(add.IntRegister("DeviceStreamRate", ManufacturerRegister::kStreamRate, 8, Expert,
+                       "Rate that the stream keeps to at present, Ethernet framing included; 0: not limited"),
+       "Bps");
+  add.Enumeration("DeviceStreamState",
+                  add.Value("DeviceStreamStateValue", ManufacturerRegister::kStreamState, 4, ReadOnly),
+                  {{"Closed", 0},
+                   {"Open", 1},
+                   {"NoLink", 2},
+                   {"NoAddress", 3},
+                   {"Refused", 4},
+                   {"Unreachable", 5},
+                   {"Failing", 6}},
+                  Expert, "What becomes of the stream's packets");
+  // The program's affair: no category leads to them.
+  add.Value("StreamThreadPriority", ManufacturerRegister::kStreamThreadPriority, 4, ReadWrite);
+  add.Value("StreamThreadProcessors", ManufacturerRegister::kStreamThreadProcessors, 8, ReadWrite);
+}
+
 void AddLink(FeatureBuilder& add, bool has_stream) {
   Limited(
       ReadOnlyNode(add.Integer("DeviceLinkSelector", std::int64_t{0}, Beginner, "Link that is described")),
@@ -86,6 +111,7 @@ void AddLink(FeatureBuilder& add, bool has_stream) {
   // Below a hundred kilobytes per second a single image takes longer than clients wait.
   Limited(Unit(add.Integer("DeviceLinkThroughputLimit", limit, Expert, "Largest rate of the stream"), "Bps"),
           std::int64_t{100'000}, std::int64_t{100'000'000'000});
+  AddStreamRate(add);
 }
 
 }  // namespace

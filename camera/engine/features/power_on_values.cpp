@@ -13,9 +13,10 @@ namespace {
 
 constexpr std::uint32_t kDefaultPacket = 1500;
 
+/// Of what the wire carries, a part is left to commands and to others: a link that is full makes them wait behind images.
 /// \param link_speed  bytes per second; 0: unknown
 std::uint64_t DefaultThroughput(std::uint64_t link_speed) {
-  return link_speed != 0 ? link_speed : kDefaultThroughput;
+  return link_speed != 0 ? link_speed / 100 * 95 : kDefaultThroughput;
 }
 
 }  // namespace

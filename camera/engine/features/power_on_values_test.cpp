@@ -19,9 +19,9 @@ TEST(PowerOnValues, TheThroughputLimitFollowsTheLinkUntilAnotherIsChosen) {
     FillNetwork(memory, network, {true, 1500, false});
     return memory.Load64(ManufacturerRegister::kThroughputLimit);
   };
-  EXPECT_EQ(limit_on(10'000), 10 * kGigabit);
+  EXPECT_EQ(limit_on(10'000), 9.5 * kGigabit);
   EXPECT_EQ(limit_on(0), kGigabit) << "a link that does not tell its speed";
-  EXPECT_EQ(limit_on(100'000), 100 * kGigabit);
+  EXPECT_EQ(limit_on(100'000), 95 * kGigabit);
   memory.Store64(ManufacturerRegister::kThroughputLimit, 7);
   EXPECT_EQ(limit_on(1'000), 7);
 }

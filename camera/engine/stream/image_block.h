@@ -30,6 +30,9 @@ class BlockOwner {
     return *this;
   }
 
+  /// Whether somebody is still to be told.
+  explicit operator bool() const noexcept { return released_ != nullptr; }
+
   /// Calls out, once. The function must not throw.
   void Release() noexcept {
     if (const Released released = std::exchange(released_, nullptr)) released(context_);

@@ -34,6 +34,8 @@ class ResendStore {
  public:
   explicit ResendStore(std::size_t depth) : ring_(depth) {}
 
+  std::size_t Count() const noexcept { return count_; }
+
   /// Returns the block that had to make room; the new one itself when the depth is 0.
   std::optional<CutBlock> Keep(CutBlock&& block);
 

@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "camera/engine/stream/block_ids.h"
-#include "camera/engine/stream/resend_queue.h"
+#include "camera/engine/stream/resend_requests.h"
 #include "camera/engine/stream/resend_store.h"
 
 namespace Tarn {
@@ -67,24 +67,35 @@ ResendRequest Request(std::uint64_t block, std::uint32_t first, std::uint32_t la
   return {{0x7F000001, 5000}, block, first, last, false};
 }
 
-TEST(ResendQueue, DropsRepeatsForAWhileAndWhatDoesNotFit) {
-  ResendQueue queue;
+TEST(ResendRequests, MergesAndDropsWhatIsOnItsWay) {
+  using enum ResendRequests::Taken;
+  ResendRequests requests;
   const Instant start{1s};
-  EXPECT_TRUE(queue.Push(Request(1, 10, 20), start));
-  EXPECT_FALSE(queue.Push(Request(1, 10, 20), start + 1ms)) << "the same again";
-  EXPECT_FALSE(queue.Push(Request(1, 12, 14), start + 1ms)) << "a part of it";
-  EXPECT_TRUE(queue.Push(Request(1, 12, 21), start + 1ms)) << "more than was asked for";
-  EXPECT_TRUE(queue.Push(Request(2, 10, 20), start + 1ms)) << "another block";
-  EXPECT_TRUE(queue.Push(Request(1, 10, 20), start + 20ms)) << "the client's own repeat";
-  EXPECT_EQ(queue.Pop()->last, 20u);
-  EXPECT_EQ(queue.Pop()->last, 21u);
-  queue.Clear();
-  EXPECT_FALSE(queue.Pop());
+  const struct {
+    ResendRequest request;
+    ResendRequests::Taken taken;
+  } rows[] = {{Request(1, 10, 20), Queued},   {Request(1, 12, 14), Repeated}, {Request(1, 21, 21), Queued},
+              {Request(1, 5, 12), Queued},    {Request(2, 10, 20), Queued},   {Request(1, 30, ~0u), Queued},
+              {Request(1, 90, 95), Repeated}, {Request(1, 5, 21), Repeated}};
+  for (const auto& row : rows) EXPECT_EQ(requests.Push(row.request, start), row.taken) << row.request.first;
+  EXPECT_EQ(requests.Take()->first, 5u);
+  EXPECT_EQ(requests.Push(Request(1, 5, 5), start + 1s), Repeated) << "it is being answered";
+  EXPECT_EQ(requests.Push(Request(1, 22, 25), start), Queued) << "what is being answered does not grow";
+  EXPECT_EQ(requests.Take()->block_id, 2u);
+  requests.Finish(1, start + 2s);
+  EXPECT_EQ(requests.Push(Request(1, 7, 7), start + 2s + 50us), Repeated) << "it left just now";
+  EXPECT_EQ(requests.Push(Request(1, 7, 7), start + 2s + 300us), Queued) << "the client's own repeat";
+  EXPECT_EQ(requests.Take()->last, ~0u);
+  EXPECT_EQ(requests.Take()->first, 22u);
+  EXPECT_EQ(requests.Take()->first, 7u);
+  EXPECT_FALSE(requests.Take());
+  requests.Clear();
 
-  std::size_t taken = 0;
-  for (std::uint32_t i = 0; i < 1000; ++i) taken += queue.Push(Request(3, i, i), start + 1s) ? 1u : 0u;
-  EXPECT_EQ(taken, ResendQueue::kCapacity);
-  for (std::uint32_t i = 0; i < taken; ++i) EXPECT_EQ(queue.Pop()->first, i);
+  std::size_t queued = 0;
+  for (std::uint32_t i = 0; i < 1000; ++i)
+    queued += requests.Push(Request(3, 2 * i, 2 * i), start) == Queued ? 1u : 0u;
+  EXPECT_EQ(queued, ResendRequests::kCapacity);
+  for (std::uint32_t i = 0; i < queued; ++i) EXPECT_EQ(requests.Take()->first, 2 * i);
 }
 
 }  // namespace

@@ -4,22 +4,22 @@
 
 #include <cstdint>
 
-#include "camera/base/clock.h"
 #include "camera/base/endpoint.h"
+#include "camera/engine/stream/pacing.h"
 
 namespace Tarn {
 
-/// Settings of one stream channel. A block is sent with one of these from leader to trailer.
+/// Settings of one stream channel. A block is sent with one of these from leader to trailer, its pace excepted.
 struct StreamConfig {
-  Endpoint destination;                ///< SCDA and SCP; incomplete (address or port 0): nothing is sent
-  std::uint16_t packet_size = 1500;    ///< bytes on the wire with IP, UDP and stream headers
-  bool dont_fragment = false;          ///< the IP don't-fragment bit on every packet
-  bool extended_ids = false;           ///< 64-bit block ids and the long header
-  bool extended_status = false;        ///< resends and refusals carry the newer status codes
-  bool resend_to_requester = false;    ///< resends go where the request came from, not to `destination`
-  std::uint32_t resend_client = 0;     ///< only requests from this address are served
-  Nanoseconds packet_delay{0};         ///< from the start of a packet to the start of the next
-  std::uint64_t bytes_per_second = 0;  ///< limit for the channel, headers included; 0: none
+  Endpoint destination;              ///< SCDA and SCP; incomplete (address or port 0): nothing is sent
+  std::uint16_t packet_size = 1500;  ///< bytes on the wire with IP, UDP and stream headers
+  bool dont_fragment = false;        ///< the IP don't-fragment bit on every packet
+  bool extended_ids = false;         ///< 64-bit block ids and the long header
+  bool extended_status = false;      ///< resends and refusals carry the newer status codes
+  bool resend_to_requester = false;  ///< resends go where the request came from, not to `destination`
+  std::uint32_t resend_client = 0;   ///< only requests from this address are served
+  Pace pace;                         ///< the most that is allowed; holds within blocks too
+  bool adaptive_rate = false;        ///< within the pace, the stream finds its rate itself (RateControl)
 
   bool HasDestination() const noexcept { return destination.address != 0 && destination.port != 0; }
   friend bool operator==(const StreamConfig&, const StreamConfig&) = default;
