@@ -17,6 +17,7 @@
 #include <memory>
 #include <sstream>
 
+#include "camera/net/ethtool.h"
 #include "camera/net/owned_fd.h"
 
 namespace Tarn {
@@ -62,13 +63,6 @@ unsigned MtuOf(const std::string& name) {
   return static_cast<unsigned>(request.ifr_mtu);
 }
 
-unsigned SpeedOf(const std::string& name) {
-  // Virtual interfaces give -1 or refuse to be read.
-  std::ifstream file("/sys/class/net/" + name + "/speed");
-  long speed = 0;
-  return file >> speed && speed > 0 ? static_cast<unsigned>(speed) : 0;
-}
-
 /// The subnet's last address, which the system routes as broadcast on every interface, loopback included, and
 /// whether or not a broadcast address was configured. Subnets of one or two addresses have none.
 std::uint32_t BroadcastOf(const Interface& made) {
@@ -87,7 +81,7 @@ Interface Describe(const ifaddrs& entry, const ifaddrs* first) {
   made.broadcast = BroadcastOf(made);
   made.mac = MacOf(made.name, first);
   made.mtu = MtuOf(made.name);
-  made.speed_mbit = SpeedOf(made.name);
+  made.speed_mbit = LinkSpeedOf(made.name);
   std::ifstream routes("/proc/net/route");
   made.gateway = DefaultGateway(routes, made.name);
   return made;
