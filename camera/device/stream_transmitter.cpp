@@ -11,7 +11,8 @@ namespace {
 StreamDriver DriverFor(const StreamOptions& options) {
   const bool wanted = options.driver == StreamDriver::Filter ||
                       (options.driver == StreamDriver::Auto && options.hardware_interface);
-  return wanted && SegmentationWorks(options.local_address) ? StreamDriver::Filter : StreamDriver::Socket;
+  return wanted && SegmentationWorks(options.local_address, options.local_address) ? StreamDriver::Filter
+                                                                                   : StreamDriver::Socket;
 }
 
 }  // namespace
@@ -218,7 +219,7 @@ void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t 
 
 bool StreamTransmitter::UsesTrains() const noexcept {
   // Segments are never fragmented, so larger packets have to go alone.
-  return driver_.load(std::memory_order_relaxed) == StreamDriver::Filter && !train_refused_ &&
+  return driver_.load(std::memory_order_relaxed) == StreamDriver::Filter && !train_refused_ && !queue_full_ &&
          form_.packet_size <= interface_mtu_;
 }
 
@@ -300,6 +301,7 @@ BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
   Add(bytes_, result.sent_bytes);
   Add(failed_sends_, result.failed);
   Add(unreachable_, result.unreachable);
+  queue_full_ = result.queue_full != 0;
   if (pacing_ != &no_pacing_) {
     pacing_->Sent(Now(), done,
                   result.sent_bytes + result.failed_bytes + done * (kDatagramOverhead + kFrameOverhead));

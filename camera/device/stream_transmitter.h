@@ -132,6 +132,7 @@ class StreamTransmitter {
   const std::size_t interface_mtu_;
   std::atomic<StreamDriver> driver_;
   const std::shared_ptr<FrameObserver> observer_;  // may be null
+  bool queue_full_ = false;                        // in the last group; the next goes packet by packet
   bool train_refused_ = false;  // in the last group; the next is a packet alone and decides
 
   StreamConfig config_{};

@@ -10,6 +10,7 @@
 
 #include "camera/net/interface_list.h"
 #include "camera/net/socket_address.h"
+#include "camera/net/socket_options.h"
 
 namespace Tarn {
 namespace {
@@ -21,8 +22,7 @@ OwnedFd UdpSocket() noexcept {
 }
 
 bool Enable(const OwnedFd& socket, int level, int option) noexcept {
-  const int on = 1;
-  return ::setsockopt(socket.Get(), level, option, &on, sizeof on) == 0;
+  return SetOption(socket.Get(), level, option, 1);
 }
 
 bool Bind(const OwnedFd& socket, Endpoint to) noexcept {
@@ -39,6 +39,7 @@ OwnedFd UnicastSocket(Endpoint local) {
         errno, std::generic_category(),
         "cannot bind " + DottedAddress(local.address) + " port " + std::to_string(local.port));
   }
+  SendBeforeStreams(socket.Get());
   return socket;
 }
 

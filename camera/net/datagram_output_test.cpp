@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 namespace Tarn {
@@ -48,10 +50,20 @@ class ScriptedOutput final : public DatagramOutput {
     for (int i = 0; i < answer; ++i) taken.push_back(messages[i].msg_hdr.msg_iov[0].iov_len);
     return answer;
   }
-  void WaitWritable(std::chrono::milliseconds) noexcept override { ++waits; }
+  void WaitWritable(std::chrono::microseconds) noexcept override { ++waits; }
+  void Pause(std::chrono::microseconds time) noexcept override {
+    ++waits;
+    longest_pause = std::max(longest_pause, time);
+  }
+  bool DrainErrors(NetworkReports& counts) noexcept override {
+    counts.unreachable += reports > 0;
+    return reports-- > 0;
+  }
 
   std::vector<std::size_t> taken;  ///< size of the first piece of each message
   int waits = 0;
+  std::chrono::microseconds longest_pause{0};
+  int reports = 0;  ///< that wait; errors of the script that they explain are not the datagram's
   bool repeat_last = false;
 
  private:
@@ -77,47 +89,76 @@ TEST(SendBatch, GoesOnAfterWhatTheSystemAnswers) {
   const struct {
     const char* what;
     std::vector<int> script;
-    std::size_t sent, failed;
+    int reports;
     int waits;
     std::vector<std::size_t> taken;
+    std::size_t unreachable, queue_full, refused, too_large;
   } rows[] = {
-      {"all at once", {}, 5, 0, 0, {1, 2, 3, 4, 5}},
-      {"in parts", {2, 1}, 5, 0, 0, {1, 2, 3, 4, 5}},
-      {"socket full, then not", {2, -EAGAIN, -ENOBUFS, 1}, 5, 0, 2, {1, 2, 3, 4, 5}},
-      {"a client that is gone", {1, -ECONNREFUSED}, 5, 0, 0, {1, 2, 3, 4, 5}},
-      {"one that cannot be sent", {1, -EPERM}, 4, 1, 0, {1, 3, 4, 5}},
-      {"one too long", {-EMSGSIZE}, 4, 1, 0, {2, 3, 4, 5}},
-      {"no way at all", {-ENETUNREACH, -ENETUNREACH, -ENETUNREACH, -ENETUNREACH, -ENETUNREACH}, 0, 5, 0, {}},
+      {"all at once", {}, 0, 0, {1, 2, 3, 4, 5}, 0, 0, 0, 0},
+      {"in parts", {2, 1}, 0, 0, {1, 2, 3, 4, 5}, 0, 0, 0, 0},
+      {"full, then not", {2, -EAGAIN, -ENOBUFS, 1}, 0, 2, {1, 2, 3, 4, 5}, 0, 1, 0, 0},
+      {"a client that is gone", {-ECONNREFUSED}, 1, 0, {1, 2, 3, 4, 5}, 1, 0, 0, 0},
+      {"the same, noticed in between", {1}, 1, 0, {1, 2, 3, 4, 5}, 1, 0, 0, 0},
+      {"three reports in a row",
+       {-EHOSTUNREACH, -ECONNREFUSED, -EMSGSIZE},
+       3,
+       0,
+       {1, 2, 3, 4, 5},
+       3,
+       0,
+       0,
+       0},
+      {"an error whose report was lost", {-ECONNREFUSED}, 0, 0, {1, 2, 3, 4, 5}, 0, 0, 0, 0},
+      {"one that cannot be sent", {1, -EPERM}, 0, 0, {1, 3, 4, 5}, 0, 0, 1, 0},
+      {"a prohibiting route", {-EACCES, 1, -EACCES}, 0, 0, {2, 4, 5}, 0, 0, 2, 0},
+      {"one too long", {-EMSGSIZE, -EMSGSIZE}, 0, 0, {2, 3, 4, 5}, 0, 0, 0, 1},
+      {"no way at all", std::vector<int>(10, -ENETUNREACH), 0, 0, {}, 5, 0, 0, 0},
   };
   for (const auto& row : rows) {
     ScriptedOutput output(row.script);
+    output.reports = row.reports;
     const auto batch = Singles();
     const BatchResult result = SendBatch(output, *batch, kGoOn);
-    EXPECT_EQ(result.sent, row.sent) << row.what;
-    EXPECT_EQ(result.failed, row.failed) << row.what;
-    EXPECT_EQ(output.waits, row.waits) << row.what;
+    const std::size_t bytes = std::accumulate(row.taken.begin(), row.taken.end(), std::size_t{0});
     EXPECT_EQ(output.taken, row.taken) << row.what;
+    EXPECT_EQ(result.sent, row.taken.size()) << row.what;
+    EXPECT_EQ(result.sent_bytes, bytes) << row.what;
+    EXPECT_EQ(result.failed, 5 - row.taken.size()) << row.what;
+    EXPECT_EQ(result.failed_bytes, 15 - bytes) << row.what;
+    EXPECT_EQ(output.waits, row.waits) << row.what;
+    EXPECT_EQ(result.unreachable, row.unreachable) << row.what;
+    EXPECT_EQ(result.queue_full, row.queue_full) << row.what;
+    EXPECT_EQ(result.refused, row.refused) << row.what;
+    EXPECT_EQ(result.too_large, row.too_large) << row.what;
   }
 }
 
-TEST(SendBatch, EndsAlthoughTheSocketStaysFullOrBroken) {
+TEST(SendBatch, WaitsWhileSomethingMovesAndNotForEver) {
   for (const int error : {EAGAIN, ENOBUFS, ECONNREFUSED, EINTR}) {
-    ScriptedOutput output({-error});
-    output.repeat_last = true;
-    const auto batch = Singles();
-    const BatchResult result = SendBatch(output, *batch, kGoOn);
-    EXPECT_EQ(result.failed, 5u) << error;
-    EXPECT_EQ(result.unreachable != 0, error == ECONNREFUSED) << error;
-    EXPECT_LE(output.waits, 100) << error;
+    ScriptedOutput stuck({-error});
+    stuck.repeat_last = true;
+    stuck.reports = 1000;
+    EXPECT_EQ(SendBatch(stuck, *Singles(), kGoOn).failed, 5u) << error;
+    EXPECT_LE(stuck.waits, 40) << error;
+    EXPECT_LE(stuck.longest_pause, std::chrono::milliseconds(5)) << error;
+
+    // Nearly as long for each datagram as the stuck one waits for all.
+    std::vector<int> slow;
+    for (int i = 0; i < 5; ++i) {
+      slow.insert(slow.end(), error == EAGAIN || error == ENOBUFS ? 20 : 2, -error);
+      slow.push_back(1);
+    }
+    ScriptedOutput moving(slow);
+    moving.reports = 1000;
+    EXPECT_EQ(SendBatch(moving, *Singles(), kGoOn).sent, 5u) << error;
   }
   const std::atomic<bool> stop{true};
   ScriptedOutput output({});
-  const auto batch = Singles();
-  EXPECT_EQ(SendBatch(output, *batch, stop).sent, 0u);
+  EXPECT_EQ(SendBatch(output, *Singles(), stop).sent, 0u);
 }
 
-TEST(SendBatch, ReportsARefusedTrainAndLosesNothingOfIt) {
-  for (const int error : {EIO, EINVAL, EOPNOTSUPP, EMSGSIZE}) {
+TEST(SendBatch, LeavesATrainThatWasNotTakenToTheCaller) {
+  for (const int error : {EIO, EINVAL, EOPNOTSUPP, EMSGSIZE, ENOBUFS}) {
     DatagramBatch batch;
     batch.Clear(Train::kMaxSegments);
     for (const std::size_t size : {5u, 10u, 10u, 10u, 3u}) {  // a leader, and a train that the short one ends
@@ -125,9 +166,10 @@ TEST(SendBatch, ReportsARefusedTrainAndLosesNothingOfIt) {
       batch.Add(kBytes.data(), size);
     }
     ASSERT_EQ(batch.MessageCount(), 2u);
-    ScriptedOutput output({1, -error});
+    ScriptedOutput output({1, -error, -error});
     const BatchResult result = SendBatch(output, batch, kGoOn);
-    EXPECT_TRUE(result.train_refused) << error;
+    EXPECT_EQ(result.train_refused, error != ENOBUFS) << error;
+    EXPECT_EQ(result.queue_full, error == ENOBUFS ? 1u : 0u) << error;
     EXPECT_EQ(result.sent, 1u) << error;
     EXPECT_EQ(result.failed, 0u) << error;
   }

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "camera/net/socket_address.h"
+#include "camera/net/socket_options.h"
 
 namespace Tarn {
 
@@ -21,8 +22,8 @@ MessageSocket::MessageSocket(std::uint32_t local_address)
   }
   local_port_ = FromSocketAddress(local).port;
   // A wish: without it the system's routes choose where groups are reached.
-  static_cast<void>(
-      ::setsockopt(fd_.Get(), IPPROTO_IP, IP_MULTICAST_IF, &local.sin_addr, sizeof local.sin_addr));
+  static_cast<void>(SetOption(fd_.Get(), IPPROTO_IP, IP_MULTICAST_IF, local.sin_addr));
+  SendBeforeStreams(fd_.Get());
 }
 
 void MessageSocket::Send(ByteView bytes, Endpoint to) noexcept {

@@ -1,26 +1,34 @@
 #include "camera/net/stream_socket.h"
 
+#include <linux/errqueue.h>
+#include <linux/filter.h>
 #include <netinet/in.h>
+#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <memory>
+#include <optional>
+#include <thread>
 
+#include "camera/base/clock.h"
+#include "camera/net/ethtool.h"
 #include "camera/net/socket_address.h"
+#include "camera/net/socket_options.h"
+#include "camera/net/stream_route.h"
 
 namespace Tarn {
 namespace {
 
-/// Room for a few trains; the system cuts the wish down to its limit.
+/// Room for a few trains. Without the right to more, the system cuts the wish down to its limit.
 constexpr int kSendBufferBytes = 1 << 20;
 
-void SetOption(int fd, int level, int name, int value) noexcept {
-  // Wishes, not conditions: the socket sends without them too.
-  static_cast<void>(::setsockopt(fd, level, name, &value, sizeof value));
-}
+/// That are taken at a time.
+constexpr int kMaxReports = 64;
 
 /// Throws: std::system_error.
 OwnedFd NewSocket() {
@@ -40,14 +48,65 @@ std::uint16_t BindTo(const OwnedFd& fd, std::uint32_t address) {
   return FromSocketAddress(local).port;
 }
 
+/// The kernel throws away what comes in before it takes memory for it; reports take another way.
+void ReceiveNothing(const OwnedFd& fd) noexcept {
+  sock_filter keep_no_byte{BPF_RET | BPF_K, 0, 0, 0};
+  static_cast<void>(SetOption(fd.Get(), SOL_SOCKET, SO_ATTACH_FILTER, sock_fprog{1, &keep_no_byte}));
+}
+
+/// The next report in the socket's error queue; empty when there is none.
+std::optional<sock_extended_err> TakeReport(int fd) noexcept {
+  alignas(cmsghdr) std::array<std::uint8_t, 256> control{};
+  msghdr message{};
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  if (::recvmsg(fd, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) return std::nullopt;
+  sock_extended_err report{};
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    if (part->cmsg_level != IPPROTO_IP || part->cmsg_type != IP_RECVERR) continue;
+    std::memcpy(&report, CMSG_DATA(part), sizeof report);
+  }
+  return report;
+}
+
+/// On sockets of its own between two addresses of this machine.
+/// Throws: std::system_error.
+bool TrainArrivesCut(std::uint32_t from, std::uint32_t to) {
+  constexpr std::size_t kSegment = 64;
+  StreamSocket sender(from);
+  const OwnedFd receiver = NewSocket();
+  if (!sender.SetPeer({to, BindTo(receiver, to)})) return false;
+  const std::array<std::uint8_t, 2 * kSegment> bytes{};
+  auto batch = std::make_unique<DatagramBatch>();
+  batch->Clear(2);
+  for (std::size_t i = 0; i < 2; ++i) {
+    batch->Begin(kSegment, 1);
+    batch->Add(bytes.data() + i * kSegment, kSegment);
+  }
+  const std::atomic<bool> stop{false};
+  bool works = SendBatch(sender, *batch, stop).sent == 2;
+  for (int i = 0; works && i < 2; ++i) {
+    std::array<std::uint8_t, 4 * kSegment> received;
+    pollfd poll_fd{receiver.Get(), POLLIN, 0};
+    works = ::poll(&poll_fd, 1, 100) == 1 &&
+            ::recv(receiver.Get(), received.data(), received.size(), 0) == static_cast<ssize_t>(kSegment);
+  }
+  return works;
+}
+
 }  // namespace
 
 StreamSocket::StreamSocket(std::uint32_t local_address)
     : fd_(NewSocket()), local_port_(BindTo(fd_, local_address)) {
-  SetOption(fd_.Get(), SOL_SOCKET, SO_SNDBUF, kSendBufferBytes);
-  SetOption(fd_.Get(), SOL_SOCKET, SO_BROADCAST, 1);
-  const in_addr interface = ToSocketAddress({local_address, 0}).sin_addr;
-  static_cast<void>(::setsockopt(fd_.Get(), IPPROTO_IP, IP_MULTICAST_IF, &interface, sizeof interface));
+  const int fd = fd_.Get();
+  if (!SetOption(fd, SOL_SOCKET, SO_SNDBUFFORCE, kSendBufferBytes)) {
+    static_cast<void>(SetOption(fd, SOL_SOCKET, SO_SNDBUF, kSendBufferBytes));
+  }
+  static_cast<void>(SetOption(fd, SOL_SOCKET, SO_BROADCAST, 1));
+  // Also makes the kernel tell of datagrams that its own queues had no room for, which else count as sent.
+  static_cast<void>(SetOption(fd, IPPROTO_IP, IP_RECVERR, 1));
+  static_cast<void>(SetOption(fd, IPPROTO_IP, IP_MULTICAST_IF, ToSocketAddress({local_address, 0}).sin_addr));
+  ReceiveNothing(fd_);
   SetDontFragment(false);
 }
 
@@ -61,40 +120,51 @@ bool StreamSocket::SetPeer(const Endpoint& peer) noexcept {
 void StreamSocket::SetDontFragment(bool on) noexcept {
   // Probe rather than Do: what an ICMP message claims about the path must not change the packet size that the
   // client chose. The default mode would set the bit on some packets and not on trains.
-  SetOption(fd_.Get(), IPPROTO_IP, IP_MTU_DISCOVER, on ? IP_PMTUDISC_PROBE : IP_PMTUDISC_DONT);
+  const int mode = on ? IP_PMTUDISC_PROBE : IP_PMTUDISC_DONT;
+  static_cast<void>(SetOption(fd_.Get(), IPPROTO_IP, IP_MTU_DISCOVER, mode));
+}
+
+void StreamSocket::SetPacingRate(std::uint64_t bytes_per_second) noexcept {
+  static_cast<void>(SetOption(fd_.Get(), SOL_SOCKET, SO_MAX_PACING_RATE, bytes_per_second));
 }
 
 int StreamSocket::SendMessages(mmsghdr* messages, unsigned count) noexcept {
   return ::sendmmsg(fd_.Get(), messages, count, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
-void StreamSocket::WaitWritable(std::chrono::milliseconds timeout) noexcept {
+void StreamSocket::WaitWritable(std::chrono::microseconds timeout) noexcept {
+  const Instant end = Now() + timeout;
   pollfd poll_fd{fd_.Get(), POLLOUT, 0};
-  static_cast<void>(::poll(&poll_fd, 1, static_cast<int>(timeout.count())));
+  const timespec longest{0, std::chrono::nanoseconds(timeout).count()};
+  const int ready = ::ppoll(&poll_fd, 1, &longest, nullptr);
+  // A report that comes in ends the poll, but makes no room.
+  if (ready > 0 && (poll_fd.revents & POLLOUT) == 0) std::this_thread::sleep_until(end);
 }
 
-bool SegmentationWorks(std::uint32_t local_address) noexcept {
-  constexpr std::size_t kSegment = 64;
+void StreamSocket::Pause(std::chrono::microseconds time) noexcept { std::this_thread::sleep_for(time); }
+
+bool StreamSocket::DrainErrors(NetworkReports& reports) noexcept {
+  bool from_network = false;
+  for (int count = 0; count < kMaxReports; ++count) {
+    const std::optional<sock_extended_err> report = TakeReport(fd_.Get());
+    if (!report) break;
+    if (report->ee_origin == SO_EE_ORIGIN_ICMP) {
+      from_network = true;
+      // What a router claims about the size of packets is not taken up, see SetDontFragment.
+      if (report->ee_errno != EMSGSIZE) ++reports.unreachable;
+    } else if (report->ee_origin == SO_EE_ORIGIN_LOCAL && report->ee_errno == EMSGSIZE) {
+      reports.mtu = report->ee_info;
+    }
+  }
+  return from_network;
+}
+
+bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept {
   try {
-    StreamSocket sender(local_address);
-    const OwnedFd receiver = NewSocket();
-    if (!sender.SetPeer({local_address, BindTo(receiver, local_address)})) return false;
-    const std::array<std::uint8_t, 2 * kSegment> bytes{};
-    auto batch = std::make_unique<DatagramBatch>();
-    batch->Clear(2);
-    for (std::size_t i = 0; i < 2; ++i) {
-      batch->Begin(kSegment, 1);
-      batch->Add(bytes.data() + i * kSegment, kSegment);
-    }
-    const std::atomic<bool> stop{false};
-    bool works = SendBatch(sender, *batch, stop).sent == 2;
-    for (int i = 0; works && i < 2; ++i) {
-      std::array<std::uint8_t, 4 * kSegment> received;
-      pollfd poll_fd{receiver.Get(), POLLIN, 0};
-      works = ::poll(&poll_fd, 1, 100) == 1 &&
-              ::recv(receiver.Get(), received.data(), received.size(), 0) == static_cast<ssize_t>(kSegment);
-    }
-    return works;
+    const std::optional<StreamRoute> route = RouteOf(local_address, destination);
+    if (!route) return false;
+    if (route->local) return TrainArrivesCut(local_address, destination);
+    return SetOption(NewSocket().Get(), SOL_UDP, UDP_SEGMENT, 1000) && OffloadsChecksums(route->interface);
   } catch (const std::exception&) {
     return false;
   }

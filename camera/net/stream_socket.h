@@ -1,6 +1,6 @@
 #pragma once
 
-/// The UDP socket that stream packets leave from.
+/// The UDP socket that stream packets leave from, and nothing comes in.
 
 #include <cstdint>
 
@@ -27,16 +27,27 @@ class StreamSocket final : public DatagramOutput {
   /// carry no such bit, longer ones are fragmented.
   void SetDontFragment(bool on) noexcept;
 
+  /// The rate at which the queues below send what the socket gave them, where these pace (StreamRoute).
+  /// \param bytes_per_second  with Ethernet, IP and UDP headers; ~0 for none
+  void SetPacingRate(std::uint64_t bytes_per_second) noexcept;
+
   int SendMessages(mmsghdr* messages, unsigned count) noexcept override;
-  void WaitWritable(std::chrono::milliseconds timeout) noexcept override;
+  void WaitWritable(std::chrono::microseconds timeout) noexcept override;
+  void Pause(std::chrono::microseconds time) noexcept override;
+  bool DrainErrors(NetworkReports& reports) noexcept override;
 
  private:
   OwnedFd fd_;
   std::uint16_t local_port_ = 0;
 };
 
-/// Tries whether a train sent from this address arrives as single datagrams. Touches nobody else's traffic.
-/// Returns false also when there are no sockets for the trial.
-bool SegmentationWorks(std::uint32_t local_address) noexcept;
+/// Whether trains from this address arrive at that one as single datagrams.
+///
+/// Within this machine a train is sent and received, on sockets of its own. To others nothing is sent: the kernel
+/// has to know trains, and the interface of the route to complete checksums, without which many kernels
+/// refuse trains. What other machines, tunnels and encryption on the way make of that shows with the first train,
+/// which they refuse (BatchResult::train_refused).
+/// Returns false also when there is no route at present, or no socket for the trial.
+bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept;
 
 }  // namespace Tarn
