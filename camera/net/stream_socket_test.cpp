@@ -18,6 +18,11 @@ constexpr std::uint32_t kLoopback = 0x7F00'0001;
 constexpr std::uint32_t kOwn = 0x0A09'0001;  // 10.9.0.1
 const std::atomic<bool> kGoOn{false};
 
+/// An interface with kOwn and, behind it, the next address, where nobody answers. Nothing else is sent there.
+const std::string kPair =
+    "ip link add v0 type veth peer name v1; for i in v0 v1; do ip link set $i up addrgenmode none; done;"
+    "ip address add 10.9.0.1/24 dev v0; ip neigh add 10.9.0.2 lladdr 02:00:00:00:00:02 dev v0;";
+
 struct Traffic {
   std::size_t count;
   std::size_t size;
@@ -75,88 +80,79 @@ TEST(StreamSocket, HearsThatNobodyListensAndNothingElse) {
 
 TEST(StreamSocket, WaitsForAQueueThatIsFull) {
   // A shaper that holds two packets of ours.
-  InNetwork(
-      "ip link add v0 type veth peer name v1; ip link set v0 up; ip link set v1 up;"
-      "ip address add 10.9.0.1/24 dev v0; ip neigh add 10.9.0.2 lladdr 02:00:00:00:00:02 dev v0;"
-      "tc qdisc add dev v0 root tbf rate 8mbit burst 1600 limit 3000",
-      [] {
-        StreamSocket socket(kOwn);
-        ASSERT_TRUE(socket.SetPeer({kOwn + 1, 5000}));
-        const BatchResult slow = Send(socket, {50, 1000});
-        EXPECT_EQ(slow.sent, 50u);
-        EXPECT_NE(slow.queue_full, 0u);
-        const BatchResult train = Send(socket, {20, 1000, 20});
-        EXPECT_EQ(train.sent + train.failed, 0u);
-        EXPECT_EQ(train.queue_full, 1u);
-        // Slower than the patience lasts: a packet takes most of a second.
-        ASSERT_EQ(std::system("tc qdisc replace dev v0 root tbf rate 8kbit burst 1600 limit 3000"), 0);
-        const BatchResult stuck = Send(socket, {50, 1000});
-        EXPECT_EQ(stuck.sent + stuck.failed, 50u);
-        EXPECT_GT(stuck.failed, 40u);
-        EXPECT_EQ(stuck.failed_bytes, stuck.failed * 1000);
-      });
+  InNetwork(kPair + "tc qdisc add dev v0 root tbf rate 8mbit burst 1600 limit 3000", [] {
+    StreamSocket socket(kOwn);
+    ASSERT_TRUE(socket.SetPeer({kOwn + 1, 5000}));
+    const BatchResult slow = Send(socket, {50, 1000});
+    EXPECT_EQ(slow.sent, 50u);
+    EXPECT_NE(slow.queue_full, 0u);
+    // Slower than the patience lasts: a packet takes most of a second.
+    ASSERT_EQ(std::system("tc qdisc replace dev v0 root tbf rate 8kbit burst 1600 limit 3000"), 0);
+    const BatchResult stuck = Send(socket, {50, 1000});
+    EXPECT_EQ(stuck.sent + stuck.failed, 50u);
+    EXPECT_GT(stuck.failed, 40u);
+    EXPECT_EQ(stuck.failed_bytes, stuck.failed * 1000);
+    const BatchResult train = Send(socket, {20, 1000, 20});
+    EXPECT_EQ(train.sent + train.failed, 0u);
+    EXPECT_EQ(train.queue_full, 1u);
+  });
 }
 
 TEST(StreamSocket, TellsWhatTheHostRefuses) {
-  InNetwork(
-      "ip link add v0 type veth peer name v1; ip link set v0 up; ip link set v1 up;"
-      "ip address add 10.9.0.1/24 dev v0; ip neigh add 10.9.0.2 lladdr 02:00:00:00:00:02 dev v0;"
-      "ip route add unreachable 10.6.0.0/24; ip route add prohibit 10.5.0.0/24;"
-      "nft 'add table t; add chain t c { type filter hook output priority 0; };"
-      "add rule t c ip daddr 10.9.0.3 drop'",
-      [] {
-        StreamSocket socket(kOwn);
-        socket.SetDontFragment(true);
-        const struct {
-          std::uint32_t to;
-          std::size_t size, failed, unreachable, refused, too_large;
-          unsigned mtu;
-        } rows[] = {
-            {kOwn + 1, 1472, 0, 0, 0, 0, 0},    {kOwn + 2, 100, 4, 0, 4, 0, 0},
-            {0x0A05'0001, 100, 4, 0, 4, 0, 0},  {0x0A06'0001, 100, 4, 4, 0, 0, 0},
-            {kOwn + 1, 1473, 4, 0, 0, 4, 1500},
-        };
-        const std::vector<std::uint8_t> bytes(65536);
-        for (const auto& row : rows) {
-          SCOPED_TRACE(testing::Message() << DottedAddress(row.to) << ", " << row.size << " bytes");
-          DatagramBatch batch;
-          batch.Clear(1);
-          batch.SetDestination({row.to, 5000});
-          for (int i = 0; i < 4; ++i) {
-            batch.Begin(row.size, 1);
-            batch.Add(bytes.data(), row.size);
-          }
-          const BatchResult result = SendBatch(socket, batch, kGoOn);
-          EXPECT_EQ(result.failed, row.failed);
-          EXPECT_EQ(result.sent, 4 - row.failed);
-          EXPECT_EQ(result.unreachable, row.unreachable);
-          EXPECT_EQ(result.refused, row.refused);
-          EXPECT_EQ(result.too_large, row.too_large);
-          EXPECT_EQ(result.mtu, row.mtu);
-        }
-      });
+  InNetwork(kPair +
+                "ip route add unreachable 10.6.0.0/24; ip route add prohibit 10.5.0.0/24;"
+                "nft 'add table t; add chain t c { type filter hook output priority 0; };"
+                "add rule t c ip daddr 10.9.0.3 drop'",
+            [] {
+              StreamSocket socket(kOwn);
+              socket.SetDontFragment(true);
+              const struct {
+                std::uint32_t to;
+                std::size_t size, failed, unreachable, refused, too_large;
+                unsigned mtu;
+              } rows[] = {
+                  {kOwn + 1, 1472, 0, 0, 0, 0, 0},    {kOwn + 2, 100, 4, 0, 4, 0, 0},
+                  {0x0A05'0001, 100, 4, 0, 4, 0, 0},  {0x0A06'0001, 100, 4, 4, 0, 0, 0},
+                  {kOwn + 1, 1473, 4, 0, 0, 4, 1500},
+              };
+              const std::vector<std::uint8_t> bytes(65536);
+              for (const auto& row : rows) {
+                SCOPED_TRACE(testing::Message() << DottedAddress(row.to) << ", " << row.size << " bytes");
+                DatagramBatch batch;
+                batch.Clear(1);
+                batch.SetDestination({row.to, 5000});
+                for (int i = 0; i < 4; ++i) {
+                  batch.Begin(row.size, 1);
+                  batch.Add(bytes.data(), row.size);
+                }
+                const BatchResult result = SendBatch(socket, batch, kGoOn);
+                EXPECT_EQ(result.failed, row.failed);
+                EXPECT_EQ(result.sent, 4 - row.failed);
+                EXPECT_EQ(result.unreachable, row.unreachable);
+                EXPECT_EQ(result.refused, row.refused);
+                EXPECT_EQ(result.too_large, row.too_large);
+                EXPECT_EQ(result.mtu, row.mtu);
+              }
+            });
 }
 
 TEST(StreamSocket, SendsTrainsWhereTheyArriveCut) {
   EXPECT_TRUE(SegmentationWorks(kLoopback, kLoopback + 1));
   EXPECT_FALSE(SegmentationWorks(kLoopback, 0xCB00'7101)) << "loopback leads nowhere else";
-  InNetwork(
-      "ip link add v0 type veth peer name v1; ip link set v0 up; ip link set v1 up;"
-      "ip address add 10.9.0.1/24 dev v0; ip neigh add 10.9.0.2 lladdr 02:00:00:00:00:02 dev v0",
-      [] {
-        const auto packets = [] {
-          std::ifstream counters("/proc/thread-self/net/dev");
-          std::string line;
-          while (std::getline(counters, line) && line.find("v0:") == std::string::npos) continue;
-          return line;
-        };
-        const std::string before = packets();
-        EXPECT_TRUE(SegmentationWorks(kOwn, kOwn + 1));
-        EXPECT_EQ(packets(), before) << "nothing went out";
-        ASSERT_EQ(std::system("ethtool -K v0 tx off > /dev/null"), 0);
-        EXPECT_FALSE(SegmentationWorks(kOwn, kOwn + 1));
-        EXPECT_TRUE(SegmentationWorks(kOwn, kOwn));
-      });
+  InNetwork(kPair, [] {
+    const auto packets = [] {
+      std::ifstream counters("/proc/thread-self/net/dev");
+      std::string line;
+      while (std::getline(counters, line) && line.find("v0:") == std::string::npos) continue;
+      return line;
+    };
+    const std::string before = packets();
+    EXPECT_TRUE(SegmentationWorks(kOwn, kOwn + 1));
+    EXPECT_EQ(packets(), before) << "nothing went out";
+    ASSERT_EQ(std::system("ethtool -K v0 tx off > /dev/null"), 0);
+    EXPECT_FALSE(SegmentationWorks(kOwn, kOwn + 1));
+    EXPECT_TRUE(SegmentationWorks(kOwn, kOwn));
+  });
 }
 
 }  // namespace
