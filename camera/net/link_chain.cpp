@@ -21,6 +21,9 @@ constexpr std::size_t kMaxChain = 8;
 constexpr std::array<std::string_view, 5> kOnOneLower{"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
 constexpr std::array<std::string_view, 2> kOnSeveral{"bond", "team"};
 
+// Source: Linux, the callers of skb_gso_segment in net/sched.
+constexpr std::array<std::string_view, 4> kTrainCutters{"tbf", "cake", "netem", "taprio"};
+
 template <std::size_t N>
 bool IsOneOf(const std::array<std::string_view, N>& kinds, const std::string& kind) {
   return std::ranges::find(kinds, kind) != kinds.end();
@@ -91,6 +94,12 @@ std::vector<LinkRecord> LinkChain(const std::vector<LinkRecord>& links, unsigned
     chain.push_back(*at);
   }
   return chain;
+}
+
+bool QueueCutsTrains(const std::vector<QueueRecord>& queues, unsigned link) {
+  return std::ranges::any_of(queues, [link](const QueueRecord& queue) {
+    return queue.link == link && IsOneOf(kTrainCutters, queue.kind);
+  });
 }
 
 bool QueuePaces(const std::vector<QueueRecord>& queues, unsigned link) {

@@ -43,6 +43,10 @@ LinkRecord ReadLink(ByteView message);
 /// it, and links whose lower one is in another namespace. Empty when there is no such link.
 std::vector<LinkRecord> LinkChain(const std::vector<LinkRecord>& links, unsigned index);
 
+/// Whether one of the link's queueing disciplines cuts trains itself. Such a one takes a train of which it has room
+/// for the first packet, and drops the rest without a word.
+bool QueueCutsTrains(const std::vector<QueueRecord>& queues, unsigned link);
+
 /// Whether the link's queueing discipline sends a socket's packets at the socket's pacing rate.
 bool QueuePaces(const std::vector<QueueRecord>& queues, unsigned link);
 

@@ -8,7 +8,7 @@
 
 namespace Tarn {
 
-LinkWatch::LinkWatch() : kernel_(RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE) {}
+LinkWatch::LinkWatch() : kernel_(RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_TC) {}
 
 bool LinkWatch::Drain() noexcept {
   bool changed = false;

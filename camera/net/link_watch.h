@@ -6,7 +6,7 @@
 
 namespace Tarn {
 
-/// Of links, their IPv4 addresses and routes. What changed is not told: ask anew. Costs nothing between changes.
+/// Of links, their IPv4 addresses, routes and queues: of all that StreamRoute tells. What changed is not told: ask anew. Costs nothing between changes.
 /// Threads: one at a time. Sees the network namespace of the thread that made it.
 class LinkWatch {
  public:

@@ -55,9 +55,11 @@ StreamRoute DescribeRoute(const std::vector<LinkRecord>& chain, const std::vecto
   route.device = chain.back().name;
   route.hardware = chain.back().has_parent;
   route.up = std::ranges::all_of(chain, &LinkRecord::up);
-  // A packet belongs to its socket in all of them.
-  route.kernel_paces =
-      std::ranges::any_of(chain, [&](const LinkRecord& link) { return QueuePaces(queues, link.index); });
+  for (const LinkRecord& link : chain) {
+    // A packet belongs to its socket in all of them.
+    route.kernel_paces = route.kernel_paces || QueuePaces(queues, link.index);
+    route.cuts_trains = route.cuts_trains || QueueCutsTrains(queues, link.index);
+  }
   return route;
 }
 

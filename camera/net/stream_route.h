@@ -21,6 +21,7 @@ struct StreamRoute {
   bool local = false;         ///< the destination is an address of this machine
   bool hardware = false;      ///< the device is hardware, or what a hypervisor shows as such
   bool kernel_paces = false;  ///< the queues on the way send at a socket's pacing rate
+  bool cuts_trains = false;   ///< one of them cuts trains itself, and loses parts of them without a word
 };
 
 /// The route that packets from `local_address` to `destination` take at present, both in host order; groups

@@ -47,7 +47,7 @@ TEST(StreamRoute, FollowsVirtualLinksDown) {
                                         {6, 0, kRoot, "fq_codel"},
                                         {8, 0, kRoot, "noqueue"},
                                         {9, 0x10000, kRoot, "htb"},
-                                        {9, 0x20000, 0x10001, "fq"}};
+                                        {9, 0x20000, 0x10001, "tbf"}};
   const struct {
     unsigned index;
     const char* device;
@@ -66,6 +66,7 @@ TEST(StreamRoute, FollowsVirtualLinksDown) {
     EXPECT_EQ(route.up, row.up) << route.interface;
     EXPECT_EQ(route.hardware, row.hardware) << route.interface;
     EXPECT_EQ(route.kernel_paces, row.paces) << route.interface;
+    EXPECT_EQ(route.cuts_trains, route.device == "br0") << route.interface;
   }
   EXPECT_TRUE(LinkChain(links, 17).empty());
 }

@@ -162,7 +162,7 @@ bool StreamSocket::DrainErrors(NetworkReports& reports) noexcept {
 bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept {
   try {
     const std::optional<StreamRoute> route = RouteOf(local_address, destination);
-    if (!route) return false;
+    if (!route || route->cuts_trains) return false;
     if (route->local) return TrainArrivesCut(local_address, destination);
     return SetOption(NewSocket().Get(), SOL_UDP, UDP_SEGMENT, 1000) && OffloadsChecksums(route->interface);
   } catch (const std::exception&) {

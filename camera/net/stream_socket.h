@@ -43,10 +43,10 @@ class StreamSocket final : public DatagramOutput {
 
 /// Whether trains from this address arrive at that one as single datagrams.
 ///
-/// Within this machine a train is sent and received, on sockets of its own. To others nothing is sent: the kernel
-/// has to know trains, and the interface of the route to complete checksums, without which many kernels
-/// refuse trains. What other machines, tunnels and encryption on the way make of that shows with the first train,
-/// which they refuse (BatchResult::train_refused).
+/// Not where a queue on the way loses parts of them (StreamRoute::cuts_trains). Within this machine a train is
+/// sent and received, on sockets of its own. To others nothing is sent: the kernel has to know trains, and the
+/// interface of the route to complete checksums, without which many kernels refuse trains. What tunnels and
+/// encryption on the way think of them shows with the first train (BatchResult::train_refused).
 /// Returns false also when there is no route at present, or no socket for the trial.
 bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept;
 

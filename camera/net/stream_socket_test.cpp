@@ -95,6 +95,8 @@ TEST(StreamSocket, WaitsForAQueueThatIsFull) {
     const BatchResult train = Send(socket, {20, 1000, 20});
     EXPECT_EQ(train.sent + train.failed, 0u);
     EXPECT_EQ(train.queue_full, 1u);
+    EXPECT_FALSE(SegmentationWorks(kOwn, kOwn + 1))
+        << "with room for one packet the rest would go lost unseen";
   });
 }
 
