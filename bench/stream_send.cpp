@@ -71,9 +71,9 @@ void Compare(StreamDriver driver, std::uint16_t packet_size, std::size_t image_s
   StreamOptions options;
   options.local_address = kLoopback;
   options.driver = driver;
-  options.interface_mtu = 65536;
   options.resend_depth = depth;
-  StreamChannel channel(options);
+  const auto shared = StreamChannel::Open(options);
+  StreamChannel& channel = *shared;
   StreamConfig config;
   config.destination = {kLoopback, ntohs(sink.address.sin_port)};
   config.packet_size = packet_size;
@@ -83,7 +83,8 @@ void Compare(StreamDriver driver, std::uint16_t packet_size, std::size_t image_s
   const auto send = [&] {
     ImageBlock block;
     block.payload = PayloadLayout::Contiguous(image);
-    channel.Send(std::move(block));
+    while (channel.Send(std::move(block)) == SendResult::NoPlace) {
+    }
   };
 
   std::vector<double> ours, raw;
@@ -91,6 +92,7 @@ void Compare(StreamDriver driver, std::uint16_t packet_size, std::size_t image_s
     raw.push_back(BytesPerCpuSecond(image_size, [&] { bare.Send(); }));
     ours.push_back(BytesPerCpuSecond(image_size, send));
   }
+  shared->Close();
   std::printf("%-7s %6u %9zu %6zu %12.3f %12.3f %7.3f\n",
               driver == StreamDriver::Filter ? "Filter" : "Socket", packet_size, image_size, depth,
               Median(raw) / 1e9, Median(ours) / 1e9, Median(ours) / Median(raw));

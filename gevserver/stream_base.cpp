@@ -9,6 +9,9 @@
 #include "gevserver/library/tr_gev_server.h"
 #include "gevserver/server_call.h"
 
+// An extension that other libraries need not have.
+#pragma weak GSHasImagePlace
+
 namespace Tarn::GevServer {
 
 namespace {
@@ -52,6 +55,12 @@ TR_STATUS StreamBase::SetResendBuffersCount(std::int64_t count) {
   return GSSetPacketResendBuffers(server_->Handle(), static_cast<std::int32_t>(count));
 }
 
+bool StreamBase::HasPlace() const {
+  bool has_place = true;
+  if (&GSHasImagePlace != nullptr) static_cast<void>(GSHasImagePlace(server_->Handle(), &has_place));
+  return has_place;
+}
+
 TR_STATUS StreamBase::InnerSend(std::shared_ptr<Image> image, Released released) {
   const TR_HANDLE handle = image->Handle();
   auto pending = std::make_unique<PendingRelease>(PendingRelease{std::move(image), std::move(released)});
@@ -61,14 +70,21 @@ TR_STATUS StreamBase::InnerSend(std::shared_ptr<Image> image, Released released)
   return status;
 }
 
-TR_STATUS StreamBase::TrySend(const std::shared_ptr<Image>& image) {
+void StreamBase::RequireNoResend() const {
   if (ResendBuffersCount() > 0) {
     throw std::runtime_error("Packet resend must be disabled for send without callback");
   }
-  return GSSendImage(server_->Handle(), image->Handle());
 }
 
-void StreamBase::Send(const std::shared_ptr<Image>& image) { RequireSent(TrySend(image)); }
+TR_STATUS StreamBase::TrySend(const std::shared_ptr<Image>& image) {
+  RequireNoResend();
+  return HasPlace() ? GSSendImage(server_->Handle(), image->Handle()) : TR_E_BUSY;
+}
+
+void StreamBase::Send(const std::shared_ptr<Image>& image) {
+  RequireNoResend();
+  RequireSent(GSSendImage(server_->Handle(), image->Handle()));
+}
 
 void StreamBase::RequireSent(TR_STATUS status) {
   if (status < 0) throw ReasonedError("Could not send image", LastErrorText());

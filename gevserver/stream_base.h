@@ -41,6 +41,10 @@ class StreamBase {
   /// \return the library's status; `released` is never called after a failure
   [[nodiscard]] TR_STATUS InnerSend(std::shared_ptr<Image> image, Released released);
 
+  /// Whether a send would find a place at once; else it waits some milliseconds and then fails. True where the library
+  /// does not tell.
+  bool HasPlace() const;
+
   /// Sends without a callback, possible while packet resend is off.
   /// \return the library's status
   /// Throws: std::runtime_error "Packet resend must be disabled for send without callback".
@@ -57,6 +61,8 @@ class StreamBase {
   const std::shared_ptr<ServerBase>& Server() const noexcept { return server_; }
 
  private:
+  void RequireNoResend() const;
+
   const std::shared_ptr<ServerBase> server_;
 };
 

@@ -4,6 +4,7 @@
 
 #include "binding/parent_metas.h"
 #include "binding/type_builder.h"
+#include "gevserver/library/tr_status.h"
 #include "gevserver/server_call.h"
 #include "gevserver/stream_base.h"
 #include "module/image_release.h"
@@ -46,23 +47,28 @@ TR_STATUS SendAndTell(PyObject* self, Native::StreamBase& stream, ImagePtr image
   return status;
 }
 
+/// With a stream that still sends earlier images.
+enum class Patience { None, AMoment };
+
 /// Arguments are judged here and not by the overload set: what is no image has its own text in every form.
-TR_STATUS StatusWithCallback(PyObject* self, PyObject* object, PyObject* callback) {
+TR_STATUS StatusWithCallback(PyObject* self, PyObject* object, PyObject* callback, Patience patience) {
   auto image = FromPython<ImagePtr>(object);
   const auto stream = Extract<Native::StreamBase>(self);
-  if (Py_IsNone(callback)) return SendCopy(*stream, image);
-  if (!PyCallable_Check(callback)) throw OverloadParseError();
+  const bool copy = Py_IsNone(callback);
+  if (!copy && !PyCallable_Check(callback)) throw OverloadParseError();
+  if (patience == Patience::None && !stream->HasPlace()) return TR_E_BUSY;
+  if (copy) return SendCopy(*stream, image);
   return SendAndTell(self, *stream, std::move(image), object, callback);
 }
 
 void SendWithCallback(Self self, PyObject* image, PyObject* callback) {
-  Native::StreamBase::RequireSent(StatusWithCallback(self.object, image, callback));
+  Native::StreamBase::RequireSent(StatusWithCallback(self.object, image, callback, Patience::AMoment));
 }
 
 void Send(Native::StreamBase& stream, PyObject* image) { stream.Send(FromPython<ImagePtr>(image)); }
 
 bool TrySendWithCallback(Self self, PyObject* image, PyObject* callback) {
-  return StatusWithCallback(self.object, image, callback) >= 0;
+  return StatusWithCallback(self.object, image, callback, Patience::None) >= 0;
 }
 
 bool TrySend(Native::StreamBase& stream, PyObject* image) {

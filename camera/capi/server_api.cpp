@@ -304,6 +304,13 @@ TR_STATUS GSSendImageCB(TR_HANDLE server, TR_HANDLE image, GSCallback released, 
   });
 }
 
+TR_STATUS GSHasImagePlace(TR_HANDLE server, bool* has_place) {
+  return Entry([&] {
+    const Pinned<ServerBox> box(server);
+    Output(has_place, "has_place") = box->device->HasImagePlace();
+  });
+}
+
 TR_STATUS GSGetPacketResendBuffers(TR_HANDLE server, int32_t* count) {
   return Entry([&] {
     const Pinned<ServerBox> box(server);

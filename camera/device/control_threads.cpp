@@ -8,9 +8,11 @@
 #include <utility>
 
 #include "camera/base/mutex.h"
+#include "camera/base/this_thread.h"
 #include "camera/device/device.h"
 #include "camera/device/message_channel.h"
 #include "camera/net/control_sockets.h"
+#include "camera/net/link_watch.h"
 #include "camera/net/poller.h"
 
 namespace Tarn {
@@ -31,11 +33,13 @@ class ControlThreads::Shared {
                     const std::shared_ptr<MessageChannel>& messages) {
     const MutexLock lock(self->mutex_);
     self->receiving_ = std::thread([self, device, messages] {
+      ThisThread::Name("tarn-control");
       self->ReceiveAll(*device, *messages);
       self->NoteEnd();
     });
     ++self->running_;
     self->calling_ = std::thread([self, device] {
+      ThisThread::Name("tarn-calling");
       self->CallListeners(*device);
       self->NoteEnd();
     });
@@ -113,6 +117,7 @@ class ControlThreads::Shared {
   void CallListeners(Device& device);
 
   ControlSockets sockets_;
+  LinkWatch links_;
   Wakeup wakeup_;
 
   Mutex mutex_;
@@ -137,6 +142,7 @@ void ControlThreads::Shared::ReceiveAll(Device& device, MessageChannel& messages
   for (const int fd : fds) poller.Add(fd);
   const std::size_t first_message = poller.Add(messages.Fds()[0]);
   poller.Add(messages.Fds()[1]);
+  const std::size_t links = poller.Add(links_.Fd());
   std::array<std::uint8_t, kReceiveBuffer> buffer;
   Outbox outbox;
   Instant deadline = device.Arm();
@@ -160,6 +166,7 @@ void ControlThreads::Shared::ReceiveAll(Device& device, MessageChannel& messages
     if (poller.Ready(first_message) || poller.Ready(first_message + 1) || heard >= message_deadline) {
       messages.Serve();
     }
+    if (poller.Ready(links) && links_.Drain()) device.LinksChanged(outbox);
     if (heard >= deadline) deadline = device.Advance(heard, outbox);
   }
 }

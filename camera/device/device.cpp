@@ -26,7 +26,7 @@ constexpr std::int64_t kMaxResendBuffers = 1024;
           Failure::kInvalidArgument,
           "the image has more packets than can be numbered, or packets are too small for its leader");
     case SendResult::NoPlace:
-      throw EngineError(Failure::kWrongState, "all places hold images that are still to be sent");
+      throw EngineError(Failure::kBusy, "all places hold images that are still to be sent");
     default:
       throw EngineError(Failure::kInternal, "the image was not sent");
   }
@@ -105,8 +105,6 @@ void Device::OpenSockets(const NetworkIdentity& network) {
     StreamOptions options;
     options.local_address = network.address;
     options.driver = requested_driver_;
-    options.interface_mtu = network.max_packet_size;
-    options.hardware_interface = network.hardware;
     options.resend_depth = resend_depth_;  // cannot change while starting
     options.observer = channels.messages;
     channels.stream = StreamChannel::Open(options);
@@ -259,6 +257,23 @@ Instant Device::Advance(Instant now, Outbox& outbox) {
   return deadline;
 }
 
+void Device::LinksChanged(Outbox& outbox) {
+  const Endpoint local = Local();
+  if (local.address == 0) return;
+  NetworkIdentity network;
+  try {
+    network = IdentifyNetwork(local.address);
+  } catch (const std::system_error&) {
+    return;  // the next change is heard of, too
+  }
+  Input(outbox, [&] {
+    if (state_ != State::Started) return;
+    FillLinkSpeed(tree_.Memory(), network.link_speed);
+    plane_.Functions().Stream().OnChannelWritten(plane_.Privilege().Primary().address);
+    if (channels_.stream) channels_.stream->RouteChanged();
+  });
+}
+
 Listeners Device::NextCalls(Outbox& outbox) {
   Listeners listeners;
   Input(outbox, [&] {
@@ -303,6 +318,11 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
   Input(outbox, [&] { plane_.CountFrame(*limited, Now()); });
 }
 
+bool Device::HasImagePlace() const {
+  const NodeLock lock(tree_);
+  return !channels_.stream || channels_.stream->HasPlace();
+}
+
 void Device::ShowCounters() {
   SparseMemory& memory = tree_.Memory();
   plane_.Counters().Store(memory);
@@ -324,7 +344,9 @@ void Device::ShowCounters() {
   memory.Store64(ManufacturerRegister::kStreamUnreachable, counters.unreachable);
   memory.Store64(ManufacturerRegister::kStreamRefusedImages, counters.refused_images);
   memory.Store64(ManufacturerRegister::kStreamDroppedRequests, counters.dropped_requests);
+  memory.Store64(ManufacturerRegister::kStreamQueueFull, counters.queue_full);
   memory.Store64(ManufacturerRegister::kStreamRate, channels_.stream->Rate());
+  memory.Store32(ManufacturerRegister::kStreamState, static_cast<std::uint32_t>(channels_.stream->State()));
 }
 
 Endpoint Device::Local() const {

@@ -71,6 +71,9 @@ class Device final : public TreeOwner, public std::enable_shared_from_this<Devic
   /// owner is not told then.
   void Send(const ImageMemory& image, BlockOwner owner);
 
+  /// Whether Send would not have to wait for earlier images.
+  bool HasImagePlace() const;
+
   /// Addresses; 0.0.0.0:0 where there is none.
   Endpoint Local() const;
   Endpoint Remote() const;
@@ -107,6 +110,8 @@ class Device final : public TreeOwner, public std::enable_shared_from_this<Devic
   /// \param now  up to which all datagrams were given to Receive
   /// \return as Arm
   Instant Advance(Instant now, Outbox& outbox);
+  /// The machine's links, addresses or routes changed.
+  void LinksChanged(Outbox& outbox);
   /// The listeners that are to be called next; those of the call before were called.
   Listeners NextCalls(Outbox& outbox);
 

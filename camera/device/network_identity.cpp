@@ -1,7 +1,5 @@
 #include "camera/device/network_identity.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 
 #include "camera/base/endpoint.h"
@@ -23,12 +21,6 @@ std::uint64_t MacNumber(const std::array<std::uint8_t, 6>& mac) {
   std::uint64_t number = 0;
   for (const std::uint8_t byte : mac) number = number << 8 | byte;
   return number;
-}
-
-/// Hardware interfaces have a device behind them; loopback, bridges and pairs between namespaces have none.
-bool IsHardware(const Interface& interface) {
-  struct stat info;
-  return !interface.loopback && stat(("/sys/class/net/" + interface.name + "/device").c_str(), &info) == 0;
 }
 
 /// True for the last address of a network that an interface is in.
@@ -53,7 +45,6 @@ NetworkIdentity IdentifyNetwork(std::uint32_t address) {
   network.gateway = interface->gateway;
   network.link_speed = interface->speed_mbit;
   network.max_packet_size = std::min<std::uint32_t>(interface->mtu, kLargestPacket);
-  network.hardware = IsHardware(*interface);
   const auto first = std::ranges::find(list.All(), interface->name, &Interface::name);
   if (MacNumber(interface->mac) != 0 && first->address == address) network.mac = MacNumber(interface->mac);
   return network;

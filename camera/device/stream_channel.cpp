@@ -271,7 +271,7 @@ BlockOwner StreamChannel::CopyRest() {
 // Orders.
 
 bool StreamChannel::HasOrders() const {
-  return config_changed_ || drop_current_ || drop_waiting_ != 0 || forget_ || !tests_.empty();
+  return config_changed_ || drop_current_ || drop_waiting_ != 0 || forget_ || find_route_ || !tests_.empty();
 }
 
 bool StreamChannel::HasWork() const {
@@ -311,6 +311,12 @@ void StreamChannel::FireTestPacket() {
   const MutexLock lock(mutex_);
   if (!config_.HasDestination() || tests_.size() == kMaxTests) return;
   tests_.push_back({config_.destination, config_.packet_size});
+  wake_.notify_one();
+}
+
+void StreamChannel::RouteChanged() {
+  const MutexLock lock(mutex_);
+  find_route_ = true;
   wake_.notify_one();
 }
 
@@ -413,6 +419,7 @@ bool StreamChannel::TakeOrders(Orders& orders) {
   for (std::size_t room = transmitter_.RoomForRequests(); room != 0 && !requests_.Empty(); --room) {
     orders.requests.push_back(*requests_.Take());
   }
+  orders.find_route = std::exchange(find_route_, false);
   orders.pace = PaceNow();
   orders.kept = Kept();
   return true;
@@ -443,6 +450,7 @@ void StreamChannel::Execute(Orders& orders) {
   DropUnbegun(dropped.subspan(orders.forgotten));
   transmitter_.KeepAtMost(orders.kept, gone_);
   if (orders.config) transmitter_.Apply(*orders.config, gone_);
+  if (orders.find_route) transmitter_.FindRoute();
   transmitter_.SetPace(orders.pace);
   if (orders.test) transmitter_.SendTestPacket(orders.test->destination, orders.test->packet_size);
   if (orders.begin) transmitter_.Begin(std::move(orders.begin->block), orders.begin->id, gone_);

@@ -75,6 +75,10 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   /// does not arrive is the answer. Does nothing without a complete destination.
   void FireTestPacket();
 
+  /// The network changed: the way to the destination is looked at anew.
+  void RouteChanged();
+  StreamState State() const noexcept { return transmitter_.State(); }
+
   /// Acquisition on or off. Off drops what is not sent; kept blocks can still be resent.
   void SetRunning(bool running);
 
@@ -111,6 +115,7 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
     std::size_t forgotten = 0;  ///< of the dropped, from the front: from before the channel was opened
     bool forget = false;        ///< what was sent before
     std::size_t kept = 0;       ///< at most
+    bool find_route = false;
     Pace pace;
     std::optional<StreamConfig> config;
     std::optional<Test> test;
@@ -199,6 +204,7 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   bool forget_ TARN_GUARDED_BY(mutex_) = false;           ///< what was sent
   std::size_t forget_waiting_ TARN_GUARDED_BY(mutex_) =
       0;  ///< of those to be dropped, from before that order
+  bool find_route_ TARN_GUARDED_BY(mutex_) = false;
   std::deque<Test> tests_ TARN_GUARDED_BY(mutex_);
   ResendRequests requests_ TARN_GUARDED_BY(mutex_);
 

@@ -132,7 +132,6 @@ class StreamChannelTest : public ::testing::Test {
     StreamOptions options;
     options.local_address = kLoopback;
     options.driver = driver;
-    options.interface_mtu = 65536;
     options.resend_depth = depth;
     channel = StreamChannel::Open(options);
     config.destination = receiver.Address();

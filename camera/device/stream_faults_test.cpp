@@ -63,7 +63,6 @@ std::shared_ptr<StreamChannel> OpenFilter(const StreamConfig& config) {
   StreamOptions options;
   options.local_address = kCamera;
   options.driver = StreamDriver::Filter;
-  options.interface_mtu = 65536;
   auto channel = StreamChannel::Open(options);
   channel->Configure(config);
   channel->ChannelOpened();
@@ -83,7 +82,7 @@ void SendPixels(StreamChannel& channel, const Bytes& pixels) {
   SendAllOf(channel, std::move(block));
 }
 
-TEST(StreamFaults, ARefusedTrainGoesOutPacketByPacketAndTrainsAreGivenUp) {
+TEST(StreamFaults, PacketsThatTheRouteCarriesInPiecesOnlyGoAlone) {
   InNamespace(1500, [] {
     const Bytes pixels = Pattern(100'000);
     Receiver receiver;
@@ -95,7 +94,6 @@ TEST(StreamFaults, ARefusedTrainGoesOutPacketByPacketAndTrainsAreGivenUp) {
     SendPixels(*channel, pixels);
     const std::size_t packets = (pixels.size() + 3963) / 3964;
     EXPECT_EQ(BytesOf(receiver.Arrived()), pixels.size() + 8 * packets + 44 + 16);
-    EXPECT_EQ(channel->Driver(), StreamDriver::Socket);
     EXPECT_EQ(channel->Counters().failed_sends, 0u);
   });
 }

@@ -17,13 +17,22 @@ enum class StreamDriver : std::int32_t {
   Filter = 1,  ///< the kernel cuts trains of equal packets
 };
 
+/// What becomes of the packets.
+enum class StreamState : std::uint32_t {
+  Closed = 0,       ///< no client takes the stream
+  Open = 1,         ///< the system takes them
+  NoLink = 2,       ///< the interface is down or has no carrier
+  NoRoute = 3,      ///< no way leads to the destination, or the own address is gone
+  Refused = 4,      ///< a firewall of this host forbids it
+  Unreachable = 5,  ///< the network reports that nobody takes them
+  Failing = 6,      ///< the system does not take them, for another reason
+};
+
 /// Constant while a channel is open.
 struct StreamOptions {
   std::uint32_t local_address = 0;  ///< packets leave from it
   StreamDriver driver = StreamDriver::Auto;
-  std::uint32_t interface_mtu = 1500;  ///< bytes, of the interface that has the address
-  bool hardware_interface = false;     ///< neither loopback nor virtual
-  std::size_t resend_depth = 0;        ///< sent blocks kept for resends; 0: none, and no resends
+  std::size_t resend_depth = 0;  ///< sent blocks kept for resends; 0: none, and no resends
   std::shared_ptr<FrameObserver> observer = nullptr;
 };
 
@@ -46,6 +55,7 @@ struct StreamCounters {
   std::uint64_t failed_sends = 0;      ///< datagrams that the system refused
   std::uint64_t dropped_blocks = 0;    ///< accepted, but not sent whole
   std::uint64_t unreachable = 0;       ///< reports that nobody takes the packets
+  std::uint64_t queue_full = 0;        ///< times that a queue of the host had no room
   std::uint64_t refused_images = 0;    ///< for want of a place
   std::uint64_t dropped_requests = 0;  ///< for packets, because too many waited
 };

@@ -6,22 +6,33 @@
 namespace Tarn {
 namespace {
 
-/// Trains show up uncut at packet sockets on loopback and virtual links, and some clients read through those;
-/// on real hardware the card or the driver cuts them before anybody looks.
-StreamDriver DriverFor(const StreamOptions& options) {
-  const bool wanted = options.driver == StreamDriver::Filter ||
-                      (options.driver == StreamDriver::Auto && options.hardware_interface);
-  return wanted && SegmentationWorks(options.local_address, options.local_address) ? StreamDriver::Filter
-                                                                                   : StreamDriver::Socket;
+/// Trains show up uncut at packet sockets on loopback and virtual links, and some clients read through those; on real
+/// hardware the card or the driver cuts them before anybody looks.
+StreamDriver DriverFor(StreamDriver requested, std::uint32_t local_address, const StreamRoute& route,
+                       std::uint32_t destination) {
+  const bool wanted = requested == StreamDriver::Filter ||
+                      (requested == StreamDriver::Auto && route.hardware && !route.local);
+  return wanted && SegmentationWorks(local_address, destination) ? StreamDriver::Filter
+                                                                 : StreamDriver::Socket;
+}
+
+/// Before a client tells where the stream goes: as to somebody in the interface's own network.
+StreamDriver FirstDriver(const StreamOptions& options) {
+  constexpr std::uint32_t kGroup = 0xEFFF'0001;  // leaves through the interface that has the address
+  const std::optional<StreamRoute> route = RouteOf(options.local_address, kGroup);
+  if (!route) return StreamDriver::Socket;
+  return DriverFor(options.driver, options.local_address, *route, kGroup);
 }
 
 }  // namespace
 
 StreamTransmitter::StreamTransmitter(const StreamOptions& options)
     : socket_(options.local_address),
-      interface_mtu_(options.interface_mtu),
-      driver_(DriverFor(options)),
+      local_address_(options.local_address),
+      requested_driver_(options.driver),
+      driver_(FirstDriver(options)),
       observer_(options.observer),
+      kernel_pacing_([this](std::uint64_t rate) { socket_.SetPacingRate(rate); }),
       store_(options.resend_depth) {
   serving_.reserve(kMaxResends);
 }
@@ -35,6 +46,7 @@ StreamCounters StreamTransmitter::Counters() const noexcept {
   counters.failed_sends = failed_sends_;
   counters.dropped_blocks = dropped_blocks_;
   counters.unreachable = unreachable_;
+  counters.queue_full = queue_full_times_;
   return counters;
 }
 
@@ -47,17 +59,49 @@ bool StreamTransmitter::CanSend(const PayloadLayout& payload, const StreamConfig
 void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
   const PacketForm form{config.packet_size, config.extended_ids};
   if (form != form_) KeepAtMost(0, gone);
-  if (config.HasDestination() && config.destination != config_.destination) {
+  const bool elsewhere = config.HasDestination() && config.destination != config_.destination;
+  if (elsewhere) {
     explicit_peer_.reset();
     if (!socket_.SetPeer(config.destination)) explicit_peer_ = config.destination;
   }
   socket_.SetDontFragment(config.dont_fragment);
   config_ = config;
   form_ = form;
+  if (!config.HasDestination()) {
+    route_.reset();
+    state_ = StreamState::Closed;
+  } else if (elsewhere || !route_) {
+    FindRoute();
+  }
+}
+
+void StreamTransmitter::FindRoute() noexcept {
+  if (!config_.HasDestination()) return;
+  const std::uint32_t destination = config_.destination.address;
+  try {
+    route_ = RouteOf(local_address_, destination);
+    if (route_ && route_->up) driver_ = DriverFor(requested_driver_, local_address_, *route_, destination);
+  } catch (const std::exception&) {
+    // The system has no socket to ask with at the moment; what was known holds on.
+  }
+  train_refused_ = false;
+  state_ = !route_ ? StreamState::NoRoute : route_->up ? StreamState::Open : StreamState::NoLink;
+  SetPace(pace_);
+}
+
+Pacing& StreamTransmitter::PacingFor(const Pace& pace) noexcept {
+  const std::uint64_t link_rate = route_ ? std::uint64_t{route_->speed_mbit} * 125'000 : 0;
+  const bool above_link = link_rate != 0 && pace.bytes_per_second >= link_rate;
+  if (!pace.Limited() || (above_link && pace.packet_delay.count() == 0)) return no_pacing_;
+  if (route_ && route_->kernel_paces && pace.packet_delay.count() == 0) return kernel_pacing_;
+  return clock_pacing_;
 }
 
 void StreamTransmitter::SetPace(const Pace& pace) noexcept {
-  pacing_ = pace.Limited() ? static_cast<Pacing*>(&clock_pacing_) : &no_pacing_;
+  Pacing& next = PacingFor(pace);
+  if (pacing_ == &kernel_pacing_ && pacing_ != &next) kernel_pacing_.Set({});
+  pace_ = pace;
+  pacing_ = &next;
   pacing_->Set(pace);
 }
 
@@ -220,7 +264,7 @@ void StreamTransmitter::SendTestPacket(const Endpoint& destination, std::size_t 
 bool StreamTransmitter::UsesTrains() const noexcept {
   // Segments are never fragmented, so larger packets have to go alone.
   return driver_.load(std::memory_order_relaxed) == StreamDriver::Filter && !train_refused_ && !queue_full_ &&
-         form_.packet_size <= interface_mtu_;
+         route_ && form_.packet_size <= route_->mtu;
 }
 
 void StreamTransmitter::StartBatch(const std::optional<Endpoint>& destination) noexcept {
@@ -294,13 +338,43 @@ bool StreamTransmitter::GatherRefusal(const Resend& resend) noexcept {
   return true;
 }
 
+/// What could not be sent counts and takes its time like the rest.
+BatchResult StreamTransmitter::SendNothing() const noexcept {
+  BatchResult result;
+  for (std::size_t i = 0; i < batch_.MessageCount(); ++i) {
+    result.failed += batch_.TrainAt(i).segments;
+    result.failed_bytes += batch_.TrainAt(i).bytes;
+  }
+  return result;
+}
+
+void StreamTransmitter::NoteState(const BatchResult& result) noexcept {
+  if (!route_) {
+    state_ = StreamState::NoRoute;
+  } else if (!route_->up) {
+    state_ = StreamState::NoLink;
+  } else if (result.refused != 0) {
+    state_ = StreamState::Refused;
+  } else if (result.unreachable != 0) {
+    state_ = StreamState::Unreachable;
+  } else if (result.failed != 0) {
+    state_ = StreamState::Failing;
+  } else if (result.sent != 0) {
+    state_ = StreamState::Open;
+  }
+}
+
 BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexcept {
-  const BatchResult result = SendBatch(socket_, batch_, stop);
+  // Without carrier the system takes packets and drops them without a word.
+  const bool dead = !route_ || !route_->up;
+  const BatchResult result = dead ? SendNothing() : SendBatch(socket_, batch_, stop);
   const std::size_t done = result.sent + result.failed;
   Add(packets_, result.sent);
   Add(bytes_, result.sent_bytes);
   Add(failed_sends_, result.failed);
   Add(unreachable_, result.unreachable);
+  Add(queue_full_times_, result.queue_full);
+  NoteState(result);
   queue_full_ = result.queue_full != 0;
   if (pacing_ != &no_pacing_) {
     pacing_->Sent(Now(), done,
@@ -308,7 +382,7 @@ BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
   }
 
   // A refusal may as well be the destination's fault: the train's first packet is tried alone, and trains are
-  // given up for good when that works.
+  // given up when that works, until the way changes.
   if (result.train_refused) {
     train_refused_ = true;
   } else if (train_refused_ && done != 0) {

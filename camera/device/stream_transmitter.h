@@ -19,12 +19,13 @@
 #include "camera/engine/stream/resend_store.h"
 #include "camera/engine/stream/stream_config.h"
 #include "camera/net/datagram_batch.h"
+#include "camera/net/stream_route.h"
 #include "camera/net/stream_socket.h"
 
 namespace Tarn {
 
 /// Blocks that are needed no more go to the caller's `gone`; nobody is told here.
-/// Threads: one at a time, except LocalPort(), Driver() and Counters(), which any thread may ask.
+/// Threads: one at a time, except LocalPort(), Driver(), State() and Counters(), which any thread may ask.
 class StreamTransmitter {
  public:
   using Blocks = std::vector<ImageBlock>;
@@ -42,6 +43,10 @@ class StreamTransmitter {
   /// Settings for the next blocks. Kept blocks that were cut differently go.
   /// Requires: not Sending().
   void Apply(const StreamConfig& config, Blocks& gone);
+
+  /// The way to the destination may have changed: looks at it anew, and tries trains again.
+  void FindRoute() noexcept;
+  StreamState State() const noexcept { return state_.load(); }
 
   /// From the next group of packets on.
   void SetPace(const Pace& pace) noexcept;
@@ -120,7 +125,10 @@ class StreamTransmitter {
   CutBlock* FindSent(std::uint64_t block_id) noexcept;
   std::uint32_t SentCount(const CutBlock& block) const noexcept;
 
+  Pacing& PacingFor(const Pace& pace) noexcept;
   bool UsesTrains() const noexcept;
+  BatchResult SendNothing() const noexcept;
+  void NoteState(const BatchResult& result) noexcept;
   void StartBatch(const std::optional<Endpoint>& destination) noexcept;
   std::size_t GroupLimit() const noexcept;
   std::size_t Gather(const CutBlock& block, const Range& range, std::size_t most) noexcept;
@@ -129,8 +137,11 @@ class StreamTransmitter {
   BatchResult SendGathered(const std::atomic<bool>& stop) noexcept;
 
   StreamSocket socket_;
-  const std::size_t interface_mtu_;
+  const std::uint32_t local_address_;
+  const StreamDriver requested_driver_;
   std::atomic<StreamDriver> driver_;
+  std::atomic<StreamState> state_ = StreamState::Closed;
+  std::optional<StreamRoute> route_;               // to the destination
   const std::shared_ptr<FrameObserver> observer_;  // may be null
   bool queue_full_ = false;                        // in the last group; the next goes packet by packet
   bool train_refused_ = false;  // in the last group; the next is a packet alone and decides
@@ -142,6 +153,7 @@ class StreamTransmitter {
   Pace pace_;
   NoPacing no_pacing_;
   ClockPacing clock_pacing_;
+  KernelPacing kernel_pacing_;
   Pacing* pacing_ = &no_pacing_;  // one of these
 
   std::optional<CutBlock> current_;
@@ -168,6 +180,7 @@ class StreamTransmitter {
   std::atomic<std::uint64_t> failed_sends_{0};
   std::atomic<std::uint64_t> dropped_blocks_{0};
   std::atomic<std::uint64_t> unreachable_{0};
+  std::atomic<std::uint64_t> queue_full_times_{0};
 };
 
 }  // namespace Tarn

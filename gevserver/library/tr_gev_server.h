@@ -154,6 +154,11 @@ TR_API TR_STATUS GSNUnregisterEvent(TR_HANDLE node, int32_t event, uint64_t cook
 /// TR_E_NOT_FOUND when there is no such registration.
 TR_API TR_STATUS GSNSetEventActive(TR_HANDLE node, int32_t event, uint64_t cookie, bool active);
 
+/// Whether GSSendImage and GSSendImageCB would find a place for an image now; they wait up to 5 ms for one and then
+/// fail with TR_E_BUSY. Without a client that takes images there is a place. An extension of this library: who uses it
+/// does without where it is missing.
+TR_API TR_STATUS GSHasImagePlace(TR_HANDLE server, bool* has_place);
+
 /// The machine's IPv4 interfaces at the moment of the call; null on failure.
 TR_API TR_HANDLE CreateInterfaceList(void);
 TR_API uint64_t ILCount(TR_HANDLE list);

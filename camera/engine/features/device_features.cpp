@@ -77,7 +77,7 @@ void AddStreamRate(FeatureBuilder& add) {
                   {{"Closed", 0},
                    {"Open", 1},
                    {"NoLink", 2},
-                   {"NoAddress", 3},
+                   {"NoRoute", 3},
                    {"Refused", 4},
                    {"Unreachable", 5},
                    {"Failing", 6}},

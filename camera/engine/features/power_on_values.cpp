@@ -58,6 +58,17 @@ void FillConstants(SparseMemory& memory, bool has_stream) {
                  StreamCapability::SourcePort::kMask | StreamCapability::StandardIds::kMask);
 }
 
+void FillLinkSpeed(SparseMemory& memory, std::uint32_t mbit) {
+  const std::uint64_t last_speed = memory.Load64(ManufacturerRegister::kLinkSpeed);
+  const std::uint64_t speed = std::uint64_t{mbit} * 125'000;
+  memory.Store32(Bootstrap::kLinkSpeed, mbit);
+  memory.Store64(ManufacturerRegister::kLinkSpeed, speed);
+  // The limit follows the link until somebody chooses another.
+  if (memory.Load64(ManufacturerRegister::kThroughputLimit) == DefaultThroughput(last_speed)) {
+    memory.Store64(ManufacturerRegister::kThroughputLimit, DefaultThroughput(speed));
+  }
+}
+
 void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const BootstrapProfile& profile) {
   memory.Store64(Bootstrap::kMacHigh, network.mac);
   memory.Store32(Bootstrap::kCurrentAddress, network.address);
@@ -69,10 +80,7 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const Boo
     std::snprintf(serial, sizeof serial, "%012llX", static_cast<unsigned long long>(network.mac));
     StoreText(memory, Bootstrap::kSerialNumber, 16, serial);
   }
-  memory.Store32(Bootstrap::kLinkSpeed, network.link_speed);
-  const std::uint64_t last_speed = memory.Load64(ManufacturerRegister::kLinkSpeed);
-  const std::uint64_t speed = std::uint64_t{network.link_speed} * 125'000;
-  memory.Store64(ManufacturerRegister::kLinkSpeed, speed);
+  FillLinkSpeed(memory, network.link_speed);
   // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
       ControlCapability::SerialNumber::kMask | ControlCapability::PrimaryApplication::kMask |
@@ -94,10 +102,6 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const Boo
                  StreamChannelBits::ExtendedChunks::kMask |
                      (profile.resends ? StreamChannelBits::ResendDestination::kMask : 0));
   memory.Store32(Bootstrap::kStreamPacketSize, std::min(kDefaultPacket, network.max_packet_size / 4 * 4));
-  // The limit follows the link from start to start, until somebody chooses another.
-  if (memory.Load64(ManufacturerRegister::kThroughputLimit) == DefaultThroughput(last_speed)) {
-    memory.Store64(ManufacturerRegister::kThroughputLimit, DefaultThroughput(speed));
-  }
 }
 
 }  // namespace Tarn

@@ -19,7 +19,6 @@ struct NetworkIdentity {
   std::uint64_t mac = 0;              ///< 48 bits
   std::uint32_t link_speed = 0;       ///< Mbit/s; 0: unknown
   std::uint32_t max_packet_size = 0;  ///< bytes with IP header
-  bool hardware = false;              ///< neither loopback nor virtual
 };
 
 /// Text into a register of `length` bytes, cropped between characters so that a terminating zero remains.
@@ -33,6 +32,10 @@ extern const char* const kLibraryVersion;
 
 /// Registers whose content does not depend on the network: version, texts, capabilities, timing.
 void FillConstants(SparseMemory& memory, bool has_stream);
+
+/// Speed of the link, and the rate of the stream that goes with it.
+/// \param mbit  per second; 0: unknown
+void FillLinkSpeed(SparseMemory& memory, std::uint32_t mbit);
 
 /// Addresses, MAC, serial number, link speed, packet size, capabilities.
 void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const BootstrapProfile& profile);

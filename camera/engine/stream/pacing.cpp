@@ -51,7 +51,7 @@ void KernelPacing::Set(const Pace& pace) noexcept {
   if (pace == pace_) return;
   pace_ = pace;
   schedule_ = {};  // what the discipline holds it still spreads
-  tell_(pace.bytes_per_second);
+  tell_(pace.bytes_per_second != 0 ? pace.bytes_per_second : ~std::uint64_t{0});
 }
 
 std::size_t KernelPacing::GroupPackets(std::size_t wire_bytes) const noexcept {

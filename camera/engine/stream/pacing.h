@@ -99,7 +99,7 @@ class KernelPacing final : public Pacing {
  public:
   static constexpr Nanoseconds kAhead{1'000'000};
 
-  /// \param tell  sets the socket's pacing rate, bytes per second
+  /// \param tell  sets the socket's pacing rate, bytes per second; the largest number for none
   explicit KernelPacing(std::function<void(std::uint64_t)> tell) : tell_(std::move(tell)) {}
 
   void Set(const Pace& pace) noexcept override;
