@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "camera/base/mutex.h"
-#include "camera/base/this_thread.h"
+#include "camera/base/thread_control.h"
 #include "camera/device/device.h"
 #include "camera/device/message_channel.h"
 #include "camera/net/control_sockets.h"

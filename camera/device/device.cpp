@@ -164,9 +164,7 @@ void Device::Abandon() noexcept {
   Outbox outbox;
   Channels channels;
   const NodeLock lock(tree_);
-  if (state_ != State::Started) return;
-  channels = TakeDown(outbox);
-  if (channels.stream) channels.stream->Abandon();
+  if (state_ == State::Started) channels = TakeDown(outbox);
 }
 
 template <class Give>
@@ -207,6 +205,11 @@ void Device::Apply(const ChannelOrder& order, Outbox& outbox) {
     return;
   } else if (const auto* config = std::get_if<StreamConfig>(&order)) {
     channels_.stream->Configure(*config);
+    if (!channels_.stream->SetSchedule(config->schedule)) {
+      // The program sees what holds.
+      tree_.Memory().Store32(ManufacturerRegister::kStreamThreadPriority, 0);
+      tree_.Memory().Store64(ManufacturerRegister::kStreamThreadProcessors, 0);
+    }
   } else if (std::get_if<StreamOpened>(&order)) {
     channels_.stream->ChannelOpened();
   } else if (std::get_if<StreamBegins>(&order)) {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "camera/base/this_thread.h"
+#include "camera/base/thread_control.h"
 
 namespace Tarn {
 namespace {
@@ -57,7 +57,8 @@ std::shared_ptr<StreamChannel> StreamChannel::Open(const StreamOptions& options)
     channel->Abandon();
     throw;
   }
-  return channel;
+  // The threads hold the channel too: when nobody else does any more they are told to end.
+  return {channel.get(), [channel](StreamChannel*) { channel->Abandon(); }};
 }
 
 StreamChannel::~StreamChannel() {
@@ -312,6 +313,13 @@ void StreamChannel::FireTestPacket() {
   if (!config_.HasDestination() || tests_.size() == kMaxTests) return;
   tests_.push_back({config_.destination, config_.packet_size});
   wake_.notify_one();
+}
+
+bool StreamChannel::SetSchedule(const ThreadSchedule& schedule) {
+  const MutexLock lock(joining_);
+  if (schedule == schedule_) return true;
+  schedule_ = schedule.ApplyTo(pump_) ? schedule : ThreadSchedule();
+  return schedule_ == schedule;
 }
 
 void StreamChannel::RouteChanged() {

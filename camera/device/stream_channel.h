@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "camera/base/mutex.h"
+#include "camera/base/thread_control.h"
 #include "camera/device/release_thread.h"
 #include "camera/device/stream_options.h"
 #include "camera/device/stream_transmitter.h"
@@ -33,7 +34,7 @@ namespace Tarn {
 /// Everybody else leaves orders under the mutex. The pump looks for them before each group of packets.
 ///
 /// Threads: any thread. No lock is held while an owner is told; owners may call anything here.
-class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
+class StreamChannel {
  public:
   /// Images without resend store that wait while another is sent. They are copies, and so is what is left of one whose
   /// sender does not wait for it.
@@ -43,7 +44,8 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   /// So long a sender waits for a place, with the interpreter lock and all that depends on it.
   static constexpr std::chrono::milliseconds kPatience{4};
 
-  /// Binds a UDP socket to the address, with a port of the system's choice, and starts the threads.
+  /// Binds a UDP socket to the address, with a port of the system's choice, and starts the threads. When the last
+  /// reference goes, the channel closes without waiting: its threads tell the owners that are left, and end.
   /// Throws: std::system_error when the socket or a thread cannot be had.
   static std::shared_ptr<StreamChannel> Open(const StreamOptions& options);
   ~StreamChannel();
@@ -53,8 +55,6 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   /// Refuses further images, drops what is not sent, tells all owners, and waits for that; does not wait when called from
   /// an owner's callback. Idempotent. Must not be called while holding a lock that an owner's callback needs.
   void Close();
-  /// As Close() without waiting: the threads end by themselves, and keep the channel until then.
-  void Abandon() noexcept;
 
   std::uint16_t SourcePort() const noexcept { return transmitter_.LocalPort(); }
   /// Socket or Filter: what is in use now.
@@ -74,6 +74,10 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   /// One datagram of exactly the configured packet size with the don't-fragment bit. No error is reported: a packet that
   /// does not arrive is the answer. Does nothing without a complete destination.
   void FireTestPacket();
+
+  /// How the pump is scheduled. False when the system refuses; then it is as usual.
+  /// Requires: the channel is open.
+  bool SetSchedule(const ThreadSchedule& schedule);
 
   /// The network changed: the way to the destination is looked at anew.
   void RouteChanged();
@@ -176,6 +180,7 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
   void LetGo() noexcept TARN_EXCLUDES(mutex_);
   void Finish() TARN_EXCLUDES(mutex_);
   void RequestClose() noexcept;
+  void Abandon() noexcept;
 
   const std::size_t depth_;
 
@@ -217,7 +222,8 @@ class StreamChannel : public std::enable_shared_from_this<StreamChannel> {
 
   ReleaseThread releases_;
 
-  Mutex joining_;  ///< one thread joins
+  Mutex joining_;                                      ///< one thread joins
+  ThreadSchedule schedule_ TARN_GUARDED_BY(joining_);  ///< of the pump
   std::thread pump_;
   std::thread releaser_;
 };

@@ -1,69 +1,34 @@
-// Networks that refuse what the channel would like to send. Each test makes a network namespace of its own,
-// which takes the right to do so; without it the tests are skipped.
+// Networks that do not take what the channel would like to send. Each test makes a network namespace of its own, which
+// takes the right to do so; without it the tests are skipped.
 
 #include <gtest/gtest.h>
-#include <net/if.h>
-#include <sched.h>
-#include <sys/ioctl.h>
 
-#include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <functional>
-#include <string>
-#include <thread>
 
 #include "camera/device/stream_channel_fixture.h"
-#include "camera/net/owned_fd.h"
-#include "camera/net/socket_address.h"
+#include "camera/net/network_namespace_fixture.h"
 
 namespace Tarn {
 namespace {
 
-constexpr std::uint32_t kCamera = 0x0A010101;
+constexpr std::uint32_t kCamera = 0x0A01'0101;
+constexpr const char* kLoopbackNetwork = "ip link set lo mtu 1500; ip addr add 10.1.1.1/32 dev lo";
+/// A camera's end of a line to a client who has no socket.
+constexpr const char* kLine =
+    "ip link add v0 type veth peer name v1; ip addr add 10.1.1.1/24 dev v0; ip link set v0 up; ip link set "
+    "v1 up;"
+    "ip neigh add 10.1.1.2 lladdr 02:00:00:00:00:02 dev v0 nud permanent; ";
 
-/// Asks the system to change an interface of this thread's namespace.
-/// Throws: std::system_error.
-void Change(const char* interface, unsigned long request, const std::function<void(ifreq&)>& fill) {
-  const OwnedFd fd(::socket(AF_INET, SOCK_DGRAM, 0));
-  ifreq change{};
-  std::strncpy(change.ifr_name, interface, IFNAMSIZ - 1);
-  fill(change);
-  if (::ioctl(fd.Get(), request, &change) != 0)
-    throw std::system_error(errno, std::generic_category(), interface);
-}
+void Run(const char* command) { ASSERT_EQ(std::system(command), 0) << command; }
 
-void Switch(const char* interface, bool up) {
-  Change(interface, SIOCSIFFLAGS,
-         [&](ifreq& change) { change.ifr_flags = static_cast<short>(up ? IFF_UP | IFF_RUNNING : 0); });
-}
-
-void AddCameraAddress() {
-  Change("lo:1", SIOCSIFADDR, [](ifreq& change) {
-    const sockaddr_in address = ToSocketAddress({kCamera, 0});
-    std::memcpy(&change.ifr_addr, &address, sizeof address);
-  });
-  Switch("lo:1", true);
-}
-
-/// Runs `body` on a thread whose namespace has nothing but loopback, with this MTU and the camera's address.
-void InNamespace(int mtu, const std::function<void()>& body) {
-  bool allowed = false;
-  std::thread([&] {
-    allowed = ::unshare(CLONE_NEWNET) == 0;
-    if (!allowed) return;
-    Switch("lo", true);
-    Change("lo", SIOCSIFMTU, [&](ifreq& change) { change.ifr_mtu = mtu; });
-    AddCameraAddress();
-    body();
-  }).join();
-  if (!allowed) GTEST_SKIP() << "no right to make a network namespace";
-}
-
-std::shared_ptr<StreamChannel> OpenFilter(const StreamConfig& config) {
+std::shared_ptr<StreamChannel> OpenTo(const Endpoint& destination, StreamConfig config = {},
+                                      StreamDriver driver = StreamDriver::Filter) {
   StreamOptions options;
   options.local_address = kCamera;
-  options.driver = StreamDriver::Filter;
+  options.driver = driver;
   auto channel = StreamChannel::Open(options);
+  config.destination = destination;
   channel->Configure(config);
   channel->ChannelOpened();
   channel->SetRunning(true);
@@ -83,79 +48,111 @@ void SendPixels(StreamChannel& channel, const Bytes& pixels) {
 }
 
 TEST(StreamFaults, PacketsThatTheRouteCarriesInPiecesOnlyGoAlone) {
-  InNamespace(1500, [] {
+  InNetwork(kLoopbackNetwork, [] {
     const Bytes pixels = Pattern(100'000);
     Receiver receiver;
     StreamConfig config;
-    config.destination = receiver.Address();
-    config.packet_size = 4000;  // the path cannot take it in one piece, and segments are never fragmented
-    const auto channel = OpenFilter(config);
-    EXPECT_EQ(channel->Driver(), StreamDriver::Filter);
+    config.packet_size = 4000;  // segments are never fragmented
+    const auto channel = OpenTo(receiver.Address(), config);
     SendPixels(*channel, pixels);
     const std::size_t packets = (pixels.size() + 3963) / 3964;
     EXPECT_EQ(BytesOf(receiver.Arrived()), pixels.size() + 8 * packets + 44 + 16);
     EXPECT_EQ(channel->Counters().failed_sends, 0u);
-  });
-}
-
-TEST(StreamFaults, TrainsStayWhenThePacketsAloneAreRefusedToo) {
-  InNamespace(1500, [] {
-    const Bytes pixels = Pattern(100'000);
-    Receiver receiver;
-    StreamConfig config;
-    config.destination = receiver.Address();
-    config.packet_size = 4000;
     config.dont_fragment = true;
-    const auto channel = OpenFilter(config);
-    SendPixels(*channel, pixels);
-    EXPECT_NE(channel->Counters().failed_sends, 0u);
-    config.packet_size = 1400;
+    config.destination = receiver.Address();
     channel->Configure(config);
-    receiver.Arrived();
     SendPixels(*channel, pixels);
-    EXPECT_EQ(receiver.Arrived().size(), 2 + (pixels.size() + 1363) / 1364);
-    EXPECT_EQ(channel->Driver(), StreamDriver::Filter);
+    EXPECT_EQ(channel->Counters().failed_sends, packets) << "leader and trailer are short";
+    EXPECT_EQ(channel->Counters().frames, 1u);
+    EXPECT_EQ(channel->Counters().dropped_blocks, 1u);
+    EXPECT_EQ(channel->State(), StreamState::Failing);
   });
 }
 
 TEST(StreamFaults, AnAddressThatGoesAndComesBackCostsFramesButNotTheTrains) {
-  InNamespace(65536, [] {
+  InNetwork(kLoopbackNetwork, [] {
     const Bytes pixels = Pattern(100'000);
     Receiver receiver;
-    StreamConfig config;
-    config.destination = receiver.Address();
-    const auto channel = OpenFilter(config);
+    const auto channel = OpenTo(receiver.Address());
     SendPixels(*channel, pixels);
     const std::size_t whole = BytesOf(receiver.Arrived());
-    Switch("lo:1", false);  // takes the address away
+    Run("ip addr del 10.1.1.1/32 dev lo");
+    channel->RouteChanged();
     SendPixels(*channel, pixels);
-    EXPECT_NE(channel->Counters().failed_sends, 0u);
+    EXPECT_EQ(channel->Counters().dropped_blocks, 1u);
+    EXPECT_EQ(channel->State(), StreamState::NoRoute);
     EXPECT_EQ(BytesOf(receiver.Arrived()), 0u);
-    AddCameraAddress();
+    Run("ip addr add 10.1.1.1/32 dev lo");
+    channel->RouteChanged();
     SendPixels(*channel, pixels);
+    EXPECT_EQ(channel->State(), StreamState::Open);
     EXPECT_EQ(BytesOf(receiver.Arrived()), whole);
     EXPECT_EQ(channel->Driver(), StreamDriver::Filter);
   });
 }
 
+TEST(StreamFaults, WhatTheSystemDropsIsNotCountedAsSent) {
+  InNetwork(kLine, [] {
+    const Bytes pixels = Pattern(100'000);
+    const struct {
+      const char* fault;
+      StreamState state;
+      const char* repair;
+    } rows[] = {
+        {"ip link set v1 down", StreamState::NoLink, "ip link set v1 up"},
+        {"ip link set v0 down", StreamState::NoRoute,
+         "ip link set v0 up; ip neigh replace 10.1.1.2 lladdr 02:00:00:00:00:02 dev v0 nud permanent"},
+        {"nft 'add table t; add chain t c { type filter hook output priority 0; }; add rule t c udp dport "
+         "5000 "
+         "drop'",
+         StreamState::Refused, "nft delete table t"}};
+    const auto channel = OpenTo({kCamera + 1, 5000}, {}, StreamDriver::Socket);
+    std::uint64_t sent = 0, dropped = 0;
+    for (const auto& row : rows) {
+      SendPixels(*channel, pixels);
+      EXPECT_EQ(channel->Counters().frames, ++sent) << row.fault;
+      EXPECT_EQ(channel->State(), StreamState::Open) << row.fault;
+      Run(row.fault);
+      channel->RouteChanged();
+      SendPixels(*channel, pixels);
+      EXPECT_EQ(channel->Counters().dropped_blocks, ++dropped) << row.fault;
+      EXPECT_EQ(channel->State(), row.state) << row.fault;
+      Run(row.repair);
+      channel->RouteChanged();
+    }
+  });
+}
+
+TEST(StreamFaults, ALineThatIsSlowerThanTheStreamLosesNothing) {
+  InNetwork(std::string(kLine) +
+                "ip link set v0 mtu 9000; ip link set v1 mtu 9000;"
+                "tc qdisc add dev v0 root tbf rate 100mbit burst 16k limit 40k",
+            [] {
+              const Bytes pixels = Pattern(1'000'000);
+              StreamConfig config;
+              config.packet_size = 9000;
+              const auto channel = OpenTo({kCamera + 1, 5000}, config, StreamDriver::Filter);
+              SendPixels(*channel, pixels);
+              EXPECT_EQ(channel->Counters().frames, 1u);
+              EXPECT_EQ(channel->Counters().failed_sends, 0u);
+              EXPECT_NE(channel->Counters().queue_full, 0u);
+            });
+}
+
 TEST(StreamFaults, AClientThatIsGoneStopsNothing) {
-  const Bytes pixels = Pattern(100'000);
-  StreamConfig config;
-  config.destination = Receiver().Address();  // closed again
-  StreamOptions options;
-  options.local_address = kLoopback;
-  const auto shared = StreamChannel::Open(options);
-  StreamChannel& channel = *shared;
-  channel.Configure(config);
-  channel.ChannelOpened();
-  channel.SetRunning(true);
-  for (int i = 0; i < 5; ++i) SendPixels(channel, pixels);
-  EXPECT_EQ(channel.Counters().frames, 5u);
-  Receiver next;
-  config.destination = next.Address();
-  channel.Configure(config);
-  SendPixels(channel, pixels);
-  EXPECT_EQ(next.Arrived().size(), 2 + (pixels.size() + 1463) / 1464);
+  InNetwork(kLoopbackNetwork, [] {
+    const Bytes pixels = Pattern(100'000);
+    const auto channel = OpenTo(Receiver().Address());  // closed again
+    for (int i = 0; i < 5; ++i) SendPixels(*channel, pixels);
+    EXPECT_EQ(channel->Counters().frames, 5u);
+    EXPECT_NE(channel->Counters().unreachable, 0u);
+    Receiver next;
+    StreamConfig config;
+    config.destination = next.Address();
+    channel->Configure(config);
+    SendPixels(*channel, pixels);
+    EXPECT_EQ(next.Arrived().size(), 2 + (pixels.size() + 1463) / 1464);
+  });
 }
 
 }  // namespace

@@ -84,6 +84,8 @@ StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
   if (memory.Load32(ManufacturerRegister::kThroughputLimitMode) != 0) {
     config.pace.bytes_per_second = memory.Load64(ManufacturerRegister::kThroughputLimit);
   }
+  config.schedule = {memory.Load32(ManufacturerRegister::kStreamThreadPriority),
+                     memory.Load64(ManufacturerRegister::kStreamThreadProcessors)};
   config.adaptive_rate = memory.Load32(ManufacturerRegister::kStreamRateMode) != 0;
   return config;
 }

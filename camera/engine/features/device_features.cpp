@@ -82,9 +82,9 @@ void AddStreamRate(FeatureBuilder& add) {
                    {"Unreachable", 5},
                    {"Failing", 6}},
                   Expert, "What becomes of the stream's packets");
-  // The program's affair: no category leads to them.
-  add.Value("StreamThreadPriority", ManufacturerRegister::kStreamThreadPriority, 4, ReadWrite);
-  add.Value("StreamThreadProcessors", ManufacturerRegister::kStreamThreadProcessors, 8, ReadWrite);
+  // Only the program can write them, and no category leads to them.
+  add.Value("StreamThreadPriority", ManufacturerRegister::kStreamThreadPriority, 4, ReadOnly);
+  add.Value("StreamThreadProcessors", ManufacturerRegister::kStreamThreadProcessors, 8, ReadOnly);
 }
 
 void AddLink(FeatureBuilder& add, bool has_stream) {

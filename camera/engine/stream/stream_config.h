@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "camera/base/endpoint.h"
+#include "camera/base/thread_control.h"
 #include "camera/engine/stream/pacing.h"
 
 namespace Tarn {
@@ -20,6 +21,8 @@ struct StreamConfig {
   std::uint32_t resend_client = 0;   ///< only requests from this address are served
   Pace pace;                         ///< the most that is allowed; holds within blocks too
   bool adaptive_rate = false;        ///< within the pace, the stream finds its rate itself (RateControl)
+
+  ThreadSchedule schedule;  ///< of the thread that sends
 
   bool HasDestination() const noexcept { return destination.address != 0 && destination.port != 0; }
   friend bool operator==(const StreamConfig&, const StreamConfig&) = default;
