@@ -62,7 +62,7 @@ class FakeCamera:
             self._client.write_register(register, value)
 
     @property
-    def process(self) -> int:
+    def pid(self) -> int:
         return self._process.pid
 
     @contextlib.contextmanager
@@ -115,10 +115,10 @@ class Counting:
 
 def bytes_per_cpu_second(sender: FakeCamera | Camera, sink: Silent | Counting, packet_size: int) -> float:
     sink.packets()
-    before = cpu_seconds(sender.process)
+    before = cpu_seconds(sender.pid)
     with sender.streaming():
         time.sleep(SECONDS)
-    used = cpu_seconds(sender.process) - before
+    used = cpu_seconds(sender.pid) - before
     # Leader, trailer and the short last packet are counted as full ones, for both alike.
     return sink.packets() * packet_size / used
 

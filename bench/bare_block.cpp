@@ -7,13 +7,32 @@
 #include <cstring>
 
 namespace Tarn {
+namespace {
+
+/// Room for a few trains, as the camera's socket has it.
+constexpr int kSendBufferBytes = 1 << 20;
+
+void SetOption(int fd, int level, int name, int value) {
+  static_cast<void>(::setsockopt(fd, level, name, &value, sizeof value));
+}
+
+/// With the options of the camera's socket, but that it waits for room: a datagram that the kernel did not
+/// take would have cost less than one that it did.
+int StreamingSocket(const sockaddr_in& peer) {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  SetOption(fd, SOL_SOCKET, SO_SNDBUF, kSendBufferBytes);
+  SetOption(fd, SOL_SOCKET, SO_BROADCAST, 1);
+  SetOption(fd, IPPROTO_IP, IP_MTU_DISCOVER, IP_PMTUDISC_DONT);
+  ::connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
+  return fd;
+}
+
+}  // namespace
 
 BareBlock::BareBlock(const std::vector<std::uint8_t>& image, std::size_t packet_size, bool trains,
                      const sockaddr_in& peer)
-    : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
-  ::connect(socket_, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
-  const std::size_t full = packet_size - kDatagramOverhead - StreamHeader::kStandardSize;
-  const std::size_t most = image.size() / full + 3;  // with leader, trailer, and a shorter last packet
+    : socket_(StreamingSocket(peer)), full_(packet_size - kDatagramOverhead - StreamHeader::kStandardSize) {
+  const std::size_t most = image.size() / full_ + 3;  // with leader, trailer, and a shorter last packet
   headers_.resize(most * StreamHeader::kStandardSize);
   messages_.resize(most);
   trains_.resize(most);
@@ -31,12 +50,12 @@ BareBlock::BareBlock(const std::vector<std::uint8_t>& image, std::size_t packet_
   Header(StreamFormat::Leader).Encode(leader);
   ImageLeader{}.Encode(leader);
   add(leader_, nullptr, 0);
-  for (std::size_t offset = 0; offset < image.size(); offset += full) {
+  for (std::size_t offset = 0; offset < image.size(); offset += full_) {
     const auto at = MutableByteView(headers_).subspan(packets_ * StreamHeader::kStandardSize,
                                                       StreamHeader::kStandardSize);
     ByteWriter header(at);
     Header(StreamFormat::Payload).Encode(header);
-    add(at, &image[offset], std::min(full, image.size() - offset));
+    add(at, &image[offset], std::min(full_, image.size() - offset));
   }
   ByteWriter trailer(trailer_);
   Header(StreamFormat::Trailer).Encode(trailer);
@@ -87,10 +106,17 @@ void BareBlock::SealTrains() {
   }
 }
 
+void BareBlock::Show(const std::vector<std::uint8_t>& image) noexcept {
+  // The leader is one piece; each packet of data is two, its header and then its part of the image.
+  for (std::size_t packet = 0; packet * full_ < image.size(); ++packet) {
+    pieces_[2 * packet + 2].iov_base = const_cast<std::uint8_t*>(&image[packet * full_]);
+  }
+}
+
 void BareBlock::Send() noexcept {
   for (std::size_t next = 0; next < message_count_;) {
     const std::size_t count = std::min(message_count_ - next, DatagramBatch::kMaxMessages);
-    const int taken = ::sendmmsg(socket_, &messages_[next], static_cast<unsigned>(count), 0);
+    const int taken = ::sendmmsg(socket_, &messages_[next], static_cast<unsigned>(count), MSG_NOSIGNAL);
     next += taken > 0 ? static_cast<std::size_t>(taken) : 1;
   }
 }

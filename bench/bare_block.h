@@ -16,8 +16,8 @@
 namespace Tarn {
 
 /// What a program without threads, settings, clock or resends would do to send an image: the same packets as
-/// the stream channel's, of the same sizes and gathered in the same way, with as few system calls. Nothing is
-/// computed while it sends, not even the block id.
+/// the stream channel's, of the same sizes and gathered in the same way, from a socket with the same options,
+/// with as few system calls. Nothing is computed while it sends, not even the block id.
 class BareBlock {
  public:
   /// \param trains  equal packets joined for the kernel to cut apart, as many as it takes
@@ -28,6 +28,9 @@ class BareBlock {
   BareBlock(const BareBlock&) = delete;
   BareBlock& operator=(const BareBlock&) = delete;
 
+  /// From now on another image of the same size is sent, with the same headers.
+  /// \param image  borrowed
+  void Show(const std::vector<std::uint8_t>& image) noexcept;
   void Send() noexcept;
   std::size_t Packets() const noexcept { return packets_; }
 
@@ -42,6 +45,7 @@ class BareBlock {
   void SealTrains();
 
   const int socket_;
+  const std::size_t full_;  // image bytes in a packet
   std::uint32_t packets_ = 0;
   std::size_t message_count_ = 0;
   std::size_t piece_count_ = 0;

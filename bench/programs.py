@@ -59,10 +59,20 @@ def silent_socket() -> socket.socket:
 
 
 class BareSender:
-    """The baseline of sending: an image's datagrams in a bare loop."""
+    """The baseline of sending: the datagrams of some images, in turn, in a bare loop."""
 
-    def __init__(self, driver: str, packet_size: int, image_bytes: int, port: int) -> None:
-        self._program = Program("bare_sender", driver, packet_size, image_bytes, LOOPBACK, port)
+    def __init__(
+        self,
+        driver: str,
+        packet_size: int,
+        image_bytes: int,
+        port: int,
+        *,
+        images: int = 1,
+        destination: str = LOOPBACK,
+    ) -> None:
+        arguments = (driver, packet_size, image_bytes, images, destination, port)
+        self._program = Program("bare_sender", *arguments)
 
     def send(self, count: int) -> tuple[float, float]:
         """CPU and wall seconds for so many frames."""
