@@ -41,6 +41,7 @@ from collections.abc import Iterator
 
 from programs import LOOPBACK
 
+NOBODY = 4000  # the port for what nobody receives
 _PORT = 3956  # of commands
 _CLONE_NEWNET = 0x4000_0000  # Source: Linux, sched.h
 _NOBODY = "02:00:00:00:00:02"  # a hardware address that no device has

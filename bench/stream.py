@@ -26,14 +26,14 @@ import statistics
 
 from camera import IMAGES, Camera
 from programs import LOOPBACK, BareSender, Program, silent_socket
-from silent_link import Link, add_link_option, open_link
+from silent_link import NOBODY, Link, add_link_option, open_link
 
 DRIVERS = ("Socket", "Filter")
 PACKETS = (1500, 9000, 16000)
 DEPTH = 8
 TURNS = (1, 40)  # images in memory
 NUMBERS = (4, 5)  # of the cameras on the link
-NOBODY = 4000  # the port of a silent link's nobody
+
 RECEIVE_BUFFER = 32 << 20  # bytes
 LOSS_BYTES = 256 << 20
 HEADING = (
