@@ -66,6 +66,11 @@ class Sending:
         """Whether the block of `Camera.running` has ended."""
         return self._pipe.poll()
 
+    @property
+    def newest(self) -> int:
+        """The block that was noted last."""
+        return self._newest.value
+
     def note_newest(self, block: int) -> None:
         """Let the bench know which block went out last."""
         self._newest.value = block
@@ -143,13 +148,19 @@ def _belongings(sending: Sending) -> dict[str, int]:
     }
 
 
-def _wait_running(sending: Sending) -> None:
+def wait_running(server: Server) -> None:
+    """Until a client has started acquisition; not for ever."""
     deadline = time.monotonic() + _RUNNING_WITHIN
-    while sending.server.state != State.AcquisitionEnabled and time.monotonic() < deadline:
+    while server.state != State.AcquisitionEnabled and time.monotonic() < deadline:
         time.sleep(0.001)
 
 
-def _image(size: tuple[int, int]) -> tarn.Image:
+def _wait_running(sending: Sending) -> None:
+    wait_running(sending.server)
+
+
+def image_of(size: tuple[int, int]) -> tarn.Image:
+    """Mono8."""
     image = tarn.Image(size)
     # Memory that was never written is one page of zeros, which stays in the cache.
     memoryview(image).cast("B")[:] = b"\x5a" * (size[0] * size[1])
@@ -180,7 +191,7 @@ def _serve(
     server.node_map.Heard.register_event_on_read_updated(lambda node: None)
     server.start(address)
     pipe.send(server.driver_type)
-    sending = Sending(server, [_image(size) for _ in range(images)], pipe, newest)
+    sending = Sending(server, [image_of(size) for _ in range(images)], pipe, newest)
     while order := pipe.recv():
         function, arguments, until_told = order
         result = function(sending, *arguments)
@@ -233,6 +244,8 @@ class Camera:
         limit: int | None = None,
         packet_delay: int = 0,
     ) -> None:
+        self.address = address
+        self.resend = resend
         self._pipe, theirs = multiprocessing.Pipe()
         self._newest = RawValue(ctypes.c_uint64)
         context = multiprocessing.get_context("spawn")

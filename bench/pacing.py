@@ -39,10 +39,10 @@ RECEIVE_BUFFER = 32 << 20  # bytes
 NUMBER = 6  # of the camera on the link
 DEPTHS = {"off": 0, "on": 8}
 HEADING = (
-    f"{'':<30}    % of a core   rate/      gaps in a frame, us            lost refused   send"
+    f"{'':<33}    % of a core   rate/      gaps in a frame, us            lost refused   send"
     "   thread late, ms",
-    f"{'limit       packet driver resend':<32}ours  bare ratio  limit  ideal median    99 %     max     %      %"
-    " max ms   99 %   max alone",
+    f"{'limit       packet driver resend':<33}  ours  bare ratio  limit  ideal median    99 %     max     %"
+    "      % max ms   99 %   max alone",
 )
 
 
@@ -215,7 +215,7 @@ def report(row: Row, bare: float, told: list[Told], alone: float, received: list
     refused = median(each.refused for each in told)
     longest_send = median(each.longest_send for each in told)
     slow, latest = (median(each.late[part] for each in told) for part in range(2))
-    return f"{row!s:<30}{cpu}{gaps}{refused:7.1f}{longest_send:7.2f}{slow:7.2f}{latest:6.2f}{alone:6.2f}"
+    return f"{row!s:<33}{cpu}{gaps}{refused:7.1f}{longest_send:7.2f}{slow:7.2f}{latest:6.2f}{alone:6.2f}"
 
 
 def main() -> None:
