@@ -35,7 +35,8 @@ HEARD = 0x0010_0010  # a register with a Python listener of reads
 
 _RUNNING_WITHIN = 10.0  # seconds
 _PLACE_WITHIN = 10.0  # seconds
-_PLACE_POLL = 0.0005  # seconds
+_RELEASED_WITHIN = 1.0  # seconds
+_POLL = 0.0005  # seconds
 
 
 class Sending:
@@ -88,7 +89,7 @@ def send_in_step(stream: Stream, image: tarn.Image, released: Released) -> None:
         if time.monotonic() > deadline:
             stream.send(image, released)
             return
-        time.sleep(_PLACE_POLL)
+        time.sleep(_POLL)
 
 
 def beats(rate: float, seconds: float) -> Iterator[float]:
@@ -118,8 +119,9 @@ def _send_images(sending: Sending, count: int) -> Cost:
         except RuntimeError:
             send_in_step(sending.stream, image, released)
     # The camera keeps as many as its store has places for.
-    while done < count - sending.depth and time.perf_counter() < wall + _PLACE_WITHIN:
-        time.sleep(_PLACE_POLL)
+    deadline = time.perf_counter() + _RELEASED_WITHIN
+    while done < count - sending.depth and time.perf_counter() < deadline:
+        time.sleep(_POLL)
     return time.process_time() - cpu, time.perf_counter() - wall
 
 

@@ -291,10 +291,12 @@ def askers(camera: Camera) -> Iterator[dict[str, Asker]]:
         "echo": Asker((LOOPBACK, int(echo.read()[0])), lambda number: bytes(20)),
         "resend": Asker((camera.address, PORT), request),
     }
-    yield both
-    for asker in both.values():
-        asker.close()
-    echo.end()
+    try:
+        yield both
+    finally:
+        for asker in both.values():
+            asker.close()
+        echo.end()
 
 
 @contextlib.contextmanager
