@@ -163,7 +163,7 @@ def _make_silent(name: str) -> None:
     else:
         _ip("link", "add", name, "type", "ifb")
         _run("ethtool", "-K", name, "tx-udp-segmentation", "off" if name == "silent-cut" else "on")
-    _ip("link", "set", name, "mtu", _LARGEST_MTU, "up")
+    _ip("link", "set", name, "addrgenmode", "none", "mtu", _LARGEST_MTU, "up")  # no IPv6 chatter
 
 
 def _new_host() -> int:
