@@ -15,11 +15,6 @@ from tarn.gevserver import Node, Server
 
 log = logging.getLogger("tarn-camera")
 
-# A client with the usual receive buffer of 212,992 bytes, which holds about ninety packets of 1500 bytes, may
-# then do something else for three milliseconds; at the speed of Gigabit Ethernet it is one.
-_LEAST_THROUGHPUT = 40e6  # bytes per second
-_MARGIN = 4  # how much faster than needed on average each frame is sent
-
 _TEXT_NODES = {
     "vendor": "DeviceVendorName",
     "model": "DeviceModelName",
@@ -35,6 +30,7 @@ class Counters:
     taken: int = 0
     sent: int = 0
     refused: int = 0  # taken while nobody could receive them
+    left_out: int = 0  # taken while the stream was busy with earlier ones
     bytes: int = 0  # of the images that were sent
 
 
@@ -71,10 +67,12 @@ class Camera:
         Raises
         ------
         RuntimeError
-            The address is not of this machine, or taken.
+            The address is not of this machine, or taken; or the system refuses what it is asked for.
         """
         self.server.start(self.settings.address)
-        self.server.node_map.DeviceLinkThroughputLimit.value = int(self._throughput())
+        if self.settings.throughput:
+            self.server.node_map.DeviceLinkThroughputLimit.value = int(self.settings.throughput)
+        self._schedule()
         self._thread.start()
 
     def stop(self) -> None:
@@ -102,16 +100,23 @@ class Camera:
         # The node keeps its listener alive, and with it the camera, which keeps the node.
         self._listening.callback(node.unregister_event_written_updated, cookie)
 
-    def _throughput(self) -> float:
-        """Bytes per second: enough for what is asked for, gentle to clients that are held up for a moment."""
-        settings = self.settings
-        if settings.throughput:
-            return settings.throughput
-        needed = settings.pixel_format.payload_bytes(*settings.size) * settings.defaults.rate
-        tree = self.server.node_map
-        link: int = tree.DeviceLinkSpeed.value  # 0 where it is not known
-        most: int = link or tree.DeviceLinkThroughputLimit.max
-        return min(max(_LEAST_THROUGHPUT, needed * _MARGIN), most)
+    def _schedule(self) -> None:
+        """Give the sending thread its priority and processors.
+
+        Raises
+        ------
+        RuntimeError
+            The system refuses.
+        """
+        tree, wanted = self.server.node_map, (self.settings.priority, self.settings.processors)
+        if not any(wanted):
+            return
+        tree.StreamThreadPriority.value, tree.StreamThreadProcessors.value = wanted
+        if (tree.StreamThreadPriority.value, tree.StreamThreadProcessors.value) != wanted:
+            self.server.stop()
+            raise RuntimeError(
+                "the system refuses --priority or --processors: there is no such processor, or the right is missing"
+            )
 
     def _name_it(self) -> None:
         identity = self.settings.identity
@@ -164,6 +169,8 @@ class Camera:
         if sent:
             self.counters.sent += 1
             self.counters.bytes += frame.data.nbytes
+        elif frame.acquisition == self._acquisition and self.server.stream.is_running:
+            self.counters.left_out += 1
         else:
             self.counters.refused += 1
         log.debug("%s: frame %d %s", self.settings.address, frame.number, "sent" if sent else "not wanted")

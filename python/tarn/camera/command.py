@@ -135,6 +135,8 @@ def _camera(address: str, identity: Identity, **options: Any) -> Settings:
         resend=options["resend"],
         driver=DRIVERS[options["driver"]],
         throughput=options["throughput"] and options["throughput"] * 1e6,
+        priority=options["priority"],
+        processors=options["processors"],
         identity=identity,
         defaults=defaults,
         frames=options["frames"],

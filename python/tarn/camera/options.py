@@ -76,8 +76,22 @@ OPTIONS: list[click.Parameter] = [
         "--throughput",
         type=click.FloatRange(0.1, 100_000),
         metavar="MB/S",
-        help="Largest rate of the stream, in millions of bytes per second; else four times what the pictures "
-        "need, but at least 40. Feature DeviceLinkThroughputLimit.",
+        help="Largest rate of the stream, in millions of bytes per second; else 95 % of the link's, or 125. "
+        "Feature DeviceLinkThroughputLimit.",
+    ),
+    _network(
+        "--priority",
+        type=click.IntRange(0, 99),
+        default=0,
+        metavar="N",
+        help="Real-time priority (SCHED_FIFO) of the thread that sends; needs the right to it.",
+    ),
+    _network(
+        "--processors",
+        type=values.ProcessorsType(),
+        default="",
+        metavar="LIST",
+        help="Processors for the thread that sends, as 2 or 0,2-3; else any.",
     ),
     _picture(
         "--pattern",

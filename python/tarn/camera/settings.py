@@ -33,7 +33,11 @@ class Settings:
     film: Pictures | Video | None = None  # what is seen without a test pattern
     resend: int = 4  # frames kept for packet resend
     driver: int = DriverType.Auto
-    throughput: float | None = None  # largest rate of the stream in bytes per second; None for a gentle one
+    throughput: float | None = (
+        None  # largest rate of the stream in bytes per second; None for the server's own choice
+    )
+    priority: int = 0  # of the thread that sends, 1 to 99, of SCHED_FIFO; 0 for none
+    processors: int = 0  # a bit for each that it may use; 0 for all
     identity: Identity = dataclasses.field(default_factory=Identity)
     defaults: Defaults = dataclasses.field(default_factory=Defaults)
     frames: int | None = None  # to take, then the camera ends; None for no end

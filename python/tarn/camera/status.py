@@ -13,16 +13,27 @@ _HAS_CLIENT = (State.Connected, State.AcquisitionEnabled)
 _IP_MTU = 14  # socket option that tells the largest datagram of the path. Source: ip(7)
 
 
+# By DeviceStreamState.
+_TROUBLES = {
+    2: "the link of {address} is down",
+    3: "no way leads from {address} to {to}",
+    4: "a firewall of this machine forbids packets to {to}",
+    5: "nobody listens at {to}",
+    6: "the system does not take packets to {to}",
+}
+
+
 @dataclasses.dataclass(frozen=True)
 class Status:
     """One look at a camera."""
 
     reason: str | None  # why no frames flow; None when they do
-    client: str  # address of the client in control, or ""
+    destination: str  # where the stream goes: a client's address or a group, or ""
     rate: float  # frames per second
     throughput: float  # image bits per second
     sent: int  # frames
     resent: int  # packets that a client asked for again
+    left_out: int  # frames for which the stream had no place
     dropped: int  # frames, on purpose
 
     @property
@@ -30,7 +41,7 @@ class Status:
         """What changes seldom: for a line in a log."""
         if self.reason:
             return f"no frames: {self.reason}"
-        return f"streaming to {self.client}"
+        return f"streaming to {self.destination}"
 
     @property
     def line(self) -> str:
@@ -41,6 +52,8 @@ class Status:
         parts.append(f"{self.sent} sent")
         if self.resent:
             parts.append(f"{self.resent} packets resent")
+        if self.left_out:
+            parts.append(f"{self.left_out} left out: the stream was busy")
         if self.dropped:
             parts.append(f"{self.dropped} dropped on purpose")
         return "  ".join(parts)
@@ -52,7 +65,6 @@ class _Look(NamedTuple):
     when: float
     frames: int
     bytes: int
-    unreachable: int
 
 
 class Watcher:
@@ -75,25 +87,25 @@ class Watcher:
         now, before, first = self._count(), self._looks[-1], self._looks[0]
         self._looks.append(now)
         elapsed = max(now.when - first.when, 1e-3)
-        has_client = camera.server.state in _HAS_CLIENT
+        tree = camera.server.node_map
         return Status(
-            reason=_reason(camera, now.frames - before.frames, now.unreachable > before.unreachable),
-            client=camera.server.remote_endpoint.address if has_client else "",
+            reason=_reason(camera, now.frames - before.frames),
+            destination=_text(tree.GevSCDAValue.value) if camera.server.state in _HAS_CLIENT else "",
             rate=(now.frames - first.frames) / elapsed,
             throughput=(now.bytes - first.bytes) * 8 / elapsed,
             sent=now.frames,
-            resent=camera.server.node_map.DeviceStreamResentPackets.value,
+            resent=tree.DeviceStreamResentPackets.value,
+            left_out=camera.counters.left_out,
             dropped=camera.controls.dropped,
         )
 
     def _count(self) -> _Look:
         counters = self._camera.counters
-        unreachable = self._camera.server.node_map.DeviceStreamUnreachable.value
-        return _Look(time.monotonic(), counters.sent, counters.bytes, unreachable)
+        return _Look(time.monotonic(), counters.sent, counters.bytes)
 
 
-def _reason(camera: Camera, frames: int, unreachable: bool) -> str | None:
-    """Why no frames flow; `frames` were handed over and the network objected or not since the last look."""
+def _reason(camera: Camera, frames: int) -> str | None:
+    """Why no frames flow; `frames` were handed over since the last look."""
     if camera.error:
         return f"the camera ended: {camera.error}"
     state = camera.server.state
@@ -110,8 +122,10 @@ def _reason(camera: Camera, frames: int, unreachable: bool) -> str | None:
         size = tree.GevSCPSPacketSize.value
         if largest is not None and size > largest:
             return f"packets too large for the path: {size} bytes, {largest} pass"
-    if unreachable:
-        return f"nobody listens at {_text(destination[0])} port {destination[1]}"
+    if trouble := _TROUBLES.get(tree.DeviceStreamStateValue.value):
+        return trouble.format(
+            address=camera.settings.address, to=f"{_text(destination[0])} port {destination[1]}"
+        )
     if frames == 0 and camera.shutter.is_waiting_for_trigger:
         return "waiting for trigger"
     if frames == 0 and camera.controls.drop == 100:

@@ -8,6 +8,7 @@ import click
 from tarn.camera.pixels import FORMATS, PixelFormat
 
 SIZE_LIMITS = (32, 16384)  # pixels
+_MAX_PROCESSOR = 62  # what the server takes in a signed number
 
 
 class _OptionType(click.ParamType):  # type: ignore[type-arg]  # generic in the newest releases only
@@ -32,6 +33,24 @@ class SizeType(_OptionType):
         if not all(least <= extent <= most for extent in size):
             self.fail(f"{value}: width and height must be {least} to {most} pixels", param, ctx)
         return size
+
+
+class ProcessorsType(_OptionType):
+    """Numbers of processors, such as 2 or 0,2-3; the value has a bit for each."""
+
+    name = "LIST"
+
+    def convert(self, value: Any, param: click.Parameter | None, ctx: click.Context | None) -> int:
+        if isinstance(value, int):
+            return value
+        bits = 0
+        for part in filter(None, value.split(",")):
+            found = re.fullmatch(r"(\d{1,2})(?:-(\d{1,2}))?", part)
+            first, last = (int(found[1]), int(found[2] or found[1])) if found else (0, -1)
+            if not 0 <= first <= last <= _MAX_PROCESSOR:
+                self.fail(f"{value!r} is no list like 2 or 0,2-3 (0 to {_MAX_PROCESSOR})", param, ctx)
+            bits |= (2 << last) - (1 << first)
+        return bits
 
 
 class PercentType(_OptionType):

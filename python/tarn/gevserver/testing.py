@@ -101,6 +101,7 @@ class RunningCamera:
         self.server = server
         self.address = address
         self._notes = _Notes()
+        self._taken = 0  # images that the stream took, since the start
         self._feeds: list[_Feed] = []
         self._cleanup = contextlib.ExitStack()
 
@@ -161,7 +162,9 @@ class RunningCamera:
 
     def wait_frames_sent(self, count: int, timeout: float = 10.0) -> None:
         """Return when so many images went out; `timeout` in seconds."""
-        self._notes.wait(lambda: self._notes.frames >= count, timeout, f"{count} frames are sent")
+        self._notes.wait(
+            lambda: self._notes.frames - self._unsent() >= count, timeout, f"{count} frames are sent"
+        )
 
     def send(self, picture: object, timeout: float = 10.0) -> None:
         """Send one image, as soon as a client takes images.
@@ -199,6 +202,12 @@ class RunningCamera:
         sends = (functools.partial(self._try_send, self._image(picture)) for picture in pictures)
         self._feeds.append(_Feed(sends, 1 / rate, self._notes.fail))
 
+    def _unsent(self) -> int:
+        """Images that the stream took and that are still on their way out."""
+        tree = self.server.node_map
+        done: int = tree.DeviceStreamFrames.value + tree.DeviceStreamDroppedFrames.value
+        return max(self._taken - done, 0)
+
     def _stream(self) -> Stream:
         stream: Stream | None = self.server.stream
         if stream is None:
@@ -218,6 +227,7 @@ class RunningCamera:
         stream = self._stream()
         if not stream.is_running or not stream.try_send(image, _released):
             return False
+        self._taken += 1
         self._notes.frame()
         return True
 
