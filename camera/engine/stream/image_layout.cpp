@@ -1,11 +1,11 @@
 #include "camera/engine/stream/image_layout.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <string>
 
 #include "camera/base/engine_error.h"
+#include "camera/engine/stream/gather.h"
 
 namespace Tarn {
 namespace {
@@ -26,8 +26,6 @@ bool IsPlanar(std::uint32_t pixel_format) {
          std::end(kPlanarFormats);
 }
 
-std::size_t PixelBytes(const ImageMemory& image) { return image.planes.size() * image.sample_bytes; }
-
 [[noreturn]] void RefuseImage(const ImageMemory& image, const ImageFormat& format) {
   const auto size = [](std::size_t width, std::size_t height) {
     return std::to_string(width) + "x" + std::to_string(height);
@@ -43,14 +41,8 @@ std::size_t PixelBytes(const ImageMemory& image) { return image.planes.size() * 
 
 /// True when the samples of a line lie side by side, the planes innermost.
 bool HasInterleavedRows(const ImageMemory& image) {
-  const PlaneMemory& first = image.planes.front();
-  for (std::size_t p = 0; p < image.planes.size(); ++p) {
-    const PlaneMemory& plane = image.planes[p];
-    if (plane.base != first.base + p * image.sample_bytes || plane.y_increment != first.y_increment)
-      return false;
-    if (plane.x_increment != static_cast<std::ptrdiff_t>(PixelBytes(image)) && image.width > 1) return false;
-  }
-  return true;
+  const auto pixel = static_cast<std::ptrdiff_t>(image.PixelBytes());
+  return HasWholePixels(image) && (image.width == 1 || image.planes.front().x_increment == pixel);
 }
 
 /// True when in each plane the samples of a line lie side by side.
@@ -68,58 +60,22 @@ bool AppendRows(PayloadLayout& layout, const PlaneMemory& plane, std::size_t row
   return true;
 }
 
-/// The image as it lies in memory; false when that is not the wire's order.
-bool View(const ImageMemory& image, bool planar, PayloadLayout& layout) {
-  if (!planar) {
-    return HasInterleavedRows(image) &&
-           AppendRows(layout, image.planes.front(), image.width * PixelBytes(image), image.height);
+/// Nothing when the memory has not the wire's order.
+std::optional<PayloadLayout> View(const ImageMemory& image, SampleOrder order) {
+  const bool planar = order == SampleOrder::kPlanar;
+  if (planar ? !HasPlanarRows(image) : !HasInterleavedRows(image)) return std::nullopt;
+  const std::size_t row_bytes = image.width * (planar ? image.sample_bytes : image.PixelBytes());
+  PayloadLayout layout;
+  for (const PlaneMemory& plane : image.planes.first(planar ? image.planes.size() : 1)) {
+    if (!AppendRows(layout, plane, row_bytes, image.height)) return std::nullopt;
   }
-  return HasPlanarRows(image) &&
-         std::all_of(image.planes.begin(), image.planes.end(), [&](const PlaneMemory& p) {
-           return AppendRows(layout, p, image.width * image.sample_bytes, image.height);
-         });
+  return layout;
 }
 
-/// Copies the samples of one line of a plane, `step` bytes apart in the target.
-template <std::size_t kBytes>
-void CopyLine(const ImageMemory& image, const PlaneMemory& plane, std::size_t y, std::uint8_t* to,
-              std::size_t step) {
-  const std::uint8_t* from = plane.base + static_cast<std::ptrdiff_t>(y) * plane.y_increment;
-  for (std::size_t x = 0; x < image.width; ++x, to += step) {
-    std::memcpy(to, from + static_cast<std::ptrdiff_t>(x) * plane.x_increment, kBytes);
-  }
-}
+/// False for images that cannot be sent, whatever is expected of them.
+bool HasSamples(const ImageMemory& image) { return !image.planes.empty() && CanGather(image.sample_bytes); }
 
-using CopyLineFunction = decltype(&CopyLine<1>);
-
-/// Null for sample sizes that no image has.
-CopyLineFunction CopyLineFor(std::size_t sample_bytes) {
-  switch (sample_bytes) {
-    case 1:
-      return &CopyLine<1>;
-    case 2:
-      return &CopyLine<2>;
-    case 4:
-      return &CopyLine<4>;
-    case 8:
-      return &CopyLine<8>;
-    default:
-      return nullptr;
-  }
-}
-
-void Gather(const ImageMemory& image, bool planar, CopyLineFunction copy_line, MutableByteView out) {
-  const std::size_t step = planar ? image.sample_bytes : PixelBytes(image);
-  const std::size_t line = image.width * step;
-  for (std::size_t p = 0; p < image.planes.size(); ++p) {
-    std::uint8_t* first = out.data() + (planar ? p * line * image.height : p * image.sample_bytes);
-    for (std::size_t y = 0; y < image.height; ++y) {
-      copy_line(image, image.planes[p], y, first + y * line, step);
-    }
-  }
-}
-
-/// Whether the image has the format's pixels, or its bytes; see LayOutImage.
+/// Whether the image has the format's pixels, or its bytes; see ViewImage.
 bool Fits(const ImageMemory& image, const ImageFormat& format) {
   if (SampleBytesOf(image) != format.PayloadBytes()) return false;
   const bool same_width = image.width == format.width;
@@ -129,19 +85,16 @@ bool Fits(const ImageMemory& image, const ImageFormat& format) {
   return same_height || image.height == 1 || (IsPlanar(format.pixel_format) && same_width);
 }
 
-/// False when the image cannot be sent, whatever is expected of it.
-bool LayOut(const ImageMemory& image, bool planar_format, ImageBlock& block) {
-  const CopyLineFunction copy_line = CopyLineFor(image.sample_bytes);
-  if (image.planes.empty() || !copy_line) return false;
-  // One plane is one run of bytes in any format; several are taken for colour components.
-  const bool planar = planar_format && image.planes.size() > 1;
+void SetPayload(const ImageMemory& image, SampleOrder order, const std::optional<PayloadLayout>& view,
+                ImageBlock& block) {
   block.staging.clear();
-  block.payload = {};
-  if (View(image, planar, block.payload)) return true;
+  if (view) {
+    block.payload = *view;
+    return;
+  }
   block.staging.resize(SampleBytesOf(image));
-  Gather(image, planar, copy_line, block.staging);
+  GatherImage(image, order, block.staging);
   block.payload = PayloadLayout::Contiguous(block.staging);
-  return true;
 }
 
 }  // namespace
@@ -150,20 +103,28 @@ std::size_t ImageFormat::PayloadBytes() const noexcept {
   return (width * height * BitsPerPixel(pixel_format) + 7) / 8;
 }
 
-std::size_t SampleBytesOf(const ImageMemory& image) noexcept {
-  return PixelBytes(image) * image.width * image.height;
+SampleOrder ImageFormat::Order() const noexcept {
+  return IsPlanar(pixel_format) ? SampleOrder::kPlanar : SampleOrder::kInterleaved;
 }
 
-void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
-  if (!Fits(image, format) || !LayOut(image, IsPlanar(format.pixel_format), block))
-    RefuseImage(image, format);
+std::optional<PayloadLayout> ViewImage(const ImageMemory& image, const ImageFormat& format) {
+  if (!HasSamples(image) || !Fits(image, format)) RefuseImage(image, format);
+  return View(image, format.Order());
 }
 
-void LayOutBytes(const ImageMemory& image, ImageBlock& block) {
-  if (LayOut(image, false, block)) return;
+std::optional<PayloadLayout> ViewBytes(const ImageMemory& image) {
+  if (HasSamples(image)) return View(image, SampleOrder::kInterleaved);
   throw EngineError(
       Failure::kInvalidArgument,
       "images with samples of " + std::to_string(image.sample_bytes * 8) + " bits cannot be sent");
+}
+
+void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
+  SetPayload(image, format.Order(), ViewImage(image, format), block);
+}
+
+void LayOutBytes(const ImageMemory& image, ImageBlock& block) {
+  SetPayload(image, SampleOrder::kInterleaved, ViewBytes(image), block);
 }
 
 }  // namespace Tarn

@@ -1,30 +1,15 @@
 #pragma once
 
-/// Finds out whether an image lies in memory as it goes onto the wire, and copies it into that order if not.
+/// Finds out whether an image lies in memory as it goes onto the wire.
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <optional>
 
 #include "camera/engine/stream/image_block.h"
+#include "camera/engine/stream/image_memory.h"
 
 namespace Tarn {
-
-/// Where the samples of one plane lie: (x, y) at base + x * x_increment + y * y_increment.
-struct PlaneMemory {
-  const std::uint8_t* base = nullptr;
-  std::ptrdiff_t x_increment = 0;  ///< bytes; may be negative
-  std::ptrdiff_t y_increment = 0;  ///< bytes; may be negative
-};
-
-/// An image in memory; borrows everything. Samples are little-endian, as on the wire.
-struct ImageMemory {
-  std::size_t width = 0;   ///< pixels
-  std::size_t height = 0;  ///< lines
-  std::size_t sample_bytes =
-      1;  ///< of a sample in memory; 2 for formats with 10 to 16 bits per sample in words
-  std::span<const PlaneMemory> planes;
-};
 
 /// What the client expects.
 struct ImageFormat {
@@ -35,21 +20,28 @@ struct ImageFormat {
   /// Bytes of payload. Lines follow each other without gaps, also in packed formats whose lines end inside a
   /// byte.
   std::size_t PayloadBytes() const noexcept;
+
+  SampleOrder Order() const noexcept;
 };
 
-/// Sets payload and staging of `block`: a view of the image where its memory has the wire's order (whole, by
-/// rows, or by planes), else a copy.
+/// The payload of an image whose memory has the wire's order (whole, by rows, or by planes): a view of it.
+/// Nothing when GatherImage has to bring the image into format.Order() first.
 ///
 /// Taken are pixels, as many as the format has and each of its bits in whole bytes; and bytes, one plane of
 /// 8-bit samples that together are the payload, as packed formats need them: as many rows as the format has
 /// lines (lines of all planes in planar formats), or all in one row.
 /// Throws: EngineError (kInvalidArgument) for every other image.
+std::optional<PayloadLayout> ViewImage(const ImageMemory& image, const ImageFormat& format);
+
+/// As ViewImage for an image whose samples are any bytes, interleaved, line after line: nothing is expected
+/// of its size.
+std::optional<PayloadLayout> ViewBytes(const ImageMemory& image);
+
+/// Sets payload and staging of `block`: a view as ViewImage finds it, else a copy.
+/// Throws: EngineError as ViewImage.
 void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block);
 
-/// As LayOutImage for an image whose samples are any bytes, line after line: nothing is expected of its size.
+/// As LayOutImage, with ViewBytes.
 void LayOutBytes(const ImageMemory& image, ImageBlock& block);
-
-/// Bytes of all samples of an image.
-std::size_t SampleBytesOf(const ImageMemory& image) noexcept;
 
 }  // namespace Tarn

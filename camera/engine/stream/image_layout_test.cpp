@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "camera/base/engine_error.h"
+#include "camera/engine/stream/gather.h"
 
 namespace Tarn {
 namespace {
@@ -15,44 +18,52 @@ constexpr std::uint32_t kRgb8 = 0x02180014, kRgb8Planar = 0x02180021;
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// An image with planes `plane_step` bytes apart in memory that is filled with a pattern.
-struct TestImage {
-  std::size_t width, height, sample_bytes;
-  std::ptrdiff_t x_increment, y_increment;
-  std::size_t plane_count, plane_step;
-  std::size_t start = 0;
+constexpr std::ptrdiff_t kMiddle = 800'000;
 
-  Bytes memory = [] {
-    Bytes bytes(200'000);
+/// Bytes on both sides of kMiddle, where images start.
+const Bytes& Memory() {
+  static const Bytes memory = [] {
+    Bytes bytes(2 * kMiddle);
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 13 + i / 255);
     return bytes;
   }();
+  return memory;
+}
+
+struct TestImage {
+  std::size_t width, height, sample_bytes;
+  std::ptrdiff_t x_increment, y_increment;
+  std::size_t plane_count = 1;
+  std::ptrdiff_t plane_step = 0;
+
   std::vector<PlaneMemory> planes{};
 
   ImageMemory View() {
     planes.clear();
-    for (std::size_t p = 0; p < plane_count; ++p) {
-      planes.push_back({memory.data() + start + p * plane_step, x_increment, y_increment});
+    const std::uint8_t* base = Memory().data() + kMiddle;
+    for (std::size_t p = 0; p < plane_count; ++p, base += plane_step) {
+      planes.push_back({base, x_increment, y_increment});
     }
     return {width, height, sample_bytes, planes};
   }
 
   /// Sample by sample, in the wire's order.
-  Bytes Reference(bool planar) {
+  Bytes Reference(SampleOrder order) {
     const ImageMemory view = View();
-    Bytes bytes;
-    const auto put = [&](std::size_t p, std::size_t x, std::size_t y) {
-      const PlaneMemory& plane = view.planes[p];
-      const std::uint8_t* at = plane.base + static_cast<std::ptrdiff_t>(x) * plane.x_increment +
-                               static_cast<std::ptrdiff_t>(y) * plane.y_increment;
-      bytes.insert(bytes.end(), at, at + sample_bytes);
-    };
-    for (std::size_t outer = 0; outer < (planar ? plane_count : 1); ++outer) {
-      for (std::size_t y = 0; y < height; ++y) {
-        for (std::size_t x = 0; x < width; ++x) {
-          for (std::size_t p = planar ? outer : 0; p < (planar ? outer + 1 : plane_count); ++p) put(p, x, y);
+    Bytes bytes(SampleBytesOf(view));
+    std::uint8_t* to = bytes.data();
+    const auto put_line = [&](std::size_t y, std::size_t begin, std::size_t end) {
+      for (std::size_t x = 0; x < width; ++x) {
+        for (std::size_t p = begin; p < end; ++p) {
+          const std::uint8_t* at = planes[p].base + static_cast<std::ptrdiff_t>(x) * x_increment +
+                                   static_cast<std::ptrdiff_t>(y) * y_increment;
+          to = std::copy_n(at, sample_bytes, to);
         }
       }
+    };
+    const std::size_t count = order == SampleOrder::kPlanar ? 1 : plane_count;
+    for (std::size_t p = 0; p < plane_count; p += count) {
+      for (std::size_t y = 0; y < height; ++y) put_line(y, p, p + count);
     }
     return bytes;
   }
@@ -66,20 +77,19 @@ Bytes AllBytes(const ImageBlock& block) {
   return bytes;
 }
 
-TEST(ImageLayout, PayloadIsTheImageSampleBySampleAndCopiedOnlyWhereItMustBe) {
+TEST(ImageLayout, CopiesOnlyWhatDoesNotLieAsTheWireHasIt) {
   const struct {
     const char* what;
     std::uint32_t format;
     TestImage image;
     bool copied;
   } rows[] = {
-      {"contiguous", kMono8, {150, 40, 1, 1, 150, 1, 0}, false},
-      {"padded rows", kMono8, {150, 40, 1, 1, 256, 1, 0}, false},
-      {"upside down", kMono8, {150, 40, 1, 1, -150, 1, 0, 39 * 150}, false},
-      {"padded rows too short to gather", kMono8, {30, 40, 1, 1, 256, 1, 0}, true},
-      {"mirrored", kMono8, {150, 40, 1, -1, 150, 1, 0, 149}, true},
-      {"every second column", kMono8, {150, 40, 1, 2, 300, 1, 0}, true},
-      {"16-bit words", kMono12, {150, 40, 2, 2, 300, 1, 0}, false},
+      {"contiguous", kMono8, {150, 40, 1, 1, 150}, false},
+      {"padded rows", kMono8, {150, 40, 1, 1, 256}, false},
+      {"upside down", kMono8, {150, 40, 1, 1, -150}, false},
+      {"padded rows too short to gather", kMono8, {30, 40, 1, 1, 256}, true},
+      {"mirrored", kMono8, {150, 40, 1, -1, 150}, true},
+      {"16-bit words", kMono12, {150, 40, 2, 2, 300}, false},
       {"interleaved colours", kRgb8, {150, 40, 1, 3, 450, 3, 1}, false},
       {"planes sent interleaved", kRgb8, {150, 40, 1, 1, 150, 3, 6000}, true},
       {"planes sent as planes", kRgb8Planar, {150, 40, 1, 1, 150, 3, 6000}, false},
@@ -88,21 +98,69 @@ TEST(ImageLayout, PayloadIsTheImageSampleBySampleAndCopiedOnlyWhereItMustBe) {
   };
   for (auto row : rows) {
     ImageBlock block;
-    LayOutImage(row.image.View(), {row.format, row.image.width, row.image.height}, block);
-    EXPECT_EQ(AllBytes(block), row.image.Reference(row.format == kRgb8Planar)) << row.what;
+    const ImageFormat format{row.format, row.image.width, row.image.height};
+    LayOutImage(row.image.View(), format, block);
+    EXPECT_EQ(AllBytes(block), row.image.Reference(format.Order())) << row.what;
     EXPECT_EQ(!block.staging.empty(), row.copied) << row.what;
   }
 }
 
+/// An image whose axes lie one within the other in the order `nesting`, the outermost first. Every `gap`-th
+/// column of the memory belongs to it; each bit of `mirrored` turns an axis round.
+TestImage NestedImage(std::string_view nesting, TestImage image, std::size_t gap, unsigned mirrored) {
+  std::size_t step = image.sample_bytes;
+  for (auto axis = nesting.rbegin(); axis != nesting.rend(); ++axis) {
+    const auto number = std::string_view("xyp").find(*axis);
+    const std::size_t lengths[] = {image.width, image.height, image.plane_count};
+    std::ptrdiff_t* const increments[] = {&image.x_increment, &image.y_increment, &image.plane_step};
+    if (*axis == 'x') step *= gap;
+    *increments[number] = static_cast<std::ptrdiff_t>(step) * ((mirrored >> number & 1) != 0 ? -1 : 1);
+    step *= lengths[number];
+  }
+  return image;
+}
+
+void ExpectGathered(TestImage image, SampleOrder order, const std::string& what) {
+  Bytes gathered(SampleBytesOf(image.View()) + 1, 0xA5);
+  GatherImage(image.View(), order, MutableByteView(gathered).first(gathered.size() - 1));
+  EXPECT_EQ(gathered.back(), 0xA5) << what << ": wrote too far";
+  gathered.pop_back();
+  EXPECT_TRUE(gathered == image.Reference(order)) << what;
+}
+
+/// Sizes with whole tiles and remainders, lines longer than a tile, and less than a vector.
+TEST(ImageLayout, GathersEveryShapeSampleBySample) {
+  const std::size_t sizes[][2] = {{69, 67}, {4100, 1}, {3, 5}};
+  for (const auto& [width, height] : sizes) {
+    for (const std::size_t sample_bytes : {1u, 2u, 4u, 8u}) {
+      for (const std::size_t planes : {1u, 2u, 3u, 4u, 5u}) {
+        for (const std::string nesting : {"yxp", "pyx", "ypx", "xyp", "pxy"}) {
+          for (unsigned mirrored = 0; mirrored < 8; ++mirrored) {
+            const std::size_t gap = mirrored / 2 + 1;
+            const TestImage image =
+                NestedImage(nesting, {width, height, sample_bytes, 0, 0, planes}, gap, mirrored);
+            const std::string what = std::to_string(width) + "x" + std::to_string(height) + ", " +
+                                     std::to_string(planes) + " planes of " + std::to_string(sample_bytes) +
+                                     " bytes, " + nesting + ", gap " + std::to_string(gap) + ", mirrored " +
+                                     std::to_string(mirrored);
+            ExpectGathered(image, SampleOrder::kInterleaved, what);
+            ExpectGathered(image, SampleOrder::kPlanar, what + ", planar");
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(ImageLayout, TakesPackedPixelsAsBytes) {
-  TestImage packed{150 * 12 / 8, 40, 1, 1, 256, 1, 0};
+  TestImage packed{150 * 12 / 8, 40, 1, 1, 256};
   ImageBlock block;
   LayOutImage(packed.View(), {kMono12p, 150, 40}, block);
-  EXPECT_EQ(AllBytes(block), packed.Reference(false));
+  EXPECT_EQ(AllBytes(block), packed.Reference(SampleOrder::kInterleaved));
 
-  TestImage run{7 * 5 * 12 / 8 + 1, 1, 1, 1, 0, 1, 0};  // lines that end inside a byte
+  TestImage run{7 * 5 * 12 / 8 + 1, 1, 1, 1, 0};  // lines that end inside a byte
   LayOutImage(run.View(), {kMono12p, 7, 5}, block);
-  EXPECT_EQ(AllBytes(block), run.Reference(false));
+  EXPECT_EQ(AllBytes(block), run.Reference(SampleOrder::kInterleaved));
 }
 
 TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
@@ -131,7 +189,7 @@ TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
                     samples,
                     static_cast<std::ptrdiff_t>(row.width) * samples,
                     row.planes,
-                    row.sample_bytes};
+                    static_cast<std::ptrdiff_t>(row.sample_bytes)};
     ImageBlock block;
     const auto lay_out = [&] { LayOutImage(image.View(), {row.format, 64, 48}, block); };
     if (row.taken) {
@@ -143,7 +201,7 @@ TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
 }
 
 TEST(ImageLayout, RefusesOtherSizesAndNamesBoth) {
-  TestImage image{150, 40, 1, 1, 150, 1, 0};
+  TestImage image{150, 40, 1, 1, 150};
   const ImageFormat wanted[] = {{kMono8, 150, 41}, {kMono12, 150, 40}, {kRgb8, 150, 40}, {kMono12p, 150, 40}};
   for (const ImageFormat& format : wanted) {
     ImageBlock block;
