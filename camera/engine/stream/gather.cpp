@@ -46,18 +46,19 @@ struct Grid {
   bool IsTurned() const noexcept { return height > 1 && std::abs(from_steps.y) < std::abs(from_steps.x); }
 };
 
-/// Calls take(const Area&) for each tile of a rectangle; those at the far sides may be smaller.
+/// Calls take(const Area&) for each tile of a rectangle, column by column; those at the far sides may be
+/// smaller.
 void ForEachArea(std::size_t width, std::size_t height, const Area& tile, auto&& take) noexcept {
-  for (std::size_t y = 0; y < height; y += tile.height) {
-    for (std::size_t x = 0; x < width; x += tile.width) {
+  for (std::size_t x = 0; x < width; x += tile.width) {
+    for (std::size_t y = 0; y < height; y += tile.height) {
       take(Area{x, y, std::min(tile.width, width - x), std::min(tile.height, height - y)});
     }
   }
 }
 
-void ForEachTile(const Grid& grid, std::size_t width, std::size_t height, auto&& take) noexcept {
-  ForEachArea(grid.width, grid.height, {0, 0, width, height},
-              [&](const Area& area) { take(grid.Part(area)); });
+/// The same with squares of a grid, for take(const Grid&).
+void ForEachSquare(const Grid& grid, std::size_t side, auto&& take) noexcept {
+  ForEachArea(grid.width, grid.height, {0, 0, side, side}, [&](const Area& area) { take(grid.Part(area)); });
 }
 
 // ---- Line by line ----
@@ -165,7 +166,7 @@ void Transpose(const Grid& grid) noexcept {
 template <class T>
 void CopySquares(const Grid& grid) noexcept {
   constexpr std::size_t kSide = Lanes<T>::kCount;
-  ForEachTile(grid, kSide, kSide, [](const Grid& part) {
+  ForEachSquare(grid, kSide, [](const Grid& part) {
     const bool whole = part.width == kSide && part.height == kSide;
     return whole ? Transpose<T>(part) : CopyRows<sizeof(T)>(part);
   });
@@ -179,21 +180,21 @@ Grid UpsideDown(const Grid& grid) noexcept {
   return turned;
 }
 
-/// In tiles as high as a cache line, so that all of it is used while it is at hand.
+/// In squares as wide and high as a cache line, so that all of it is used while it is at hand, both where it is
+/// read and where it is written.
 template <std::size_t kBytes>
 void CopyColumns(const Grid& grid) noexcept {
   constexpr auto kStep = static_cast<std::ptrdiff_t>(kBytes);
-  constexpr std::size_t kHeight = kCacheLineBytes / kBytes;
-  constexpr std::size_t kWidth = 16;
+  constexpr std::size_t kSide = kCacheLineBytes / kBytes;
   if constexpr (kBytes == 1 || kBytes == 2 || kBytes == 4) {
     using Unsigned = std::tuple<std::uint8_t, std::uint16_t, std::uint32_t>;
     using Element = std::tuple_element_t<kBytes / 2, Unsigned>;
     if (grid.from_steps.y == -kStep) return CopyColumns<kBytes>(UpsideDown(grid));
     if (grid.from_steps.y == kStep && grid.to_steps.x == kStep) {
-      return ForEachTile(grid, Lanes<Element>::kCount, kHeight, CopySquares<Element>);
+      return ForEachSquare(grid, kSide, CopySquares<Element>);
     }
   }
-  ForEachTile(grid, kWidth, kHeight, CopyRows<kBytes>);
+  ForEachSquare(grid, kSide, CopyRows<kBytes>);
 }
 
 // ---- Elements of any size ----
