@@ -6,11 +6,10 @@
 
 #include "camera/engine/stream/gather.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <vector>
 
