@@ -307,7 +307,7 @@ void Device::Send(const ImageMemory& image, BlockOwner owner) {
     limited = functions.TheAcquisition().Limited();
     functions.Stream().DescribeBlock(block, SampleBytesOf(image), Now());
   }
-  LayOut(image, block);
+  LayOut(image, block, [&stream](std::size_t bytes) { return stream->Buffer(bytes); });
   if (block.payload.Size() > payload_size) {
     throw EngineError(Failure::kInvalidArgument, "the image has " + std::to_string(block.payload.Size()) +
                                                      " bytes, the payload size is " +

@@ -140,15 +140,16 @@ def test_network_breaks_and_comes_back(break_network: Any, mend_network: Any) ->
         serve_next_client(camera, client_host)
 
 
-def test_full_socket_loses_packets_and_recovers() -> None:
+def test_slow_line_makes_the_camera_wait_and_costs_no_packet() -> None:
     """The interface takes a thousandth of what the camera sends."""
     with remote_camera() as (camera, camera_host, client_host):
         camera.server.node_map.DeviceLinkThroughputLimitMode.value = "Off"
         with streaming(camera, client_host) as (_, receiver), Feeder(camera, PICTURES):
             receiver.wait_frames(1)
             camera_host.shape("1mbit")
-            wait_counted(camera, "DeviceStreamFailedPackets")
+            wait_counted(camera, "DeviceStreamQueueFull")
             camera_host.unshape()
+            assert counted(camera, "DeviceStreamFailedPackets") == 0
         serve_next_client(camera, client_host)
 
 
@@ -163,7 +164,7 @@ def test_nobody_listens_at_the_destination(make_camera: MakeCamera) -> None:
         with Feeder(camera, PICTURES):
             wait_counted(camera, "DeviceStreamUnreachable")
         seen_by_client = client.read_memory(*features.register("DeviceStreamUnreachable"))
-        assert int.from_bytes(seen_by_client, "big") == counted(camera, "DeviceStreamUnreachable")
+        assert 0 < int.from_bytes(seen_by_client, "big") <= counted(camera, "DeviceStreamUnreachable")
         with StreamReceiver() as receiver, Feeder(camera, PICTURES):
             client.write_register(SCP, receiver.port)
             assert receiver.wait_frames(1)[0].is_whole

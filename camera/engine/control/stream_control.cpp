@@ -4,6 +4,7 @@
 #include <array>
 
 #include "camera/engine/registers/register_table.h"
+#include "camera/engine/stream/gather.h"
 #include "camera/wire/bootstrap.h"
 
 namespace Tarn {
@@ -19,11 +20,17 @@ ImageFormat FormatOf(const ImageLeader& image) { return {image.pixel_format, ima
 
 }  // namespace
 
-void LayOut(const ImageMemory& image, ImageBlock& block) {
-  if (WithoutChunks(block.image.type) == PayloadType::Image) {
-    LayOutImage(image, FormatOf(block.image), block);
+void LayOut(const ImageMemory& image, ImageBlock& block, const BufferSource& buffers) {
+  const bool is_image = WithoutChunks(block.image.type) == PayloadType::Image;
+  const ImageFormat format = FormatOf(block.image);
+  if (const auto view = is_image ? ViewImage(image, format) : ViewBytes(image)) {
+    block.payload = *view;
   } else {
-    LayOutBytes(image, block);
+    const std::size_t bytes = SampleBytesOf(image);
+    block.staging = buffers(bytes);
+    const auto out = MutableByteView(block.staging).first(bytes);
+    GatherImage(image, is_image ? format.Order() : SampleOrder::kInterleaved, out);
+    block.payload = PayloadLayout::Contiguous(out);
   }
   const ByteView tail = block.tail.Bytes();
   if (!tail.empty()) block.payload.Append({tail.data(), tail.size(), 0, 1});

@@ -3,7 +3,9 @@
 /// What the registers say about the stream: its settings, its payload, and what goes out with an image.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <vector>
 
 #include "camera/base/clock.h"
 #include "camera/base/endpoint.h"
@@ -66,8 +68,12 @@ class StreamControl {
   std::optional<std::uint32_t> given_payload_size_;  ///< by the program, without chunks; else it is computed
 };
 
-/// The payload of a block: the image as its leader says it is, and its chunks.
+/// Gives memory for so many bytes at least.
+using BufferSource = std::function<std::vector<std::uint8_t>(std::size_t)>;
+
+/// The payload of a block: the image as its leader says it is, and its chunks. An image that does not lie as the wire has
+/// it is put in order in a buffer.
 /// Throws: EngineError kInvalidArgument when the memory does not fit the format.
-void LayOut(const ImageMemory& image, ImageBlock& block);
+void LayOut(const ImageMemory& image, ImageBlock& block, const BufferSource& buffers);
 
 }  // namespace Tarn

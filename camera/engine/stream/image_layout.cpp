@@ -85,18 +85,6 @@ bool Fits(const ImageMemory& image, const ImageFormat& format) {
   return same_height || image.height == 1 || (IsPlanar(format.pixel_format) && same_width);
 }
 
-void SetPayload(const ImageMemory& image, SampleOrder order, const std::optional<PayloadLayout>& view,
-                ImageBlock& block) {
-  block.staging.clear();
-  if (view) {
-    block.payload = *view;
-    return;
-  }
-  block.staging.resize(SampleBytesOf(image));
-  GatherImage(image, order, block.staging);
-  block.payload = PayloadLayout::Contiguous(block.staging);
-}
-
 }  // namespace
 
 std::size_t ImageFormat::PayloadBytes() const noexcept {
@@ -117,14 +105,6 @@ std::optional<PayloadLayout> ViewBytes(const ImageMemory& image) {
   throw EngineError(
       Failure::kInvalidArgument,
       "images with samples of " + std::to_string(image.sample_bytes * 8) + " bits cannot be sent");
-}
-
-void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block) {
-  SetPayload(image, format.Order(), ViewImage(image, format), block);
-}
-
-void LayOutBytes(const ImageMemory& image, ImageBlock& block) {
-  SetPayload(image, SampleOrder::kInterleaved, ViewBytes(image), block);
 }
 
 }  // namespace Tarn

@@ -37,11 +37,4 @@ std::optional<PayloadLayout> ViewImage(const ImageMemory& image, const ImageForm
 /// of its size.
 std::optional<PayloadLayout> ViewBytes(const ImageMemory& image);
 
-/// Sets payload and staging of `block`: a view as ViewImage finds it, else a copy.
-/// Throws: EngineError as ViewImage.
-void LayOutImage(const ImageMemory& image, const ImageFormat& format, ImageBlock& block);
-
-/// As LayOutImage, with ViewBytes.
-void LayOutBytes(const ImageMemory& image, ImageBlock& block);
-
 }  // namespace Tarn

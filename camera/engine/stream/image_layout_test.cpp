@@ -69,12 +69,30 @@ struct TestImage {
   }
 };
 
-Bytes AllBytes(const ImageBlock& block) {
+Bytes AllBytes(const PayloadLayout& payload) {
   Bytes bytes;
-  block.payload.ForEachPiece(0, block.payload.Size(), [&](const std::uint8_t* at, std::size_t count) {
+  payload.ForEachPiece(0, payload.Size(), [&](const std::uint8_t* at, std::size_t count) {
     bytes.insert(bytes.end(), at, at + count);
   });
   return bytes;
+}
+
+struct LaidOut {
+  Bytes bytes;
+  bool copied = false;
+};
+
+/// The payload of an image: of a view, or put in order.
+LaidOut LayOut(const ImageMemory& image, const ImageFormat& format) {
+  LaidOut out;
+  if (const auto view = ViewImage(image, format)) {
+    out.bytes = AllBytes(*view);
+  } else {
+    out.copied = true;
+    out.bytes.resize(SampleBytesOf(image));
+    GatherImage(image, format.Order(), out.bytes);
+  }
+  return out;
 }
 
 TEST(ImageLayout, CopiesOnlyWhatDoesNotLieAsTheWireHasIt) {
@@ -97,11 +115,10 @@ TEST(ImageLayout, CopiesOnlyWhatDoesNotLieAsTheWireHasIt) {
       {"interleaved sent as planes", kRgb8Planar, {150, 40, 1, 3, 450, 3, 1}, true},
   };
   for (auto row : rows) {
-    ImageBlock block;
     const ImageFormat format{row.format, row.image.width, row.image.height};
-    LayOutImage(row.image.View(), format, block);
-    EXPECT_EQ(AllBytes(block), row.image.Reference(format.Order())) << row.what;
-    EXPECT_EQ(!block.staging.empty(), row.copied) << row.what;
+    const LaidOut out = LayOut(row.image.View(), format);
+    EXPECT_EQ(out.bytes, row.image.Reference(format.Order())) << row.what;
+    EXPECT_EQ(out.copied, row.copied) << row.what;
   }
 }
 
@@ -154,13 +171,10 @@ TEST(ImageLayout, GathersEveryShapeSampleBySample) {
 
 TEST(ImageLayout, TakesPackedPixelsAsBytes) {
   TestImage packed{150 * 12 / 8, 40, 1, 1, 256};
-  ImageBlock block;
-  LayOutImage(packed.View(), {kMono12p, 150, 40}, block);
-  EXPECT_EQ(AllBytes(block), packed.Reference(SampleOrder::kInterleaved));
+  EXPECT_EQ(LayOut(packed.View(), {kMono12p, 150, 40}).bytes, packed.Reference(SampleOrder::kInterleaved));
 
   TestImage run{7 * 5 * 12 / 8 + 1, 1, 1, 1, 0};  // lines that end inside a byte
-  LayOutImage(run.View(), {kMono12p, 7, 5}, block);
-  EXPECT_EQ(AllBytes(block), run.Reference(SampleOrder::kInterleaved));
+  EXPECT_EQ(LayOut(run.View(), {kMono12p, 7, 5}).bytes, run.Reference(SampleOrder::kInterleaved));
 }
 
 TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
@@ -190,8 +204,7 @@ TEST(ImageLayout, RefusesTheRightNumberOfBytesInAShapeThatContradicts) {
                     static_cast<std::ptrdiff_t>(row.width) * samples,
                     row.planes,
                     static_cast<std::ptrdiff_t>(row.sample_bytes)};
-    ImageBlock block;
-    const auto lay_out = [&] { LayOutImage(image.View(), {row.format, 64, 48}, block); };
+    const auto lay_out = [&] { LayOut(image.View(), {row.format, 64, 48}); };
     if (row.taken) {
       EXPECT_NO_THROW(lay_out()) << row.what;
     } else {
@@ -204,9 +217,8 @@ TEST(ImageLayout, RefusesOtherSizesAndNamesBoth) {
   TestImage image{150, 40, 1, 1, 150};
   const ImageFormat wanted[] = {{kMono8, 150, 41}, {kMono12, 150, 40}, {kRgb8, 150, 40}, {kMono12p, 150, 40}};
   for (const ImageFormat& format : wanted) {
-    ImageBlock block;
     try {
-      LayOutImage(image.View(), format, block);
+      LayOut(image.View(), format);
       ADD_FAILURE() << std::hex << format.pixel_format;
     } catch (const EngineError& e) {
       const std::string text = e.what();

@@ -115,7 +115,7 @@ class Camera:
         if (tree.StreamThreadPriority.value, tree.StreamThreadProcessors.value) != wanted:
             self.server.stop()
             raise RuntimeError(
-                "the system refuses --priority or --processors: there is no such processor, or the right is missing"
+                "the system refuses the priority or the processors: no such one, or no right to it"
             )
 
     def _name_it(self) -> None:
