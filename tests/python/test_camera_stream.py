@@ -388,8 +388,7 @@ def test_a_client_that_is_gone_does_not_end_the_camera(make_camera: MakeCamera) 
         Features(client).execute("AcquisitionStart")
         camera.wait_running()
         for _ in range(20):
-            image = wrap(picture(320, 240))
-            wait_until(lambda image=image: camera.server.stream.try_send(image), "there is a place")
+            wait_until(lambda: camera.server.stream.try_send(wrap(picture(320, 240))), "there is a place")
         with StreamReceiver() as receiver:
             client.write_register(SCP, receiver.port)
             camera.server.stream.send(wrap(picture(320, 240)))

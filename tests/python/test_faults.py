@@ -147,7 +147,8 @@ def test_slow_line_makes_the_camera_wait_and_costs_no_packet() -> None:
         with streaming(camera, client_host) as (_, receiver), Feeder(camera, PICTURES):
             receiver.wait_frames(1)
             camera_host.shape("1mbit")
-            wait_counted(camera, "DeviceStreamQueueFull")
+            image = tarn.WrappedImage.from_buffer(PICTURES[0])
+            wait_until(lambda: not camera.server.stream.try_send(image), "earlier images wait for the line")
             camera_host.unshape()
             assert counted(camera, "DeviceStreamFailedPackets") == 0
         serve_next_client(camera, client_host)
