@@ -79,7 +79,7 @@ void Compare(StreamDriver driver, std::uint16_t packet_size, std::size_t image_s
   config.packet_size = packet_size;
   channel.Configure(config);
   channel.ChannelOpened();
-  channel.SetRunning(true);
+  channel.BeginRunning(0);
   const auto send = [&] {
     ImageBlock block;
     block.payload = PayloadLayout::Contiguous(image);

@@ -213,12 +213,12 @@ void Device::Apply(const ChannelOrder& order, Outbox& outbox) {
   } else if (std::get_if<StreamOpened>(&order)) {
     channels_.stream->ChannelOpened();
   } else if (std::get_if<StreamBegins>(&order)) {
-    channels_.stream->SetRunning(true);
+    channels_.stream->BeginRunning(plane_.Functions().Stream().PayloadSize());
   } else if (const auto* ends = std::get_if<StreamEnds>(&order)) {
     if (ends->send_accepted) {
       channels_.stream->EndRunning();
     } else {
-      channels_.stream->SetRunning(false);
+      channels_.stream->StopRunning();
     }
   } else if (const auto* request = std::get_if<ResendRequest>(&order)) {
     channels_.stream->Resend(*request);

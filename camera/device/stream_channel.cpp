@@ -1,6 +1,7 @@
 #include "camera/device/stream_channel.h"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "camera/base/thread_control.h"
@@ -272,7 +273,8 @@ BlockOwner StreamChannel::CopyRest() {
 // Orders.
 
 bool StreamChannel::HasOrders() const {
-  return config_changed_ || drop_current_ || drop_waiting_ != 0 || forget_ || find_route_ || !tests_.empty();
+  return config_changed_ || drop_current_ || drop_waiting_ != 0 || forget_ || find_route_ || prepare_ != 0 ||
+         !tests_.empty();
 }
 
 bool StreamChannel::HasWork() const {
@@ -328,10 +330,18 @@ void StreamChannel::RouteChanged() {
   wake_.notify_one();
 }
 
-void StreamChannel::SetRunning(bool running) {
+void StreamChannel::BeginRunning(std::size_t payload_bytes) {
   const MutexLock lock(mutex_);
-  if (!running) DropUnsent();
-  running_ = running;
+  running_ = true;
+  if (depth_ != 0 || payload_bytes > kMaxStagedBytes / kMaxSpare) return;
+  prepare_ = payload_bytes;
+  wake_.notify_one();
+}
+
+void StreamChannel::StopRunning() {
+  const MutexLock lock(mutex_);
+  DropUnsent();
+  running_ = false;
   wake_.notify_one();
   place_free_.notify_all();
 }
@@ -428,6 +438,7 @@ bool StreamChannel::TakeOrders(Orders& orders) {
     orders.requests.push_back(*requests_.Take());
   }
   orders.find_route = std::exchange(find_route_, false);
+  orders.prepare = std::exchange(prepare_, 0);
   orders.pace = PaceNow();
   orders.kept = Kept();
   return true;
@@ -440,6 +451,20 @@ void StreamChannel::NoteProgress() {
   if (sending_ && !transmitter_.Sending()) {
     sending_ = false;
     place_free_.notify_all();
+  }
+}
+
+void StreamChannel::Prepare(std::size_t bytes) {
+  try {
+    while (true) {
+      std::vector<std::uint8_t> buffer(bytes);
+      const MutexLock lock(mutex_);
+      std::erase_if(spare_, [bytes](const auto& spare) { return spare.size() != bytes; });
+      if (spare_.size() >= kMaxSpare) return;
+      spare_.push_back(std::move(buffer));
+    }
+  } catch (const std::bad_alloc&) {
+    // Senders try it again, and are told when there is none.
   }
 }
 
@@ -459,6 +484,7 @@ void StreamChannel::Execute(Orders& orders) {
   transmitter_.KeepAtMost(orders.kept, gone_);
   if (orders.config) transmitter_.Apply(*orders.config, gone_);
   if (orders.find_route) transmitter_.FindRoute();
+  if (orders.prepare != 0) Prepare(orders.prepare);
   transmitter_.SetPace(orders.pace);
   if (orders.test) transmitter_.SendTestPacket(orders.test->destination, orders.test->packet_size);
   if (orders.begin) transmitter_.Begin(std::move(orders.begin->block), orders.begin->id, gone_);

@@ -42,7 +42,7 @@ class StreamChannel {
   /// Bytes in copies; an image that is larger finds its place when no other waits.
   static constexpr std::size_t kMaxStagedBytes = std::size_t{256} << 20;
   /// So long a sender waits for a place, with the interpreter lock and all that depends on it.
-  static constexpr std::chrono::milliseconds kPatience{4};
+  static constexpr std::chrono::milliseconds kPatience{3};
 
   /// Binds a UDP socket to the address, with a port of the system's choice, and starts the threads. When the last
   /// reference goes, the channel closes without waiting: its threads tell the owners that are left, and end.
@@ -83,8 +83,11 @@ class StreamChannel {
   void RouteChanged();
   StreamState State() const noexcept { return transmitter_.State(); }
 
-  /// Acquisition on or off. Off drops what is not sent; kept blocks can still be resent.
-  void SetRunning(bool running);
+  /// Acquisition on. Memory for copies of so large images is made ready: the first of a page costs more than the copy.
+  void BeginRunning(std::size_t payload_bytes);
+
+  /// Acquisition off: what is not sent is dropped; kept blocks can still be resent.
+  void StopRunning();
 
   /// Acquisition off because all its blocks were accepted: those go out, new ones are refused.
   void EndRunning();
@@ -120,6 +123,7 @@ class StreamChannel {
     bool forget = false;        ///< what was sent before
     std::size_t kept = 0;       ///< at most
     bool find_route = false;
+    std::size_t prepare = 0;  ///< bytes of the copies to come
     Pace pace;
     std::optional<StreamConfig> config;
     std::optional<Test> test;
@@ -176,6 +180,7 @@ class StreamChannel {
   void Recycle(std::vector<std::uint8_t>&& buffer) TARN_REQUIRES(mutex_);
   void Execute(Orders& orders);
   void DropUnbegun(std::span<Waiting> dropped);
+  void Prepare(std::size_t bytes) TARN_EXCLUDES(mutex_);
   bool Await(Instant due) TARN_EXCLUDES(mutex_);
   void LetGo() noexcept TARN_EXCLUDES(mutex_);
   void Finish() TARN_EXCLUDES(mutex_);
@@ -210,6 +215,7 @@ class StreamChannel {
   std::size_t forget_waiting_ TARN_GUARDED_BY(mutex_) =
       0;  ///< of those to be dropped, from before that order
   bool find_route_ TARN_GUARDED_BY(mutex_) = false;
+  std::size_t prepare_ TARN_GUARDED_BY(mutex_) = 0;  ///< bytes
   std::deque<Test> tests_ TARN_GUARDED_BY(mutex_);
   ResendRequests requests_ TARN_GUARDED_BY(mutex_);
 

@@ -138,7 +138,7 @@ class StreamChannelTest : public ::testing::Test {
     config.resend_client = kLoopback;
     channel->Configure(config);
     channel->ChannelOpened();
-    channel->SetRunning(true);
+    channel->BeginRunning(0);
   }
 
   ImageBlock Block(ByteView payload, BlockOwner owner = {}) {

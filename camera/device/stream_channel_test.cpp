@@ -102,9 +102,9 @@ TEST_F(StreamChannelTest, TellsTheOwnerBeforeReturningWithoutResend) {
 TEST_F(StreamChannelTest, RefusedBlocksStayTheSenders) {
   Open(2);
   const Bytes pixels = Pattern(10'000);
-  channel->SetRunning(false);
+  channel->StopRunning();
   EXPECT_EQ(channel->Send(Block(pixels, owners.For(0))), SendResult::NotRunning);
-  channel->SetRunning(true);
+  channel->BeginRunning(0);
   for (const Endpoint& incomplete : {Endpoint{kLoopback, 0}, Endpoint{0, 5000}}) {
     config.destination = incomplete;
     channel->Configure(config);
@@ -130,8 +130,8 @@ TEST_F(StreamChannelTest, BlockIdsGoOnOverStopsAndRestartWithTheChannel) {
   };
   EXPECT_EQ(next_id(), 1u);
   EXPECT_EQ(next_id(), 2u);
-  channel->SetRunning(false);
-  channel->SetRunning(true);
+  channel->StopRunning();
+  channel->BeginRunning(0);
   EXPECT_EQ(next_id(), 3u);
   channel->ChannelOpened();
   EXPECT_EQ(next_id(), 1u);
@@ -233,10 +233,10 @@ TEST_F(StreamChannelTest, ABlockSaysThatTheOneBeforeWasDropped) {
   config.pace.bytes_per_second = 1'000'000;
   Open(2);
   ASSERT_EQ(channel->Send(Block(pixels)), SendResult::Accepted);
-  channel->SetRunning(false);
+  channel->StopRunning();
   ASSERT_TRUE(Eventually([&] { return channel->Counters().dropped_blocks == 1; }));
   receiver.Arrived();
-  channel->SetRunning(true);
+  channel->BeginRunning(0);
   const Bytes small = Pattern(5000);
   for (const int flags : {2, 0}) {
     SendAll(Block(small));
@@ -271,7 +271,7 @@ TEST_F(StreamChannelTest, ManyRequestsAreNoFlood) {
     Ask(1, 0, 0xFFFFFF + i);
     if (i % 20 == 0) std::this_thread::sleep_for(1ms);
   }
-  channel->SetRunning(false);
+  channel->StopRunning();
   ASSERT_TRUE(Eventually([&, last = std::uint64_t{0}]() mutable {
     std::this_thread::sleep_for(20ms);
     return std::exchange(last, channel->Counters().packets) == channel->Counters().packets;

@@ -31,7 +31,7 @@ std::shared_ptr<StreamChannel> OpenTo(const Endpoint& destination, StreamConfig 
   config.destination = destination;
   channel->Configure(config);
   channel->ChannelOpened();
-  channel->SetRunning(true);
+  channel->BeginRunning(0);
   return channel;
 }
 

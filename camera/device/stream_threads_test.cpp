@@ -25,7 +25,7 @@ TEST_F(StreamThreads, StopDropsWhatIsBeingSent) {
       Open(depth);
       std::thread sender([&] { EXPECT_EQ(channel->Send(Block(pixels, told.For(1))), SendResult::Accepted); });
       receiver.Next();
-      channel->SetRunning(false);
+      channel->StopRunning();
       sender.join();
       EXPECT_TRUE(Eventually([&] { return channel->Counters().dropped_blocks == 1; }));
       if (depth == 0) {
@@ -191,7 +191,7 @@ TEST_F(StreamThreads, EveryOwnerIsToldOnceWhateverHappensMeanwhile) {
       for (std::uint32_t i = 0; static_cast<std::size_t>(next) < told.size(); ++i) {
         Ask(i, i % 30, i % 30 + 5);
         if (i % 7 == 0) channel->FireTestPacket();
-        if (i % 11 == 0) channel->SetRunning(i % 2 == 0);
+        if (i % 11 == 0) i % 2 == 0 ? channel->BeginRunning(50'000) : channel->StopRunning();
         if (i % 13 == 0) channel->ChannelOpened();
         if (i % 17 == 0) {
           config.packet_size = i % 2 == 0 ? 1500 : 4000;
@@ -199,7 +199,7 @@ TEST_F(StreamThreads, EveryOwnerIsToldOnceWhateverHappensMeanwhile) {
         }
         std::this_thread::sleep_for(100us);
       }
-      channel->SetRunning(true);
+      channel->BeginRunning(0);
       for (std::thread& thread : threads) thread.join();
       channel->Close();
       for (std::size_t i = 0; i < told.size(); ++i) ASSERT_EQ(told[i], accepted[i] ? 1 : 0) << i;

@@ -65,11 +65,11 @@ class NoPacing final : public Pacing {
 /// group lasts so long that wake-ups cost little, and so short that the smallest receive buffer takes it.
 class ClockPacing final : public Pacing {
  public:
-  /// Source: measured. 25 kB at 1 Gbit/s; a receive buffer of Linux' default size (212,992 bytes) takes 90 packets of
+  /// Source: measured. 50 kB at 1 Gbit/s; a receive buffer of Linux' default size (212,992 bytes) takes 90 packets of
   /// 1500 bytes, since it is charged more than their bytes.
-  static constexpr Nanoseconds kGroup{200'000};
+  static constexpr Nanoseconds kGroup{400'000};
   /// A client asks for a packet delay when single packets are too fast for it.
-  static constexpr Nanoseconds kDelayGroup{100'000};
+  static constexpr Nanoseconds kDelayGroup{200'000};
   /// Of a stall this much is made up for, the rest is lost.
   static constexpr Nanoseconds kMadeUp{1'000'000};
   /// A usual wake-up comes no later.

@@ -47,14 +47,14 @@ TEST(ClockPacing, KeepsTheStricterOfRateAndDelayInSmallGroupsThoughWakeUpsAreLat
     Pace pace;
     std::size_t group;
     Nanoseconds packet;  // takes up so long
-  } rows[] = {{{0ns, kGigabit}, 16, 12us},
-              {{0ns, 10 * kGigabit}, 166, 1200ns},
-              {{10us, 0}, 10, 10us},
-              {{90us, 0}, 1, 90us},
+  } rows[] = {{{0ns, kGigabit}, 33, 12us},
+              {{0ns, 10 * kGigabit}, 333, 1200ns},
+              {{10us, 0}, 20, 10us},
+              {{90us, 0}, 2, 90us},
               {{1ms, 0}, 1, 1ms},
               {{3s, 0}, 1, 3s},
-              {{100us, kGigabit}, 1, 100us},
-              {{1us, kGigabit}, 16, 12us},
+              {{201us, kGigabit}, 1, 201us},
+              {{1us, kGigabit}, 33, 12us},
               {{0ns, 1000}, 1, 1500ms}};
   for (const auto& row : rows) {
     for (const Nanoseconds late : {Nanoseconds{0}, Nanoseconds{40us}}) {
@@ -73,11 +73,11 @@ TEST(ClockPacing, KeepsTheStricterOfRateAndDelayInSmallGroupsThoughWakeUpsAreLat
 TEST(ClockPacing, MakesUpForAMillisecondOfAStallAndNotForIdleTime) {
   ClockPacing pacing;
   pacing.Set({0ns, kGigabit});
-  const Nanoseconds group = 16 * 12us;
+  const Nanoseconds group = 33 * 12us;
   const auto groups_until_even = [&](Instant now) {
     int groups = 0;
     for (; groups < 100; ++groups) {
-      pacing.Sent(now, 16, 16 * 1500);
+      pacing.Sent(now, 33, 33 * 1500);
       if (pacing.Due() - now >= group) break;
       EXPECT_GE(pacing.Due() - now, group * 4 / 5 - (groups == 0 ? ClockPacing::kLate : Nanoseconds{0}))
           << "never faster than 1.25 times the rate";
