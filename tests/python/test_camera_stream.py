@@ -3,6 +3,8 @@
 import contextlib
 import gc
 import itertools
+import os
+import pathlib
 import socket
 import struct
 import threading
@@ -25,6 +27,7 @@ from gvcp_client import (
     SCPS,
     SCSP,
     WRITEREG,
+    GvcpError,
 )
 from gvsp_receiver import IMAGE, StreamReceiver
 from tarn import PfncFormat
@@ -374,6 +377,45 @@ def test_test_packets_come_each_time_with_the_exact_size(camera: Camera) -> None
             assert packets[-1][2:4] == b"\0\0"
             assert client.read_register(SCPS) == DO_NOT_FRAGMENT | size  # fire reads as zero
         assert receiver.sources == {(camera.address, client.read_register(SCSP))}
+
+
+def test_a_full_stream_takes_no_image_and_sends_copies_of_those_it_took(make_camera: MakeCamera) -> None:
+    """And a new rate holds in the middle of an image."""
+    camera = make_camera((640, 480))
+    stream, limit = camera.server.stream, camera.server.node_map.DeviceLinkThroughputLimit
+    limit.value = limit.min  # an image takes three seconds
+    array = picture(640, 480)
+    sent, image, told = array.tobytes(), wrap(array), []
+    with streaming(camera) as (_, receiver, _):
+        for count in (1, 2):
+            assert stream.try_send(image, told.append)
+            assert told == [image] * count
+        assert not stream.try_send(image, told.append)
+        with pytest.raises(RuntimeError, match="Could not send image"):
+            stream.send(image, told.append)
+        assert len(told) == 2
+        assert camera.server.node_map.DeviceStreamRefusedImages.value == 1
+        array[:] = 0
+        limit.value = 125_000_000
+        assert [frame.image for frame in receiver.wait_frames(2)] == [sent, sent]
+
+
+def test_the_program_places_the_thread_that_sends(make_camera: MakeCamera) -> None:
+    camera = make_camera((64, 48))
+    tree = camera.server.node_map
+    tasks = {
+        (task / "comm").read_text().strip(): task / "status"
+        for task in pathlib.Path("/proc/self/task").iterdir()
+    }
+    processor = min(os.sched_getaffinity(0))
+    tree.StreamThreadProcessors.value = 1 << processor
+    assert f"Cpus_allowed_list:\t{processor}\n" in tasks["tarn-pump"].read_text()
+    tree.StreamThreadProcessors.value = 1 << 62
+    assert tree.StreamThreadProcessors.value == 0, "there is no such processor"
+    with camera.client() as client:
+        client.connect()
+        with pytest.raises(GvcpError):
+            client.write_register(Features(client).register("StreamThreadPriority")[0], 50)
 
 
 def test_a_client_that_is_gone_does_not_end_the_camera(make_camera: MakeCamera) -> None:
