@@ -183,7 +183,7 @@ SendResult StreamChannel::Send(ImageBlock&& block) {
       held_ = true;
       sending_ = true;
       staged_bytes_ += block.staging.size();
-      start = {Number(extent), PaceNow(), Kept(), {}};
+      start = {Number(extent), PaceNow(), Kept()};
     } else if (way == Way::Copy) {
       ++reserved_;
     } else {

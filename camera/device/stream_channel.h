@@ -141,12 +141,11 @@ class StreamChannel {
     Copy,    ///< the pump sends a copy
     Queue,   ///< the pump sends it
   };
-  /// What the pump, or a caller with its own image, needs to know before it sends.
+  /// What a caller needs to know that sends its image itself.
   struct Start {
     std::uint64_t id = 0;
     Pace pace;
     std::size_t kept = 0;  ///< blocks that stay in the store at most
-    Instant until;         ///< longer a caller does not send
   };
 
   explicit StreamChannel(const StreamOptions& options);
