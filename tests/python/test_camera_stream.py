@@ -385,7 +385,8 @@ def test_a_full_stream_takes_no_image_and_sends_copies_of_those_it_took(make_cam
     stream, limit = camera.server.stream, camera.server.node_map.DeviceLinkThroughputLimit
     limit.value = limit.min  # an image takes three seconds
     array = picture(640, 480)
-    sent, image, told = array.tobytes(), wrap(array), []
+    sent, image = array.tobytes(), wrap(array)
+    told: list[tarn.Image] = []
     with streaming(camera) as (_, receiver, _):
         for count in (1, 2):
             assert stream.try_send(image, told.append)
