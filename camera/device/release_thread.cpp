@@ -19,10 +19,14 @@ void ReleaseThread::Push(BlockOwner&& owner) noexcept {
   try {
     const MutexLock lock(mutex_);
     waiting_.push_back(std::move(owner));
-    if (waiting_.size() == 1) changed_.notify_all();
   } catch (const std::bad_alloc&) {
     Tell(owner);  // out of turn, but told
   }
+}
+
+void ReleaseThread::Wake() {
+  const MutexLock lock(mutex_);
+  if (!waiting_.empty()) changed_.notify_all();
 }
 
 void ReleaseThread::TellAll() {
@@ -33,6 +37,7 @@ void ReleaseThread::TellAll() {
   }
   while (TellNext()) {
   }
+  Wake();
 }
 
 /// False when there is none to tell, or another thread is telling one.

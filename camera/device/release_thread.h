@@ -16,10 +16,14 @@ namespace Tarn {
 /// Threads: any thread, except Run().
 class ReleaseThread {
  public:
+  /// To be followed by Wake() or TellAll().
   void Push(BlockOwner&& owner) noexcept TARN_EXCLUDES(mutex_);
 
+  /// Has the thread tell the owners that wait.
+  void Wake() TARN_EXCLUDES(mutex_);
+
   /// Tells the owners that wait, unless another thread (or a caller further up on this thread's stack) is telling one:
-  /// what is left is that thread's affair.
+  /// what is left is the thread's affair.
   void TellAll() TARN_EXCLUDES(mutex_);
 
   /// Body of the thread; returns when the end was asked for and all owners have been told.

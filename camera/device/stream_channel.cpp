@@ -136,15 +136,15 @@ std::size_t StreamChannel::Kept() const { return std::min(depth_, Places() - std
 
 /// Empty when there is one.
 std::optional<SendResult> StreamChannel::AwaitPlace(MutexLock& lock, const ImageBlock& block) {
-  const auto until = std::chrono::steady_clock::now() + kPatience;
+  std::optional<Instant> until;
   for (;;) {
     if (const auto refusal = Refusal(block)) return refusal;
     if (HasPlaceFor(block.payload.Size())) return std::nullopt;
-    if (place_free_.wait_until(lock, until) == std::cv_status::timeout) {
-      if (HasPlaceFor(block.payload.Size())) continue;
-      ++refused_images_;
-      return SendResult::NoPlace;
-    }
+    if (!until) until = Now() + kPatience;
+    if (place_free_.wait_until(lock, *until) == std::cv_status::no_timeout) continue;
+    if (HasPlaceFor(block.payload.Size())) continue;
+    ++refused_images_;
+    return SendResult::NoPlace;
   }
 }
 
@@ -248,7 +248,7 @@ void StreamChannel::SendItself(ImageBlock&& block, const Start& start) {
     if (Now() >= until) break;
   }
   BlockOwner owner = depth_ == 0 ? CopyRest() : BlockOwner();
-  LetGo();
+  static_cast<void>(LetGo());  // the caller tells them
   {
     const MutexLock lock(mutex_);
     NoteProgress();
@@ -401,7 +401,7 @@ void StreamChannel::Work() {
 
 /// False when there is nothing to do any more; the transmitter is free then.
 bool StreamChannel::TakeOrders(Orders& orders) {
-  LetGo();
+  if (LetGo()) releases_.Wake();
   const MutexLock lock(mutex_);
   NoteProgress();
   if (closing_ || (!HasWork() && !transmitter_.Serving())) {
@@ -506,9 +506,9 @@ bool StreamChannel::Await(Instant due) {
   return true;
 }
 
-/// Blocks that are needed no more go to the release thread, and their copies' memory to the next.
-void StreamChannel::LetGo() noexcept {
-  if (gone_.empty()) return;
+/// Blocks that are needed no more are to be told of, and their copies' memory goes to the next. False when there are none.
+bool StreamChannel::LetGo() noexcept {
+  if (gone_.empty()) return false;
   for (ImageBlock& block : gone_) {
     if (!block.staging.empty()) {
       const MutexLock lock(mutex_);
@@ -517,6 +517,7 @@ void StreamChannel::LetGo() noexcept {
     if (block.owner) releases_.Push(std::move(block.owner));
   }
   gone_.clear();
+  return true;
 }
 
 /// Requires: the transmitter, for good.
@@ -531,7 +532,7 @@ void StreamChannel::Finish() {
     orders.forgotten = orders.dropped.size();
   }
   Execute(orders);
-  LetGo();
+  static_cast<void>(LetGo());
   releases_.End();
 }
 

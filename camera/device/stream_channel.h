@@ -181,7 +181,7 @@ class StreamChannel {
   void DropUnbegun(std::span<Waiting> dropped);
   void Prepare(std::size_t bytes) TARN_EXCLUDES(mutex_);
   bool Await(Instant due) TARN_EXCLUDES(mutex_);
-  void LetGo() noexcept TARN_EXCLUDES(mutex_);
+  bool LetGo() noexcept TARN_EXCLUDES(mutex_);
   void Finish() TARN_EXCLUDES(mutex_);
   void RequestClose() noexcept;
   void Abandon() noexcept;
