@@ -367,6 +367,8 @@ void StreamTransmitter::NoteState(const BatchResult& result) noexcept {
 BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexcept {
   // Without carrier the system takes packets and drops them without a word.
   const bool dead = !route_ || !route_->up;
+  const bool paced = pacing_ != &no_pacing_;
+  const Instant begin = paced ? Now() : Instant();
   const BatchResult result = dead ? SendNothing() : SendBatch(socket_, batch_, stop);
   const std::size_t done = result.sent + result.failed;
   Add(packets_, result.sent);
@@ -376,8 +378,8 @@ BatchResult StreamTransmitter::SendGathered(const std::atomic<bool>& stop) noexc
   Add(queue_full_times_, result.queue_full);
   NoteState(result);
   queue_full_ = result.queue_full != 0;
-  if (pacing_ != &no_pacing_) {
-    pacing_->Sent(Now(), done,
+  if (paced) {
+    pacing_->Sent(begin, done,
                   result.sent_bytes + result.failed_bytes + done * (kDatagramOverhead + kFrameOverhead));
   }
 

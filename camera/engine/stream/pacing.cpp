@@ -32,10 +32,10 @@ std::size_t ClockPacing::GroupPackets(std::size_t wire_bytes) const noexcept {
 
 void ClockPacing::Start(Instant now) noexcept { schedule_ = std::max(schedule_, now); }
 
-void ClockPacing::Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept {
-  from_ = std::max(schedule_, now - kMadeUp);
+void ClockPacing::Sent(Instant begin, std::size_t packets, std::size_t bytes) noexcept {
+  from_ = std::max(schedule_, begin - kMadeUp);
   // Wake-ups are always a little late; where that counted, short groups would fall behind for good.
-  meant_ = std::max(due_, now - kLate);
+  meant_ = std::max(due_, begin - kLate);
   packets_ = packets;
   bytes_ = bytes;
   Advance();
@@ -60,8 +60,8 @@ std::size_t KernelPacing::GroupPackets(std::size_t wire_bytes) const noexcept {
 
 void KernelPacing::Start(Instant now) noexcept { schedule_ = std::max(schedule_, now); }
 
-void KernelPacing::Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept {
-  schedule_ = std::max(schedule_, now) + DurationAt(pace_, packets, bytes);
+void KernelPacing::Sent(Instant begin, std::size_t packets, std::size_t bytes) noexcept {
+  schedule_ = std::max(schedule_, begin) + DurationAt(pace_, packets, bytes);
 }
 
 }  // namespace Tarn

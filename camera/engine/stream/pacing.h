@@ -45,8 +45,8 @@ class Pacing {
   /// There was nothing to send until now: time that passed so is not made up for.
   virtual void Start(Instant now) noexcept = 0;
 
-  /// A group left at `now`, or was refused by the system: what cannot be sent takes its time too.
-  virtual void Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept = 0;
+  /// A group left from `begin` on, or was refused by the system: what cannot be sent takes its time too.
+  virtual void Sent(Instant begin, std::size_t packets, std::size_t bytes) noexcept = 0;
 };
 
 /// As fast as the system takes it.
@@ -79,7 +79,7 @@ class ClockPacing final : public Pacing {
   std::size_t GroupPackets(std::size_t wire_bytes) const noexcept override;
   Instant Due() const noexcept override { return due_; }
   void Start(Instant now) noexcept override;
-  void Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept override;
+  void Sent(Instant begin, std::size_t packets, std::size_t bytes) noexcept override;
 
  private:
   void Advance() noexcept;
@@ -106,7 +106,7 @@ class KernelPacing final : public Pacing {
   std::size_t GroupPackets(std::size_t wire_bytes) const noexcept override;
   Instant Due() const noexcept override { return schedule_ - kAhead; }
   void Start(Instant now) noexcept override;
-  void Sent(Instant now, std::size_t packets, std::size_t bytes) noexcept override;
+  void Sent(Instant begin, std::size_t packets, std::size_t bytes) noexcept override;
 
  private:
   const std::function<void(std::uint64_t)> tell_;
