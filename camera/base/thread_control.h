@@ -14,7 +14,8 @@ namespace ThisThread {
 /// Shown by the system's tools; 15 characters at most.
 void Name(const char* name) noexcept;
 
-/// Sleeps and waits of this thread end on time instead of up to 50 us later.
+/// Sleeps and waits of this thread end on time instead of up to 50 us later, and it need not wait for the end of another
+/// thread's turn of milliseconds: it asks for short turns itself.
 void WakeOnTime() noexcept;
 
 /// Returns at `when` or a little later.

@@ -13,8 +13,6 @@ namespace {
 constexpr std::size_t kMaxTests = 8;
 /// Shorter waits are spun through: a sleep takes about as long as this to come back.
 constexpr Nanoseconds kSpinLimit{15'000};
-/// Longer waits listen for orders meanwhile.
-constexpr Nanoseconds kDeafLimit{1'000'000};
 /// A paced image that is done within this time is sent by its caller.
 constexpr Nanoseconds kMoment{1'000'000};
 /// An image that is not paced is sent by its caller as long as the system takes it at this rate, bytes per second.
@@ -495,12 +493,8 @@ void StreamChannel::Execute(Orders& orders) {
 bool StreamChannel::Await(Instant due) {
   for (Nanoseconds left = due - Now(); left.count() > 0; left = due - Now()) {
     if (left <= kSpinLimit) continue;
-    if (left <= kDeafLimit) {
-      ThisThread::SleepUntil(due);
-      continue;
-    }
     MutexLock lock(mutex_);
-    if (closing_ || HasOrders()) return false;
+    if (closing_ || HasOrders() || (!requests_.Empty() && transmitter_.RoomForRequests() != 0)) return false;
     wake_.wait_until(lock, due);
   }
   return true;

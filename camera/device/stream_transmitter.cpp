@@ -137,9 +137,7 @@ void StreamTransmitter::Serve(const ResendRequest& request) {
   }
 }
 
-std::size_t StreamTransmitter::RoomForRequests() const noexcept {
-  return std::min(kMaxResends, GroupLimit()) - std::min(serving_.size(), std::min(kMaxResends, GroupLimit()));
-}
+std::size_t StreamTransmitter::RoomForRequests() const noexcept { return kMaxResends - serving_.size(); }
 
 std::optional<Endpoint> StreamTransmitter::DestinationOf(const ResendRequest& request) const noexcept {
   return config_.resend_to_requester ? std::optional(request.requester) : std::nullopt;
@@ -156,9 +154,7 @@ std::uint32_t StreamTransmitter::SentCount(const CutBlock& block) const noexcept
 }
 
 void StreamTransmitter::Step(const std::atomic<bool>& stop, Blocks& gone) {
-  const bool resend = Serving() && (!current_ || resend_turn_);
-  resend_turn_ = !resend;
-  if (resend) {
+  if (ResendsFirst()) {
     StepResends(stop);
   } else {
     StepBlock(stop, gone);
@@ -171,6 +167,7 @@ void StreamTransmitter::StepBlock(const std::atomic<bool>& stop, Blocks& gone) {
   Gather(*current_, {next_packet_, current_->packets.Count(), StreamStatus::kSuccess, current_->flags},
          GroupLimit());
   const BatchResult result = SendGathered(stop);
+  resent_ = 0;
   lost_some_ = lost_some_ || result.failed != 0;
   next_packet_ += static_cast<std::uint32_t>(result.sent + result.failed);
   if (next_packet_ < current_->packets.Count()) return;
@@ -190,13 +187,20 @@ void StreamTransmitter::KeepCurrent(Blocks& gone) {
 void StreamTransmitter::StepResends(const std::atomic<bool>& stop) {
   const std::optional<Endpoint> destination = DestinationOf(serving_.front().request);
   StartBatch(destination);
-  std::size_t room = std::min(kMaxResends, GroupLimit());
+  std::size_t room = ResendRoom();
   for (const Resend& resend : serving_) {
     if (room == 0 || DestinationOf(resend.request) != destination) break;
     room -= GatherResend(resend, room);
   }
   const BatchResult result = SendGathered(stop);
+  resent_ += result.sent + result.failed;
   CountResent(result.sent + result.failed);
+}
+
+/// Packets that may be sent again with the next step.
+std::size_t StreamTransmitter::ResendRoom() const noexcept {
+  const std::size_t most = std::min(kMaxResends, GroupLimit());
+  return Sending() ? std::min(most, GroupLimit() - std::min(resent_, GroupLimit())) : most;
 }
 
 /// Returns the packets gathered; none when the block is gone meanwhile.

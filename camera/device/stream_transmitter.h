@@ -70,11 +70,11 @@ class StreamTransmitter {
   std::size_t TakeFinished() noexcept { return std::exchange(finished_, 0); }
 
   /// When the next Step may be made; may have passed.
-  Instant Due() const noexcept { return pacing_->Due(); }
+  Instant Due() const noexcept { return ResendsFirst() ? pacing_->Due() - kResendsAhead : pacing_->Due(); }
   /// There was nothing to send until now.
   void Start(Instant now) noexcept { pacing_->Start(now); }
 
-  /// Sends the next group of packets, of the block or those that are asked for again, in turn.
+  /// Sends the next group of packets. Those that are asked for again go first, as many as one group of the block has.
   /// Requires: Sending() or Serving().
   /// \param stop  set by others: return soon
   void Step(const std::atomic<bool>& stop, Blocks& gone);
@@ -98,6 +98,9 @@ class StreamTransmitter {
   static constexpr std::size_t kMaxEnds = 64;
   /// Packets that are sent again with one sendmmsg: a live image waits no longer for them.
   static constexpr std::size_t kMaxResends = 64;
+
+  /// Packets that are sent again need not wait for the pace, which is kept in the mean: clients wait for them.
+  static constexpr Nanoseconds kResendsAhead{1'000'000};
 
   struct Resend {
     ResendRequest request;
@@ -125,6 +128,8 @@ class StreamTransmitter {
   CutBlock* FindSent(std::uint64_t block_id) noexcept;
   std::uint32_t SentCount(const CutBlock& block) const noexcept;
 
+  bool ResendsFirst() const noexcept { return Serving() && (!Sending() || resent_ < GroupLimit()); }
+  std::size_t ResendRoom() const noexcept;
   Pacing& PacingFor(const Pace& pace) noexcept;
   bool UsesTrains() const noexcept;
   BatchResult SendNothing() const noexcept;
@@ -164,7 +169,7 @@ class StreamTransmitter {
   bool after_drop_ = false;         // the block before was not sent to its end
   std::vector<Resend> serving_;
   std::size_t finished_ = 0;
-  bool resend_turn_ = true;
+  std::size_t resent_ = 0;  // packets since the block's last group
   ResendStore store_;
 
   DatagramBatch batch_;
