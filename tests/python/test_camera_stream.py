@@ -34,6 +34,7 @@ from tarn import PfncFormat
 from tarn.gevserver import State
 
 PACKET_RESEND = 0x4  # in the capability register
+TASKS = pathlib.Path("/proc/self/task")
 FIRE, DO_NOT_FRAGMENT = 0x8000_0000, 0x4000_0000
 
 
@@ -404,13 +405,14 @@ def test_a_full_stream_takes_no_image_and_sends_copies_of_those_it_took(make_cam
 def test_the_program_places_the_thread_that_sends(make_camera: MakeCamera) -> None:
     camera = make_camera((64, 48))
     tree = camera.server.node_map
-    tasks = {
-        (task / "comm").read_text().strip(): task / "status"
-        for task in pathlib.Path("/proc/self/task").iterdir()
-    }
+
+    def tasks() -> dict[str, pathlib.Path]:
+        return {(task / "comm").read_text().strip(): task / "status" for task in TASKS.iterdir()}
+
+    wait_until(lambda: "tarn-pump" in tasks(), "the thread has its name")
     processor = min(os.sched_getaffinity(0))
     tree.StreamThreadProcessors.value = 1 << processor
-    assert f"Cpus_allowed_list:\t{processor}\n" in tasks["tarn-pump"].read_text()
+    assert f"Cpus_allowed_list:\t{processor}\n" in tasks()["tarn-pump"].read_text()
     tree.StreamThreadProcessors.value = 1 << 62
     assert tree.StreamThreadProcessors.value == 0, "there is no such processor"
     with camera.client() as client:
