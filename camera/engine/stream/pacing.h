@@ -33,7 +33,7 @@ class Pacing {
  public:
   virtual ~Pacing() = default;
 
-  /// A new pace, from the next group on; what was sent counts at the pace that it was sent with.
+  /// A new pace, from the next group on. The group before counts at it too: by the old one the next may be an hour away.
   virtual void Set(const Pace& pace) noexcept = 0;
 
   /// Packets of `wire_bytes` each that may leave back to back; at least 1.
@@ -87,7 +87,7 @@ class ClockPacing final : public Pacing {
   Pace pace_;
   Instant schedule_{};  ///< the pace has room again
   Instant due_{};       ///< not before the schedule; making up is done at 1.25 times the rate
-  // The last group, which counts at a new pace too: by an old one the next may be an hour away.
+  // The last group.
   Instant from_{};
   Instant meant_{};  ///< to leave
   std::size_t packets_ = 0;

@@ -144,19 +144,30 @@ TEST_F(RateControlTest, SpreadsFramesOverMostOfTheTimeUntilTheNext) {
 
 TEST_F(RateControlTest, BacksOffForLossesOnceInAWhileRecoversAndKeepsTheFrameRate) {
   control.SetLimit(kGigabit, true);
-  Frames(5, 9ms);
+  Frames(5, 50ms);
   const std::uint64_t full = control.Rate();
-  EXPECT_EQ(full, kGigabit);
   for (int i = 0; i < 50; ++i) control.PacketsMissed(now + i * 1us);
-  const std::uint64_t floor = static_cast<std::uint64_t>(1e6 / 0.009 / RateControl::kLongestSpread);
-  EXPECT_NEAR(static_cast<double>(control.Rate()), static_cast<double>(floor), 10) << "frames would be late";
-  Frames(1, 9ms, true);
-  EXPECT_EQ(control.Rate(), static_cast<std::uint64_t>(kGigabit * RateControl::kDecrease))
+  EXPECT_NEAR(static_cast<double>(control.Rate()), static_cast<double>(full) * RateControl::kDecrease, 10)
       << "one loss in a window";
+  for (int i = 0; i < 100; ++i) control.PacketsMissed(now += 20ms);
+  const double least = 1e6 / 0.05 / RateControl::kLongestSpread;
+  EXPECT_NEAR(static_cast<double>(control.Rate()), least, 10) << "frames would be late";
+  Frames(1, 40ms, true);
+  EXPECT_NEAR(static_cast<double>(control.Rate()), least, 10) << "also when one was";
+  Frames(60, 50ms);
+  EXPECT_EQ(control.Rate(), full);
+}
+
+TEST_F(RateControlTest, BacksOffFurtherForAProgramWithoutARhythm) {
+  control.SetLimit(kGigabit, true);
+  Frames(10, 9ms, true);
+  EXPECT_EQ(control.Rate(), kGigabit);
+  control.PacketsMissed(now);
+  EXPECT_EQ(control.Rate(), static_cast<std::uint64_t>(kGigabit * RateControl::kDecrease));
   for (int i = 0; i < 100; ++i) control.PacketsMissed(now += 20ms);
   EXPECT_EQ(control.Rate(), static_cast<std::uint64_t>(kGigabit * RateControl::kLeast));
   Frames(60, 9ms, true);
-  EXPECT_EQ(control.Rate(), full);
+  EXPECT_EQ(control.Rate(), kGigabit);
 }
 
 }  // namespace

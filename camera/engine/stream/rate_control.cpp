@@ -22,8 +22,8 @@ void RateControl::Restart() noexcept {
 }
 
 void RateControl::FrameAccepted(Instant now, std::size_t wire_bytes, bool behind) noexcept {
-  if (last_frame_ != Instant{}) {
-    intervals_[next_interval_] = std::min(now - last_frame_, kLongestFrame);
+  if (last_frame_ != Instant{} && !behind) {
+    intervals_[next_interval_] = now - last_frame_;
     next_interval_ = (next_interval_ + 1) % intervals_.size();
   }
   last_frame_ = now;
@@ -41,19 +41,20 @@ void RateControl::PacketsMissed(Instant now) noexcept {
   Decide();
 }
 
+double RateControl::RateOver(Nanoseconds interval, double spread) const noexcept {
+  const double seconds = static_cast<double>(interval.count()) / 1e9 * spread;
+  return std::min(static_cast<double>(limit_), static_cast<double>(frame_bytes_) / seconds);
+}
+
 void RateControl::Decide() noexcept {
   rate_ = limit_;
   if (!adaptive_ || limit_ == 0) return;
-  const auto limit = static_cast<double>(limit_);
   const Nanoseconds interval = Interval();
-  if (behind_ || interval.count() <= 0) {
-    rate_ = static_cast<std::uint64_t>(limit * share_);
-    return;
-  }
-  const double mean = 1e9 * static_cast<double>(frame_bytes_) / static_cast<double>(interval.count());
-  const double full = std::min(limit, mean / kSpread);
-  rate_ =
-      static_cast<std::uint64_t>(std::ceil(std::max(full * share_, std::min(limit, mean / kLongestSpread))));
+  const bool known = interval.count() > 0;
+  const double full =
+      known && !behind_ ? RateOver(std::min(interval, kLongestFrame), kSpread) : static_cast<double>(limit_);
+  const double least = known ? RateOver(interval, kLongestSpread) : 0;
+  rate_ = static_cast<std::uint64_t>(std::ceil(std::max(full * share_, least)));
 }
 
 }  // namespace Tarn

@@ -34,7 +34,7 @@ class RateControl {
 
   /// The program handed over a frame.
   /// \param wire_bytes  of the frame with all framing
-  /// \param behind      earlier frames still wait, so that the stream is the slower one
+  /// \param behind      earlier frames still wait: the time since the last says nothing about the program then
   void FrameAccepted(Instant now, std::size_t wire_bytes, bool behind) noexcept;
 
   /// The client asked for packets of the present frame or the one before.
@@ -47,8 +47,10 @@ class RateControl {
   void Restart() noexcept;
 
  private:
-  /// The shortest of the last times between frames; 0 when unknown.
+  /// The shortest of the last times between frames that the program chose; 0 when unknown.
   Nanoseconds Interval() const noexcept { return *std::min_element(intervals_.begin(), intervals_.end()); }
+  /// That spreads a frame over this part of an interval, within the limit.
+  double RateOver(Nanoseconds interval, double spread) const noexcept;
   void Decide() noexcept;
 
   std::uint64_t limit_ = 0;
