@@ -15,18 +15,12 @@ bool ControlPrivilege::NeedsKey(Endpoint who, std::uint32_t value) const {
   return held_ && who != primary_ && switchover_ && AsksForControl(value);
 }
 
-WireStatus ControlPrivilege::Write(Endpoint who, std::uint32_t value, bool has_key) {
-  const bool takes_over = NeedsKey(who, value) && has_key;
-  if (held_ && who != primary_ && !takes_over) return WireStatus::AccessDenied;
-  if (!AsksForControl(value)) {
-    Release();
-    return WireStatus::Success;
-  }
+void ControlPrivilege::Write(Endpoint who, std::uint32_t value) {
+  if (!AsksForControl(value)) return Release();
   held_ = true;
   exclusive_ = ControlPrivilegeBits::Exclusive::Get(value) != 0;
   switchover_ = ControlPrivilegeBits::SwitchoverEnable::Get(value) != 0;
   primary_ = who;
-  return WireStatus::Success;
 }
 
 std::uint32_t ControlPrivilege::Register() const {

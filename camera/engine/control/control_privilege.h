@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "camera/base/endpoint.h"
-#include "camera/wire/gvcp.h"
 
 namespace Tarn {
 
@@ -23,9 +22,14 @@ class ControlPrivilege {
   /// Whether a write of `value` to the privilege register is decided by the switchover key in it.
   bool NeedsKey(Endpoint who, std::uint32_t value) const;
 
-  /// A write of `value` to the privilege register. On any status but Success nothing has changed.
-  /// \param has_key  whether the value carries the right key
-  WireStatus Write(Endpoint who, std::uint32_t value, bool has_key);
+  /// Whether such a write is refused whatever key it brings.
+  bool Refuses(Endpoint who, std::uint32_t value) const {
+    return held_ && who != primary_ && !NeedsKey(who, value);
+  }
+
+  /// A write of `value` to the privilege register.
+  /// Requires: not Refuses(); the right key where NeedsKey().
+  void Write(Endpoint who, std::uint32_t value);
   void Release() { *this = {}; }
 
   bool Held() const { return held_; }

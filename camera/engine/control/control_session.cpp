@@ -24,8 +24,8 @@ bool ControlSession::KnowsKey(std::uint32_t value) const {
 }
 
 bool ControlSession::Refuses(Endpoint who, std::uint32_t value, Instant now) const {
-  if (!privilege_.Held() || privilege_.IsPrimary(who)) return false;
-  return !privilege_.NeedsKey(who, value) || !KnowsKey(value) || !key_tries_.Has(who.address, 1, now);
+  if (!privilege_.NeedsKey(who, value)) return privilege_.Refuses(who, value);
+  return !KnowsKey(value) || !key_tries_.Has(who.address, 1, now);
 }
 
 WireStatus ControlSession::Write(Endpoint who, std::uint32_t value, Instant now) {
@@ -35,18 +35,17 @@ WireStatus ControlSession::Write(Endpoint who, std::uint32_t value, Instant now)
   }
   if (Refuses(who, value, now)) return WireStatus::AccessDenied;
   const Endpoint before = privilege_.Primary();
-  const WireStatus status = privilege_.Write(who, value, true);
-  if (status != WireStatus::Success) return status;
+  privilege_.Write(who, value);
   if (!privilege_.Held()) {
     if (before != Endpoint{}) End();
-    return status;
+    return WireStatus::Success;
   }
   if (before != Endpoint{} && before != who) RestoreHeartbeat();
   if (before != who) ++number_;
   Heard(who, now);
   ShowPrivilege();
   if (before == Endpoint{}) ForgetDestinations();
-  return status;
+  return WireStatus::Success;
 }
 
 void ControlSession::OnClientConfigured() {

@@ -10,6 +10,7 @@
 #include "camera/engine/control/device_counters.h"
 #include "camera/engine/control/source_budget.h"
 #include "camera/engine/nodes/feature_tree.h"
+#include "camera/wire/gvcp.h"
 
 namespace Tarn {
 
