@@ -32,7 +32,7 @@ void ReleaseThread::Wake() {
 void ReleaseThread::TellAll() {
   {
     const MutexLock lock(mutex_);
-    ++calls_;
+    sender_seen_ = Now();
     if (waiting_.empty()) return;
   }
   while (TellNext()) {
@@ -59,13 +59,14 @@ bool ReleaseThread::TellNext() {
 
 void ReleaseThread::Run() {
   MutexLock lock(mutex_);
-  std::uint64_t calls_seen = 0;
   while (!ending_ || telling_ || !waiting_.empty()) {
+    const Instant grace_ends = sender_seen_ + kSenderGrace;
     if (waiting_.empty()) {
       changed_.wait(lock);
-    } else if (telling_ || (!ending_ && calls_seen != calls_)) {
-      calls_seen = calls_;
+    } else if (telling_) {
       changed_.wait_for(lock, kSenderGrace);
+    } else if (!ending_ && Now() < grace_ends) {
+      changed_.wait_until(lock, grace_ends);
     } else {
       lock.unlock();
       TellNext();

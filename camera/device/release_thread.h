@@ -3,9 +3,9 @@
 /// Tells owners that the memory of their images is free.
 
 #include <condition_variable>
-#include <cstdint>
 #include <deque>
 
+#include "camera/base/clock.h"
 #include "camera/base/mutex.h"
 #include "camera/engine/stream/image_block.h"
 
@@ -44,7 +44,7 @@ class ReleaseThread {
   Mutex mutex_;
   std::condition_variable_any changed_;
   std::deque<BlockOwner> waiting_ TARN_GUARDED_BY(mutex_);
-  std::uint64_t calls_ TARN_GUARDED_BY(mutex_) = 0;  ///< of TellAll
+  Instant sender_seen_ TARN_GUARDED_BY(mutex_){};  ///< the last TellAll
   bool telling_ TARN_GUARDED_BY(mutex_) = false;
   bool ending_ TARN_GUARDED_BY(mutex_) = false;
 };
