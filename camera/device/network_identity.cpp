@@ -5,6 +5,7 @@
 #include "camera/base/endpoint.h"
 #include "camera/base/engine_error.h"
 #include "camera/net/interface_list.h"
+#include "camera/net/stream_route.h"
 
 namespace Tarn {
 namespace {
@@ -43,7 +44,7 @@ NetworkIdentity IdentifyNetwork(std::uint32_t address) {
   if (!interface) return network;
   network.mask = interface->netmask;
   network.gateway = interface->gateway;
-  network.link_speed = interface->speed_mbit;
+  if (const auto route = RouteOutOf(address)) network.link_speed = route->speed_mbit;
   network.max_packet_size = std::min<std::uint32_t>(interface->mtu, kLargestPacket);
   const auto first = std::ranges::find(list.All(), interface->name, &Interface::name);
   if (MacNumber(interface->mac) != 0 && first->address == address) network.mac = MacNumber(interface->mac);

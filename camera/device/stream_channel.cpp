@@ -219,7 +219,16 @@ void StreamChannel::Recycle(std::vector<std::uint8_t>&& buffer) {
 
 /// A place is reserved. What happens meanwhile to the stream, happens to the copy.
 void StreamChannel::SendCopy(ImageBlock&& block, const Extent& extent) {
-  CopyPayload(block, 0, Buffer(block.payload.Size()));
+  std::vector<std::uint8_t> buffer;
+  try {
+    buffer = Buffer(block.payload.Size());
+  } catch (const std::bad_alloc&) {
+    const MutexLock lock(mutex_);
+    --reserved_;
+    place_free_.notify_one();
+    throw;
+  }
+  CopyPayload(block, 0, std::move(buffer));
   BlockOwner owner = std::move(block.owner);
   {
     const MutexLock lock(mutex_);
@@ -256,16 +265,20 @@ void StreamChannel::SendItself(ImageBlock&& block, const Start& start) {
   ReleaseThread::Tell(owner);
 }
 
-/// The caller's memory is its own again: what is left to send is copied.
+/// The caller's memory is its own again: what is left to send is copied. Without memory for that the block is dropped.
 BlockOwner StreamChannel::CopyRest() {
-  if (!transmitter_.Sending()) return gone_.empty() ? BlockOwner() : std::move(gone_.back().owner);
-  ImageBlock& block = transmitter_.Current();
-  if (block.staging.empty()) {
-    CopyPayload(block, transmitter_.PayloadSent(), Buffer(block.payload.Size()));
-    const MutexLock lock(mutex_);
-    staged_bytes_ += block.staging.size();
+  if (transmitter_.Sending() && transmitter_.Current().staging.empty()) {
+    ImageBlock& block = transmitter_.Current();
+    try {
+      CopyPayload(block, transmitter_.PayloadSent(), Buffer(block.payload.Size()));
+      const MutexLock lock(mutex_);
+      staged_bytes_ += block.staging.size();
+    } catch (const std::bad_alloc&) {
+      transmitter_.DropCurrent(gone_);
+    }
   }
-  return std::move(block.owner);
+  if (transmitter_.Sending()) return std::move(transmitter_.Current().owner);
+  return gone_.empty() ? BlockOwner() : std::move(gone_.back().owner);
 }
 
 // Orders.
@@ -366,6 +379,8 @@ void StreamChannel::Resend(const ResendRequest& request) {
 void StreamChannel::Pump() {
   ThisThread::Name("tarn-pump");
   ThisThread::WakeOnTime();
+  Orders orders;
+  orders.requests.reserve(StreamTransmitter::kMaxResends);
   {
     MutexLock lock(mutex_);
     while (!closing_) {
@@ -375,7 +390,7 @@ void StreamChannel::Pump() {
       }
       held_ = true;
       lock.unlock();
-      Work();
+      Work(orders);
       lock.lock();
     }
     while (held_) wake_.wait(lock);
@@ -385,9 +400,7 @@ void StreamChannel::Pump() {
 }
 
 /// The transmitter is the pump's until nothing is left to do.
-void StreamChannel::Work() {
-  Orders orders;
-  orders.requests.reserve(ResendRequests::kCapacity);
+void StreamChannel::Work(Orders& orders) {
   bool idle = true;
   while (TakeOrders(orders)) {
     Execute(orders);

@@ -104,6 +104,7 @@ class StreamChannel {
   /// Takes the block and sends it, or has it sent. Without resend depth the owner has been told on return: what is not on
   /// the wire then is a copy. With it, the owner is told when the block leaves the store, in the order of sending.
   /// On any result but Accepted the block is untouched and its owner is not told.
+  /// Throws: std::bad_alloc without memory for a copy; the block is untouched then too.
   SendResult Send(ImageBlock&& block);
 
  private:
@@ -173,7 +174,7 @@ class StreamChannel {
   void DropUnsent() TARN_REQUIRES(mutex_);
 
   void Pump() TARN_EXCLUDES(mutex_);
-  void Work() TARN_EXCLUDES(mutex_);
+  void Work(Orders& orders) TARN_EXCLUDES(mutex_);
   bool TakeOrders(Orders& orders) TARN_EXCLUDES(mutex_);
   void NoteProgress() TARN_REQUIRES(mutex_);
   void Recycle(std::vector<std::uint8_t>&& buffer) TARN_REQUIRES(mutex_);

@@ -8,20 +8,25 @@ namespace {
 
 /// Trains show up uncut at packet sockets on loopback and virtual links, and some clients read through those; on real
 /// hardware the card or the driver cuts them before anybody looks.
-StreamDriver DriverFor(StreamDriver requested, std::uint32_t local_address, const StreamRoute& route,
-                       std::uint32_t destination) {
+StreamDriver DriverFor(StreamDriver requested, const StreamRoute& route) {
   const bool wanted = requested == StreamDriver::Filter ||
                       (requested == StreamDriver::Auto && route.hardware && !route.local);
-  return wanted && SegmentationWorks(local_address, destination) ? StreamDriver::Filter
-                                                                 : StreamDriver::Socket;
+  return wanted && SegmentationWorks(route) ? StreamDriver::Filter : StreamDriver::Socket;
 }
 
-/// Before a client tells where the stream goes: as to somebody in the interface's own network.
+/// Before a client tells where the stream goes.
 StreamDriver FirstDriver(const StreamOptions& options) {
-  constexpr std::uint32_t kGroup = 0xEFFF'0001;  // leaves through the interface that has the address
-  const std::optional<StreamRoute> route = RouteOf(options.local_address, kGroup);
-  if (!route) return StreamDriver::Socket;
-  return DriverFor(options.driver, options.local_address, *route, kGroup);
+  const std::optional<StreamRoute> route = RouteOutOf(options.local_address);
+  return route ? DriverFor(options.driver, *route) : StreamDriver::Socket;
+}
+
+/// What the socket may hold: a few trains, but no more than goes out in a moment, since nobody can call it back.
+std::size_t BufferFor(const Pace& pace) {
+  constexpr std::uint64_t kMost = 1 << 20;
+  constexpr std::uint64_t kLeast = 64 << 10;  // a train
+  constexpr std::uint64_t kMomentsPerSecond = 1000;
+  if (pace.bytes_per_second == 0) return kMost;
+  return std::clamp(pace.bytes_per_second / kMomentsPerSecond, kLeast, kMost);
 }
 
 }  // namespace
@@ -65,6 +70,7 @@ void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
     if (!socket_.SetPeer(config.destination)) explicit_peer_ = config.destination;
   }
   socket_.SetDontFragment(config.dont_fragment);
+  socket_.SetBuffer(BufferFor(config.pace));
   config_ = config;
   form_ = form;
   if (!config.HasDestination()) {
@@ -77,10 +83,9 @@ void StreamTransmitter::Apply(const StreamConfig& config, Blocks& gone) {
 
 void StreamTransmitter::FindRoute() noexcept {
   if (!config_.HasDestination()) return;
-  const std::uint32_t destination = config_.destination.address;
   try {
-    route_ = RouteOf(local_address_, destination);
-    if (route_ && route_->up) driver_ = DriverFor(requested_driver_, local_address_, *route_, destination);
+    route_ = RouteOf(local_address_, config_.destination.address);
+    if (route_ && route_->up) driver_ = DriverFor(requested_driver_, *route_);
   } catch (const std::exception&) {
     // The system has no socket to ask with at the moment; what was known holds on.
   }

@@ -29,6 +29,8 @@ namespace Tarn {
 class StreamTransmitter {
  public:
   using Blocks = std::vector<ImageBlock>;
+  /// Packets that are sent again with one sendmmsg, and requests that are at work: a live image waits no longer for them.
+  static constexpr std::size_t kMaxResends = 64;
 
   /// Throws: std::system_error when the socket cannot be made or bound.
   explicit StreamTransmitter(const StreamOptions& options);
@@ -96,9 +98,6 @@ class StreamTransmitter {
   static constexpr std::size_t kMaxGroup = 352;
   /// Leaders, trailers and refusals of one sendmmsg.
   static constexpr std::size_t kMaxEnds = 64;
-  /// Packets that are sent again with one sendmmsg: a live image waits no longer for them.
-  static constexpr std::size_t kMaxResends = 64;
-
   /// Packets that are sent again need not wait for the pace, which is kept in the mean: clients wait for them.
   static constexpr Nanoseconds kResendsAhead{1'000'000};
 

@@ -17,7 +17,6 @@
 #include <memory>
 #include <sstream>
 
-#include "camera/net/ethtool.h"
 #include "camera/net/owned_fd.h"
 
 namespace Tarn {
@@ -81,7 +80,6 @@ Interface Describe(const ifaddrs& entry, const ifaddrs* first) {
   made.broadcast = BroadcastOf(made);
   made.mac = MacOf(made.name, first);
   made.mtu = MtuOf(made.name);
-  made.speed_mbit = LinkSpeedOf(made.name);
   std::ifstream routes("/proc/net/route");
   made.gateway = DefaultGateway(routes, made.name);
   return made;

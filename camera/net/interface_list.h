@@ -20,8 +20,7 @@ struct Interface {
   std::uint32_t broadcast = 0;  ///< directed broadcast of the subnet; 0 when there is none
   std::uint32_t gateway = 0;    ///< default gateway behind this interface; 0 when there is none
   std::array<std::uint8_t, 6> mac{};
-  unsigned mtu = 0;         ///< bytes
-  unsigned speed_mbit = 0;  ///< link speed, Mbit/s; 0 when unknown, as on virtual interfaces
+  unsigned mtu = 0;  ///< bytes
   bool up = false;
   bool loopback = false;
 

@@ -70,11 +70,18 @@ std::optional<StreamRoute> RouteOf(std::uint32_t local_address, std::uint32_t de
   const std::vector<LinkRecord> chain = LinkChain(ReadLinks(kernel), found->interface);
   if (chain.empty()) return std::nullopt;  // gone meanwhile
   StreamRoute route = DescribeRoute(chain, ReadQueues(kernel));
+  route.source = local_address;
+  route.destination = destination;
   if (found->mtu != 0) route.mtu = std::min(route.mtu, found->mtu);
   route.local = found->local;
   route.hardware = route.hardware || IsPluggedIn(chain.back());
   if (route.hardware) route.speed_mbit = LinkSpeedOf(route.device);
   return route;
+}
+
+std::optional<StreamRoute> RouteOutOf(std::uint32_t local_address) {
+  constexpr std::uint32_t kGroup = 0xEFFF'0001;  // any: groups are reached through the address's interface
+  return RouteOf(local_address, kGroup);
 }
 
 }  // namespace Tarn

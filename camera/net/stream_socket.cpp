@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <system_error>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -19,13 +21,9 @@
 #include "camera/net/ethtool.h"
 #include "camera/net/socket_address.h"
 #include "camera/net/socket_options.h"
-#include "camera/net/stream_route.h"
 
 namespace Tarn {
 namespace {
-
-/// Room for a few trains. Without the right to more, the system cuts the wish down to its limit.
-constexpr int kSendBufferBytes = 1 << 20;
 
 /// That are taken at a time.
 constexpr int kMaxReports = 64;
@@ -99,9 +97,6 @@ bool TrainArrivesCut(std::uint32_t from, std::uint32_t to) {
 StreamSocket::StreamSocket(std::uint32_t local_address)
     : fd_(NewSocket()), local_port_(BindTo(fd_, local_address)) {
   const int fd = fd_.Get();
-  if (!SetOption(fd, SOL_SOCKET, SO_SNDBUFFORCE, kSendBufferBytes)) {
-    static_cast<void>(SetOption(fd, SOL_SOCKET, SO_SNDBUF, kSendBufferBytes));
-  }
   static_cast<void>(SetOption(fd, SOL_SOCKET, SO_BROADCAST, 1));
   // Also makes the kernel tell of datagrams that its own queues had no room for, which else count as sent.
   static_cast<void>(SetOption(fd, IPPROTO_IP, IP_RECVERR, 1));
@@ -126,6 +121,13 @@ void StreamSocket::SetDontFragment(bool on) noexcept {
 
 void StreamSocket::SetPacingRate(std::uint64_t bytes_per_second) noexcept {
   static_cast<void>(SetOption(fd_.Get(), SOL_SOCKET, SO_MAX_PACING_RATE, bytes_per_second));
+}
+
+void StreamSocket::SetBuffer(std::size_t bytes) noexcept {
+  const int wish = static_cast<int>(std::min<std::size_t>(bytes, INT_MAX / 2));
+  // Without the right to more, the system cuts the wish down to its limit.
+  if (!SetOption(fd_.Get(), SOL_SOCKET, SO_SNDBUFFORCE, wish))
+    static_cast<void>(SetOption(fd_.Get(), SOL_SOCKET, SO_SNDBUF, wish));
 }
 
 int StreamSocket::SendMessages(mmsghdr* messages, unsigned count) noexcept {
@@ -159,12 +161,11 @@ bool StreamSocket::DrainErrors(NetworkReports& reports) noexcept {
   return from_network;
 }
 
-bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept {
+bool SegmentationWorks(const StreamRoute& route) noexcept {
+  if (route.cuts_trains) return false;
   try {
-    const std::optional<StreamRoute> route = RouteOf(local_address, destination);
-    if (!route || route->cuts_trains) return false;
-    if (route->local) return TrainArrivesCut(local_address, destination);
-    return SetOption(NewSocket().Get(), SOL_UDP, UDP_SEGMENT, 1000) && OffloadsChecksums(route->interface);
+    if (route.local) return TrainArrivesCut(route.source, route.destination);
+    return SetOption(NewSocket().Get(), SOL_UDP, UDP_SEGMENT, 1000) && OffloadsChecksums(route.interface);
   } catch (const std::exception&) {
     return false;
   }

@@ -7,6 +7,7 @@
 #include "camera/base/endpoint.h"
 #include "camera/net/datagram_output.h"
 #include "camera/net/owned_fd.h"
+#include "camera/net/stream_route.h"
 
 namespace Tarn {
 
@@ -27,6 +28,10 @@ class StreamSocket final : public DatagramOutput {
   /// carry no such bit, longer ones are fragmented.
   void SetDontFragment(bool on) noexcept;
 
+  /// Bytes that may wait in the host's queues; less where the system allows no more. What a slow link takes long to
+  /// send stands before everything that comes after it.
+  void SetBuffer(std::size_t bytes) noexcept;
+
   /// The rate at which the queues below send what the socket gave them, where these pace (StreamRoute).
   /// \param bytes_per_second  with Ethernet, IP and UDP headers; ~0 for none
   void SetPacingRate(std::uint64_t bytes_per_second) noexcept;
@@ -41,13 +46,13 @@ class StreamSocket final : public DatagramOutput {
   std::uint16_t local_port_ = 0;
 };
 
-/// Whether trains from this address arrive at that one as single datagrams.
+/// Whether trains arrive as single datagrams at the end of a route.
 ///
 /// Not where a queue on the way loses parts of them (StreamRoute::cuts_trains). Within this machine a train is
 /// sent and received, on sockets of its own. To others nothing is sent: the kernel has to know trains, and the
 /// interface of the route to complete checksums, without which many kernels refuse trains. What tunnels and
 /// encryption on the way think of them shows with the first train (BatchResult::train_refused).
-/// Returns false also when there is no route at present, or no socket for the trial.
-bool SegmentationWorks(std::uint32_t local_address, std::uint32_t destination) noexcept;
+/// Returns false also when there is no socket for the trial.
+bool SegmentationWorks(const StreamRoute& route) noexcept;
 
 }  // namespace Tarn
