@@ -101,7 +101,6 @@ class RunningCamera:
         self.server = server
         self.address = address
         self._notes = _Notes()
-        self._taken = 0  # images that the stream took, since the start
         self._feeds: list[_Feed] = []
         self._cleanup = contextlib.ExitStack()
 
@@ -206,7 +205,7 @@ class RunningCamera:
         """Images that the stream took and that are still on their way out."""
         tree = self.server.node_map
         done: int = tree.DeviceStreamFrames.value + tree.DeviceStreamDroppedFrames.value
-        return max(self._taken - done, 0)
+        return max(self._notes.taken - done, 0)
 
     def _stream(self) -> Stream:
         stream: Stream | None = self.server.stream
@@ -227,7 +226,6 @@ class RunningCamera:
         stream = self._stream()
         if not stream.is_running or not stream.try_send(image, _released):
             return False
-        self._taken += 1
         self._notes.frame()
         return True
 
@@ -240,6 +238,7 @@ class _Notes:
         self._writes: list[Write] = []
         self._failure: Exception | None = None
         self.frames = 0
+        self.taken = 0  # frames, also before the record was started anew
 
     def write(self, node: Any) -> None:
         written = Write(node.name_only, getattr(node, "value", None))
@@ -250,6 +249,7 @@ class _Notes:
     def frame(self) -> None:
         with self._changed:
             self.frames += 1
+            self.taken += 1
             self._changed.notify_all()
 
     def fail(self, error: Exception) -> None:
