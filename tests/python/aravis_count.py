@@ -30,6 +30,8 @@ def main(address: str, count: str) -> None:
     # The network is to lose packets, not a client that the machine does not let run for some milliseconds.
     stream.set_property("socket-buffer", Aravis.GvStreamSocketBuffer.FIXED)
     stream.set_property("socket-buffer-size", _SOCKET_BUFFER)
+    # Where the system allows no such buffer, a whole frame may have to be asked for.
+    stream.set_property("packet-request-ratio", 1.0)
     for _ in range(64):
         stream.push_buffer(Aravis.Buffer.new_allocate(camera.get_payload()))
     camera.start_acquisition()

@@ -123,10 +123,15 @@ class Viewer:
 
     def next_pictures(self, count: int) -> list[np.ndarray]:
         """Their bytes, ``(height, bytes of a line)``."""
-        return [
-            np.frombuffer(frame.image, np.uint8).reshape(frame.leader.height, -1)
-            for frame in self.next_frames(count)
-        ]
+        return [_picture(frame) for frame in self.next_frames(count)]
+
+    def pictures(self, count: int) -> list[np.ndarray]:
+        """The first ones, as `next_pictures`."""
+        return [_picture(frame) for frame in self.receiver.wait_frames(count)]
+
+
+def _picture(frame: Frame) -> np.ndarray:
+    return np.frombuffer(frame.image, np.uint8).reshape(frame.leader.height, -1)
 
 
 @contextlib.contextmanager

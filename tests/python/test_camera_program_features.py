@@ -60,7 +60,7 @@ def test_takes_a_frame_for_each_software_trigger() -> None:
         viewer.start()
         for _ in range(3):
             viewer.features.execute("TriggerSoftware")
-        first = frame_numbers(viewer.next_pictures(3))
+        first = frame_numbers(viewer.pictures(3))
         assert first == [0, 1, 2], "no frame without a trigger, none lost right after the start"
         viewer.features.write("TriggerMode", 0)
         frame_numbers(viewer.next_pictures(5))
