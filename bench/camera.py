@@ -31,6 +31,8 @@ IMAGES = {"4 MiB": (2048, 2048), "300 KiB": (640, 480), "4 KiB": (64, 64)}  # Mo
 Cost = tuple[float, float]  # CPU seconds of the sending process, wall seconds
 Released = Callable[[tarn.Image], None]
 
+OWN_LIMIT = -1  # the camera keeps the limit that it begins with
+
 HEARD = 0x0010_0010  # a register with a Python listener of reads
 
 _RUNNING_WITHIN = 10.0  # seconds
@@ -170,6 +172,8 @@ def image_of(size: tuple[int, int]) -> tarn.Image:
 
 
 def _limit(server: Server, rate: int | None) -> None:
+    if rate == OWN_LIMIT:
+        return
     server.node_map.DeviceLinkThroughputLimitMode.value = "Off" if rate is None else "On"
     if rate is not None:
         server.node_map.DeviceLinkThroughputLimit.value = rate
@@ -226,7 +230,7 @@ class Camera:
     extended : bool
         64-bit block ids.
     limit : int, optional
-        Of the stream's rate, in bytes per second.
+        Of the stream's rate, in bytes per second; OWN_LIMIT for the camera's choice; else there is none.
     packet_delay : int
         From packet to packet, in nanoseconds.
     """

@@ -14,6 +14,7 @@
 #include <optional>
 #include <vector>
 
+#include "bench/quantile.h"
 #include "bench/receiver.h"
 #include "camera/wire/gvsp.h"
 
@@ -21,15 +22,6 @@ namespace Tarn {
 namespace {
 
 constexpr std::size_t kIpAndUdpBytes = 20 + 8;
-
-template <typename Number>
-double Quantile(std::vector<Number>& values, double part) {
-  if (values.empty()) return 0;
-  const auto index = static_cast<std::size_t>(part * static_cast<double>(values.size() - 1));
-  const auto at = values.begin() + static_cast<std::ptrdiff_t>(index);
-  std::nth_element(values.begin(), at, values.end());
-  return static_cast<double>(*at);
-}
 
 class Gaps : public PacketSink {
  public:

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,14 +16,15 @@
 namespace Tarn {
 namespace {
 
-constexpr int kQuietMilliseconds = 50;
+constexpr std::int64_t kQuietNanoseconds = 50'000'000;
 
 /// Reads what is there, up to a batch of datagrams.
 class Receiver {
  public:
   explicit Receiver(int fd) : fd_(fd) {}
 
-  void Read(PacketSink& sink) {
+  /// False when nothing was there.
+  bool Read(PacketSink& sink) {
     for (std::size_t i = 0; i < kBatch; ++i) {
       pieces_[i] = {heads_[i].data(), kHeadBytes};
       msghdr& header = messages_[i].msg_hdr;
@@ -41,6 +43,7 @@ class Receiver {
       const ByteView head(heads_[index].data(), std::min(size, kHeadBytes));
       sink.Take({sources_[index], head, size, Stamp(messages_[index].msg_hdr)});
     }
+    return count > 0;
   }
 
  private:
@@ -67,21 +70,35 @@ class Receiver {
   std::array<mmsghdr, kBatch> messages_;
 };
 
-bool Readable(int fd, int milliseconds) {
-  pollfd wait{fd, POLLIN, 0};
-  return ::poll(&wait, 1, milliseconds) > 0;
+using Waits = std::array<pollfd, 2>;
+
+void Wait(Waits& waits, std::optional<std::int64_t> nanoseconds) {
+  timespec limit{};
+  if (nanoseconds) limit = {*nanoseconds / 1'000'000'000, *nanoseconds % 1'000'000'000};
+  ::ppoll(waits.data(), waits.size(), nanoseconds ? &limit : nullptr, nullptr);
+}
+
+/// Until nothing has come for a while.
+void ReadOut(int fd, Receiver& receiver, PacketSink& sink) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::nanoseconds kQuiet(kQuietNanoseconds);
+  for (Clock::time_point last = Clock::now(); Clock::now() - last < kQuiet;) {
+    Waits waits{{{fd, POLLIN, 0}, {-1, 0, 0}}};
+    Wait(waits, std::min(sink.Tick().value_or(kQuietNanoseconds), kQuietNanoseconds));
+    if (receiver.Read(sink)) last = Clock::now();
+  }
 }
 
 void Serve(int fd, PacketSink& sink) {
   Receiver receiver(fd);
   for (;;) {
-    std::array<pollfd, 2> waits{{{fd, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
-    ::poll(waits.data(), waits.size(), -1);
+    Waits waits{{{fd, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    Wait(waits, sink.Tick());
     if (waits[0].revents != 0) receiver.Read(sink);
     if (waits[1].revents == 0) continue;
     std::array<char, 64> line;
     if (::read(STDIN_FILENO, line.data(), line.size()) <= 0) return;
-    while (Readable(fd, kQuietMilliseconds)) receiver.Read(sink);
+    ReadOut(fd, receiver, sink);
     sink.Answer();
     std::fflush(stdout);
   }
@@ -90,7 +107,7 @@ void Serve(int fd, PacketSink& sink) {
 }  // namespace
 
 int RunReceiver(int argc, char** argv, Stamps stamps, PacketSink& sink) {
-  if (argc != 3) return 2;
+  if (argc < 3) return 2;
   const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
   const int buffer_bytes = std::atoi(argv[2]);
   // The forced form needs a right; without it the system cuts the wish down.

@@ -31,6 +31,8 @@ A camera sends to nobody but the address of the client that controls it. So the 
 behind a virtual cable for commands, and a rule of the camera's host leads all but the answers to commands
 onto the silent link instead. Both hosts are network namespaces without a name, which end with the process
 and its children.
+
+`open_cable` makes two such hosts with nothing but the cable, for benches whose client receives.
 """
 
 import argparse
@@ -70,16 +72,15 @@ class Link:
         The client's address; on a silent link nobody receives what is sent to it.
     client_host : int, optional
         Descriptor of the client's network namespace, when it is another.
+    silent : bool
+        Nobody receives the stream.
     """
 
     device: str
     network: str
     destination: str
     client_host: int | None = None
-
-    @property
-    def silent(self) -> bool:
-        return self.device != "lo"
+    silent: bool = False
 
     @contextlib.contextmanager
     def at_the_client(self) -> Iterator[None]:
@@ -126,34 +127,56 @@ def open_link(name: str) -> Link:
     """
     if name == "loopback":
         return LOOP
-    try:
-        link = Link(name, "10.88.1", "10.88.1.2", _new_host())
-        _new_host()
-    except OSError as error:
-        sys.exit(f"skipped: no network of its own ({error}); run as root, or under `unshare -rn`")
-    _ip(
-        "link",
-        "add",
-        "control",
-        "type",
-        "veth",
-        "peer",
-        "name",
-        "far",
-        "netns",
-        f"/proc/{os.getpid()}/fd/{link.client_host}",
-    )
-    with link.at_the_client():
-        _ip("address", "add", f"{link.destination}/24", "dev", "far")
-        _ip("link", "set", "far", "up")
-    _ip("link", "set", "control", "up")
+    link = _two_hosts(name, silent=True)
+    _join("control", link)
     _ip("route", "add", link.destination, "dev", "control", "table", "100")
     _ip("rule", "add", "ipproto", "udp", "sport", _PORT, "lookup", "100")
     _make_silent(name)
-    for number in (1, *range(3, 10)):
-        _ip("address", "add", f"{link.network}.{number}/24", "dev", name)
+    _give_addresses(link)
     _ip("neighbour", "add", link.destination, "lladdr", _NOBODY, "dev", name, "nud", "permanent")
     return link
+
+
+def open_cable(rate: str | None = None) -> Link:
+    """A virtual cable between camera and client, for everything, as `open_link` makes links.
+
+    Parameters
+    ----------
+    rate : str, optional
+        What it carries from the camera, as `tc` writes it; the queue in front holds 2 MB.
+    """
+    link = _two_hosts("cable", silent=False)
+    _join(link.device, link)
+    _give_addresses(link)
+    if rate:
+        shaper = ("tbf", "rate", rate, "burst", "64k", "limit", "2m")
+        _run("tc", "qdisc", "add", "dev", link.device, "root", *shaper)
+    return link
+
+
+def _two_hosts(device: str, *, silent: bool) -> Link:
+    """Moves this process to the camera's; the link between them is still to be made."""
+    try:
+        link = Link(device, "10.88.1", "10.88.1.2", _new_host(), silent)
+        _new_host()
+    except OSError as error:
+        sys.exit(f"skipped: no network of its own ({error}); run as root, or under `unshare -rn`")
+    return link
+
+
+def _join(device: str, link: Link) -> None:
+    """A virtual cable from a new device here to the client's."""
+    there = f"/proc/{os.getpid()}/fd/{link.client_host}"
+    _ip("link", "add", device, "type", "veth", "peer", "name", "far", "netns", there)
+    with link.at_the_client():
+        _ip("address", "add", f"{link.destination}/24", "dev", "far")
+        _ip("link", "set", "far", "up")
+    _ip("link", "set", device, "up")
+
+
+def _give_addresses(link: Link) -> None:
+    for number in (1, *range(3, 10)):
+        _ip("address", "add", f"{link.camera_address(number)}/24", "dev", link.device)
 
 
 def _make_silent(name: str) -> None:
