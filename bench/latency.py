@@ -17,6 +17,10 @@ are in us, median and slowest hundredth; each block of rows begins with what it 
   (``bench/udp_echo.cpp``).
 - Flood: 200 requests of one packet each at once: how many are served, the first after how long, and how many
   in a millisecond from then on; beside the echo of as many datagrams.
+- Command: a register read, without a stream and beside one of 4 MiB images as fast as the camera may, over
+  a virtual cable between two hosts that a shaper keeps to 1 Gbit/s; with the limit that the camera chooses
+  (such a cable tells 10 Gbit/s) and with that it chooses on a link that tells the truth; beside the bare
+  echo on the camera's host, whose answers take the same way. The camera sends no trains into a shaper.
 """
 
 import argparse
@@ -30,11 +34,12 @@ import threading
 import time
 from collections.abc import Callable, Iterator
 
-from camera import Camera, Sending, beats, send_in_step
+from camera import OWN_LIMIT, Camera, Sending, beats, nothing, send_in_step
 from programs import LOOPBACK, Program, silent_socket
+from silent_link import open_cable
 
 import tarn
-from gvcp_client import PORT, SCCFG, resend_command
+from gvcp_client import PORT, READREG, SCCFG, SCPS, command, resend_command
 
 SMALL, LARGE, LIVE = (64, 64), (1600, 1250), (2048, 2048)
 LIMIT = 125_000_000  # bytes per second
@@ -47,6 +52,9 @@ ENDLESS = 1_000_000  # images
 SETTLE = 0.15  # seconds
 LIVE_PACKETS = 2_800  # some less than an image of the stream has
 FLOOD = 200
+CABLE_RATE = "1gbit"
+CABLE_LIMITS = {"own limit": OWN_LIMIT, "95 % of the link": 118_750_000}  # bytes per second
+CABLE_NUMBER = 7  # of the camera on the cable
 ADDRESSES = (f"127.88.0.{number}" for number in itertools.count(20))
 RECEIVE_BUFFER = 32 << 20  # bytes
 SO_RCVBUFFORCE, SO_TIMESTAMPNS = 33, 35  # Source: Linux, asm-generic/socket.h
@@ -64,9 +72,9 @@ def now() -> int:
 class StampedSocket:
     """A UDP socket that knows when the kernel had each datagram."""
 
-    def __init__(self) -> None:
+    def __init__(self, address: str = LOOPBACK) -> None:
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind((LOOPBACK, 0))
+        self.socket.bind((address, 0))
         self.socket.setsockopt(socket.SOL_SOCKET, SO_TIMESTAMPNS, 1)
         try:
             self.socket.setsockopt(socket.SOL_SOCKET, SO_RCVBUFFORCE, RECEIVE_BUFFER)
@@ -155,6 +163,18 @@ def send_live(sending: Sending, frames: int) -> None:
         sending.note_newest(first + number)
 
 
+def send_at_full_rate(sending: Sending) -> None:
+    """Until told."""
+    (image,) = sending.images
+    while not sending.told_to_end():
+        send_in_step(sending.stream, image, nothing)
+
+
+def queue_full(sending: Sending) -> int:
+    """Times that the stream found the link's queue full."""
+    return sending.server.node_map.DeviceStreamQueueFull.value
+
+
 # Run here.
 
 
@@ -234,13 +254,13 @@ def sending_latency(table: Table, rounds: int) -> None:
 
 
 class Asker:
-    """Asks for packets of a camera or of the echo, from a socket of its own, each packet once."""
+    """Asks a camera or the echo, each time with another number, from a socket of its own."""
 
-    def __init__(self, target: Endpoint, request: Callable[[int], bytes]) -> None:
+    def __init__(self, target: Endpoint, request: Callable[[int], bytes], local: str = LOOPBACK) -> None:
         self._target = target
         self._request = request
         self._numbers = itertools.count()
-        self._stamped = StampedSocket()
+        self._stamped = StampedSocket(local)
 
     def ask(self, seconds: float) -> tuple[list[float], int]:
         """One after the other: how long each took, in microseconds, and how many were not served."""
@@ -274,7 +294,7 @@ class Asker:
 
 
 def served(answer: Answer) -> bool:
-    """Whether it is a packet and no refusal."""
+    """Whether it is what was asked for and no refusal."""
     return answer[0][:2] == b"\0\0"
 
 
@@ -346,18 +366,57 @@ def report_floods(floods: dict[str, list[tuple[int, float, float]]]) -> None:
         print(f"{row:<48}{count:>8.0f}{first:>10.1f}{rate:>8.1f}{rate / base:>8.2f}", flush=True)
 
 
+def read_register(number: int) -> bytes:
+    return command(READREG, struct.pack(">I", SCPS), request_id=1 + number % 0xFFFF)
+
+
+def command_latency(table: Table, rounds: int, seconds: float) -> None:
+    """Moves this process to a network of its own."""
+    cable = open_cable(CABLE_RATE)
+    address = cable.camera_address(CABLE_NUMBER)
+    echo = Program("udp_echo", address)
+    with cable.at_the_client():
+        sink = silent_socket(cable.destination)
+        both = {
+            "echo": Asker((address, int(echo.read()[0])), lambda number: bytes(20), cable.destination),
+            "register read": Asker((address, PORT), read_register, cable.destination),
+        }
+    for limit_name, limit in CABLE_LIMITS.items():
+        camera = Camera(address, sink.getsockname()[1], link=cable, size=LIVE, resend=DEPTH, limit=limit)
+        asked: dict[str, list[tuple[list[float], int]]] = {}
+        carried, took = 0, 0.0
+        for _, what, (name, asker) in itertools.product(range(rounds), ("alone", "streaming"), both.items()):
+            with camera.running(send_at_full_rate) if what == "streaming" else contextlib.nullcontext():
+                time.sleep(2 * SETTLE)  # images that were waiting need most of that on this link
+                begin, before = time.perf_counter(), cable.udp_payload()
+                asked.setdefault(f"{name}, {limit_name}, {what}", []).append(asker.ask(seconds))
+                if what == "streaming":
+                    carried += cable.udp_payload() - before
+                    took += time.perf_counter() - begin
+        found_full = camera.run(queue_full)
+        camera.end()
+        report_asked(table, asked)
+        print(f"the stream had {carried / took / 1e6:.0f} MB/s and found the queue full {found_full} times")
+    for asker in both.values():
+        asker.close()
+    echo.end()
+    sink.close()
+
+
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--rounds", type=int, default=9)
     parser.add_argument("--seconds", type=float, default=0.5, help="of requests in a turn")
-    parser.add_argument("--only", choices=("sending", "resend"), help="one half of it")
+    parser.add_argument("--only", choices=("sending", "resend", "command"), help="one part of it")
     options = parser.parse_args()
     Program.build("udp_echo")
     table = Table()
-    if options.only != "resend":
+    if options.only in (None, "sending"):
         sending_latency(table, options.rounds)
-    if options.only != "sending":
+    if options.only in (None, "resend"):
         resend_latency(table, options.rounds, options.seconds)
+    if options.only in (None, "command"):
+        command_latency(table, options.rounds, options.seconds)
 
 
 if __name__ == "__main__":

@@ -50,11 +50,11 @@ class Program:
         self._process.stdout.close()
 
 
-def silent_socket() -> socket.socket:
+def silent_socket(address: str = LOOPBACK) -> socket.socket:
     """A sink that nobody reads: what does not fit its buffer is dropped by the kernel after the whole way
     through the stack, on the sender's account."""
     sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-    sock.bind((LOOPBACK, 0))
+    sock.bind((address, 0))
     return sock
 
 
