@@ -125,9 +125,11 @@ bool StreamChannel::HasPlaceFor(std::size_t bytes) const {
   return depth_ != 0 || Unsent() == 0 || staged_bytes_ + bytes <= kMaxStagedBytes;
 }
 
-bool StreamChannel::HasPlace() const {
+bool StreamChannel::HasPlace() {
   const MutexLock lock(mutex_);
-  return HasPlaceFor(0);
+  const bool has = HasPlaceFor(0);
+  waited_ = waited_ || !has;
+  return has;
 }
 
 std::size_t StreamChannel::Kept() const { return std::min(depth_, Places() - std::min(Unsent(), Places())); }
@@ -139,6 +141,7 @@ std::optional<SendResult> StreamChannel::AwaitPlace(MutexLock& lock, const Image
     if (const auto refusal = Refusal(block)) return refusal;
     if (HasPlaceFor(block.payload.Size())) return std::nullopt;
     if (!until) until = Now() + kPatience;
+    waited_ = true;
     if (place_free_.wait_until(lock, *until) == std::cv_status::no_timeout) continue;
     if (HasPlaceFor(block.payload.Size())) continue;
     ++refused_images_;
@@ -146,17 +149,18 @@ std::optional<SendResult> StreamChannel::AwaitPlace(MutexLock& lock, const Image
   }
 }
 
-StreamChannel::Way StreamChannel::WayOf(const ImageBlock& block, const Extent& extent) const {
+StreamChannel::Way StreamChannel::WayOf(const ImageBlock& block, const Extent& extent) {
   const Way later = depth_ == 0 && block.staging.empty() ? Way::Copy : Way::Queue;
   if (held_ || HasWork() || reserved_ != 0) return later;
   const Pace pace = PaceNow();
   if (!pace.Limited()) return Way::Itself;
   const Nanoseconds wait = std::max(transmitter_.Due() - Now(), Nanoseconds{0});
+  waited_ = waited_ || wait.count() != 0;
   return wait + DurationAt(pace, extent.packets, extent.wire_bytes) <= kMoment ? Way::Itself : later;
 }
 
 std::uint64_t StreamChannel::Number(const Extent& extent) {
-  rate_.FrameAccepted(Now(), extent.wire_bytes, Unsent() > 1);
+  rate_.FrameAccepted(Now(), extent.wire_bytes, std::exchange(waited_, false));
   return newest_id_ = ids_.Take(config_.extended_ids);
 }
 
@@ -370,7 +374,10 @@ void StreamChannel::Resend(const ResendRequest& request) {
   const auto taken = requests_.Push(request, now);
   if (taken == ResendRequests::Taken::Dropped) ++dropped_requests_;
   if (taken != ResendRequests::Taken::Queued) return;
-  if (request.block_id == newest_id_ || request.block_id + 1 == newest_id_) rate_.PacketsMissed(now);
+  if (request.block_id == newest_id_ || request.block_id + 1 == newest_id_) {
+    const std::uint64_t packets = std::uint64_t{std::max(request.last, request.first)} - request.first + 1;
+    rate_.PacketsMissed(now, packets * config_.packet_size);
+  }
   wake_.notify_one();
 }
 

@@ -98,8 +98,8 @@ class StreamChannel {
   /// Memory for a copy of an image, at least so large; comes back with the block that is sent from it.
   std::vector<std::uint8_t> Buffer(std::size_t bytes);
 
-  /// Whether Send() would take an image now.
-  bool HasPlace() const;
+  /// Whether Send() would take an image now. A program that asks in vain is faster than the stream.
+  bool HasPlace();
 
   /// Takes the block and sends it, or has it sent. Without resend depth the owner has been told on return: what is not on
   /// the wire then is a copy. With it, the owner is told when the block leaves the store, in the order of sending.
@@ -161,7 +161,7 @@ class StreamChannel {
   std::size_t Kept() const TARN_REQUIRES(mutex_);
   bool HasPlaceFor(std::size_t bytes) const TARN_REQUIRES(mutex_);
   Pace PaceNow() const TARN_REQUIRES(mutex_) { return {config_.pace.packet_delay, rate_.Rate()}; }
-  Way WayOf(const ImageBlock& block, const Extent& extent) const TARN_REQUIRES(mutex_);
+  Way WayOf(const ImageBlock& block, const Extent& extent) TARN_REQUIRES(mutex_);
   std::uint64_t Number(const Extent& extent) TARN_REQUIRES(mutex_);
   void Enqueue(ImageBlock&& block, const Extent& extent) TARN_REQUIRES(mutex_);
 
@@ -203,6 +203,7 @@ class StreamChannel {
   std::deque<Waiting> waiting_ TARN_GUARDED_BY(mutex_);
   std::size_t reserved_ TARN_GUARDED_BY(mutex_) = 0;  ///< places of images that are being copied
   std::vector<std::vector<std::uint8_t>> spare_ TARN_GUARDED_BY(mutex_);  ///< buffers for copies
+  bool waited_ TARN_GUARDED_BY(mutex_) = false;  ///< the program, for a place, since the last image
   std::size_t staged_bytes_ TARN_GUARDED_BY(mutex_) = 0;
   std::uint64_t refused_images_ TARN_GUARDED_BY(mutex_) = 0;
   std::uint64_t dropped_requests_ TARN_GUARDED_BY(mutex_) = 0;

@@ -115,9 +115,18 @@ TEST(KernelPacing, HandsOverAMillisecondAheadAndTellsTheRate) {
 /// A camera whose frames take a tenth of a second at the limit, sent every `interval`.
 class RateControlTest : public ::testing::Test {
  protected:
-  void Frames(int count, Nanoseconds interval, bool behind = false) {
-    for (int i = 0; i < count; ++i) control.FrameAccepted(now += interval, 1'000'000, behind);
+  static constexpr std::size_t kFrame = 1'000'000;
+
+  void Frames(int count, Nanoseconds interval, bool waited = false) {
+    for (int i = 0; i < count; ++i) control.FrameAccepted(now += interval, kFrame, waited);
   }
+
+  /// A tenth of the frame.
+  void Miss(int times, Nanoseconds interval) {
+    for (int i = 0; i < times; ++i) control.PacketsMissed(now += interval, kFrame / 10);
+  }
+
+  double Rate() const { return static_cast<double>(control.Rate()); }
 
   RateControl control;
   Instant now{10s};
@@ -127,10 +136,10 @@ TEST_F(RateControlTest, SpreadsFramesOverMostOfTheTimeUntilTheNext) {
   control.SetLimit(kGigabit, true);
   Frames(1, 20ms);
   EXPECT_EQ(control.Rate(), kGigabit) << "nothing is known yet";
-  Frames(10, 20ms);
-  EXPECT_NEAR(static_cast<double>(control.Rate()), 50e6 / RateControl::kSpread, 10);
+  Frames(1, 20ms);
+  EXPECT_NEAR(Rate(), 50e6 / RateControl::kSpread, 10);
   Frames(10, 1s);
-  EXPECT_NEAR(static_cast<double>(control.Rate()), 1e6 / 0.033 / RateControl::kSpread, 10) << "a trigger";
+  EXPECT_NEAR(Rate(), 1e6 / 0.033 / RateControl::kSpread, 10) << "a trigger";
   Frames(10, 5ms);
   EXPECT_EQ(control.Rate(), kGigabit);
   Frames(10, 20ms, true);
@@ -145,27 +154,29 @@ TEST_F(RateControlTest, SpreadsFramesOverMostOfTheTimeUntilTheNext) {
 TEST_F(RateControlTest, BacksOffForLossesOnceInAWhileRecoversAndKeepsTheFrameRate) {
   control.SetLimit(kGigabit, true);
   Frames(5, 50ms);
-  const std::uint64_t full = control.Rate();
-  for (int i = 0; i < 50; ++i) control.PacketsMissed(now + i * 1us);
-  EXPECT_NEAR(static_cast<double>(control.Rate()), static_cast<double>(full) * RateControl::kDecrease, 10)
-      << "one loss in a window";
-  for (int i = 0; i < 100; ++i) control.PacketsMissed(now += 20ms);
+  const double full = Rate();
+  control.PacketsMissed(now, kFrame / 100);
+  EXPECT_EQ(Rate(), full) << "few of many";
+  Miss(50, 1us);
+  EXPECT_NEAR(Rate(), full * RateControl::kDecrease, 10) << "one loss in a window";
+  Miss(100, 20ms);
   const double least = 1e6 / 0.05 / RateControl::kLongestSpread;
-  EXPECT_NEAR(static_cast<double>(control.Rate()), least, 10) << "frames would be late";
-  Frames(1, 40ms, true);
-  EXPECT_NEAR(static_cast<double>(control.Rate()), least, 10) << "also when one was";
+  EXPECT_NEAR(Rate(), least, 10) << "frames would be late";
+  Frames(3, 50ms, true);
+  EXPECT_NEAR(Rate(), least, 10) << "also when some were";
   Frames(60, 50ms);
-  EXPECT_EQ(control.Rate(), full);
+  EXPECT_EQ(Rate(), full);
 }
 
-TEST_F(RateControlTest, BacksOffFurtherForAProgramWithoutARhythm) {
+TEST_F(RateControlTest, BacksOffFurtherForAProgramThatWaitsForTheStream) {
   control.SetLimit(kGigabit, true);
+  Frames(8, 10us);  // until all places are taken
   Frames(10, 9ms, true);
   EXPECT_EQ(control.Rate(), kGigabit);
-  control.PacketsMissed(now);
-  EXPECT_EQ(control.Rate(), static_cast<std::uint64_t>(kGigabit * RateControl::kDecrease));
-  for (int i = 0; i < 100; ++i) control.PacketsMissed(now += 20ms);
-  EXPECT_EQ(control.Rate(), static_cast<std::uint64_t>(kGigabit * RateControl::kLeast));
+  control.PacketsMissed(now, ~std::uint64_t{0});
+  EXPECT_NEAR(Rate(), kGigabit * RateControl::kDecrease, 10);
+  Miss(100, 20ms);
+  EXPECT_NEAR(Rate(), kGigabit * RateControl::kLeast, 10);
   Frames(60, 9ms, true);
   EXPECT_EQ(control.Rate(), kGigabit);
 }

@@ -1,7 +1,6 @@
 #include "camera/engine/stream/rate_control.h"
 
 #include <cmath>
-#include <utility>
 
 namespace Tarn {
 
@@ -12,29 +11,29 @@ void RateControl::SetLimit(std::uint64_t bytes_per_second, bool adaptive) noexce
 }
 
 void RateControl::Restart() noexcept {
-  intervals_ = {};
+  intervals_.fill(kUnknown);
   last_frame_ = {};
-  missed_ = false;
-  behind_ = false;
+  missed_bytes_ = 0;
   frame_bytes_ = 0;
   share_ = 1;
   Decide();
 }
 
-void RateControl::FrameAccepted(Instant now, std::size_t wire_bytes, bool behind) noexcept {
-  if (last_frame_ != Instant{} && !behind) {
-    intervals_[next_interval_] = now - last_frame_;
+void RateControl::FrameAccepted(Instant now, std::size_t wire_bytes, bool waited) noexcept {
+  if (last_frame_ != Instant{}) {
+    intervals_[next_interval_] = waited ? kUnknown : std::max(now - last_frame_, Nanoseconds{1});
     next_interval_ = (next_interval_ + 1) % intervals_.size();
   }
   last_frame_ = now;
+  if (!LosesMany()) share_ = std::min(1.0, share_ + kIncrease);
+  missed_bytes_ = 0;
   frame_bytes_ = wire_bytes;
-  behind_ = behind;
-  if (!std::exchange(missed_, false)) share_ = std::min(1.0, share_ + kIncrease);
   Decide();
 }
 
-void RateControl::PacketsMissed(Instant now) noexcept {
-  missed_ = true;
+void RateControl::PacketsMissed(Instant now, std::uint64_t bytes) noexcept {
+  missed_bytes_ += std::min<std::uint64_t>(bytes, frame_bytes_);
+  if (!LosesMany()) return;
   if (last_decrease_ != Instant{} && now - last_decrease_ < kWindow) return;
   last_decrease_ = now;
   share_ = std::max(kLeast, share_ * kDecrease);
@@ -50,9 +49,9 @@ void RateControl::Decide() noexcept {
   rate_ = limit_;
   if (!adaptive_ || limit_ == 0) return;
   const Nanoseconds interval = Interval();
-  const bool known = interval.count() > 0;
+  const bool known = interval != kUnknown;
   const double full =
-      known && !behind_ ? RateOver(std::min(interval, kLongestFrame), kSpread) : static_cast<double>(limit_);
+      known ? RateOver(std::min(interval, kLongestFrame), kSpread) : static_cast<double>(limit_);
   const double least = known ? RateOver(interval, kLongestSpread) : 0;
   rate_ = static_cast<std::uint64_t>(std::ceil(std::max(full * share_, least)));
 }
