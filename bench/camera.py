@@ -112,7 +112,8 @@ def _send_images(sending: Sending, count: int) -> Cost:
         nonlocal done
         done += 1
 
-    send = sending.stream.send
+    tree, send = sending.server.node_map, sending.stream.send
+    sent_before = tree.DeviceStreamFrames.value
     images = itertools.islice(itertools.cycle(sending.images), count)
     wall, cpu = time.perf_counter(), time.process_time()
     for image in images:
@@ -120,9 +121,11 @@ def _send_images(sending: Sending, count: int) -> Cost:
             send(image, released)
         except RuntimeError:
             send_in_step(sending.stream, image, released)
-    # The camera keeps as many as its store has places for.
+    # Images wait behind the last call, and the camera keeps as many as its store has places for.
     deadline = time.perf_counter() + _RELEASED_WITHIN
-    while done < count - sending.depth and time.perf_counter() < deadline:
+    while (
+        tree.DeviceStreamFrames.value - sent_before < count or done < count - sending.depth
+    ) and time.perf_counter() < deadline:
         time.sleep(_POLL)
     return time.process_time() - cpu, time.perf_counter() - wall
 
