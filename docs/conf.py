@@ -12,7 +12,7 @@ extensions = [
     "myst_parser",
     "python_reference",
     "device_features",
-    "throughput_plot",
+    "performance_plot",
     "sphinx.ext.autodoc",  # the modules in Python have no markers in their docstrings
     "sphinx.ext.napoleon",
 ]

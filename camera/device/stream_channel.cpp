@@ -18,7 +18,8 @@ constexpr Nanoseconds kMoment{1'000'000};
 /// An image that is not paced is sent by its caller as long as the system takes it at this rate, bytes per second.
 /// Source: measured, about what trains of 1500-byte packets make on the machines of the day.
 constexpr std::uint64_t kCallerRate = 2'500'000'000;
-constexpr Nanoseconds kLeastTurn{200'000};
+/// But for so long in any case: beside that a change of threads and a copy of the rest cost too much.
+constexpr Nanoseconds kLeastTurn{500'000};
 /// Buffers for copies that are kept for the next images.
 constexpr std::size_t kMaxSpare = StreamChannel::kStagingPlaces + 1;
 
