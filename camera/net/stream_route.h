@@ -34,7 +34,8 @@ struct StreamRoute {
 std::optional<StreamRoute> RouteOf(std::uint32_t local_address, std::uint32_t destination);
 
 /// The route to those in the own network of the interface that has `local_address`, before anybody in it is known.
-/// Threads, Throws: as RouteOf.
+/// Threads: as RouteOf.
+/// Throws: as RouteOf.
 std::optional<StreamRoute> RouteOutOf(std::uint32_t local_address);
 
 /// The same as far as the links and queues on the way tell it.
