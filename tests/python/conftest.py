@@ -120,6 +120,11 @@ class Camera:
         """Return once a client has started acquisition."""
         self.wait_state(State.AcquisitionEnabled)
 
+    def send(self, image: tarn.Image, released: Callable[[tarn.Image], None] | None = None) -> None:
+        """Send as soon as the stream has a place: on a busy machine images wait for its thread."""
+        stream = self.server.stream
+        wait_until(lambda: stream.try_send(image, released), "the stream has a place")
+
     def end(self) -> None:
         if self.server:
             self.server.stop()

@@ -269,7 +269,7 @@ def stream_once(
     features.execute("AcquisitionStart")
     camera.wait_running()
     for _ in range(FRAMES):
-        camera.server.stream.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
+        camera.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
     frames = receiver.wait_frames(FRAMES)
     features.execute("AcquisitionStop")
     client.disconnect()

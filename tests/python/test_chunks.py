@@ -70,7 +70,7 @@ def streaming(
 
 
 def send(camera: Camera, picture: np.ndarray) -> None:
-    camera.server.stream.send(tarn.WrappedImage.from_buffer(picture))
+    camera.send(tarn.WrappedImage.from_buffer(picture))
 
 
 @pytest.mark.parametrize("size", [(64, 48), (61, 47), (99, 40)])

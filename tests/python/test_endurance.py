@@ -63,7 +63,7 @@ def test_ids_time_and_memory_after_more_blocks_than_short_ids(
     def send_and_read(count: int) -> None:
         for _ in range(count // BURST):
             for _ in range(BURST):
-                server.stream.send(image, released.append)
+                camera.send(image, released.append)
             blocks.read(BURST)
         released.clear()
 

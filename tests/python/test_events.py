@@ -110,7 +110,7 @@ def counted(camera: Camera) -> dict[str, int]:
 def send_frames(camera: Camera, count: int) -> None:
     picture = np.zeros((48, 64), np.uint8)
     for _ in range(count):
-        camera.server.stream.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
+        camera.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
 
 
 def test_capabilities_are_shown(camera: Camera) -> None:

@@ -200,7 +200,7 @@ def test_many_clients_come_and_go(request: pytest.FixtureRequest, camera: Camera
             open_stream(visitor, receiver)
             visitor.write_register(start, 1)
             camera.wait_running()
-            camera.server.stream.send(image)
+            camera.send(image)
             assert receiver.wait_frames(1)[0].image == picture.tobytes()
 
     def belongings() -> tuple[int, ...]:

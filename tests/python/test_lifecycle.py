@@ -219,10 +219,13 @@ def test_stop_from_a_callback(connected: Any, kind: Any) -> None:
             open_stream(client, receiver)
             features.execute("AcquisitionStart")
             camera.wait_running()
-            for number in range(4):
-                callback = stop if number == 0 else (lambda image: None)
-                server.stream.try_send(tarn.Image((64, 48)), callback)
-            assert stopped.wait(5)
+            camera.send(tarn.Image((64, 48)), stop)
+
+            def send_until_stopped() -> bool:
+                server.stream.try_send(tarn.Image((64, 48)), lambda image: None)
+                return stopped.is_set()
+
+            wait_until(send_until_stopped, "the first image leaves the store, and the server stops")
     assert stopped.wait(5)
     client.close()
     wait_until(lambda: server.state == State.Configuration, "the server is stopped")
@@ -283,7 +286,7 @@ def test_a_dropped_server_tells_the_owners_of_its_images(connected: Any) -> None
         features.execute("AcquisitionStart")
         camera.wait_running()
         for image in images:
-            camera.server.stream.send(image, released.append)
+            camera.send(image, released.append)
         wait_until(lambda: released, "the store lets the first ones go")
         camera.server = None
         gc.collect()

@@ -42,7 +42,7 @@ def acquiring(camera: Camera, client: ControlClient, features: Features) -> Iter
 
 def send(camera: Camera, array: np.ndarray) -> None:
     assert camera.server
-    camera.server.stream.send(tarn.WrappedImage.from_buffer(array))
+    camera.send(tarn.WrappedImage.from_buffer(array))
 
 
 @pytest.mark.parametrize("chunks", [False, True])
@@ -62,7 +62,7 @@ def test_any_bytes_go_as_raw_data_or_a_file(camera: Camera, payload_type: int, c
             for array in arrays:
                 send(camera, array)
             with pytest.raises(RuntimeError, match="Could not send image"):
-                send(camera, noise((64, 49), PfncFormat.Mono8, 0))
+                camera.server.stream.send(tarn.WrappedImage.from_buffer(noise((64, 49), PfncFormat.Mono8, 0)))
             with pytest.raises(GvcpError) as refusal:
                 features.write("PayloadType", IMAGE)
             assert refusal.value.status == BUSY
@@ -150,7 +150,7 @@ def test_closing_the_channel_stops_the_stream(make_camera: MakeCamera) -> None:
         features.execute("AcquisitionStart")
         camera.wait_running()
         assert camera.server
-        camera.server.stream.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
+        camera.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
         client.write_register(SCP, 0)
         assert not camera.server.stream.is_running
         assert not receiver.frames

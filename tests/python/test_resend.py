@@ -49,7 +49,7 @@ class Session:
         assert self.camera.server
         for seed in seeds:
             image = tarn.WrappedImage.from_buffer(noise(SIZE, PfncFormat.Mono8, seed))
-            self.camera.server.stream.send(image, lambda image: None)
+            self.camera.send(image, lambda image: None)
         return self.arrived(lambda datagrams: trailers(datagrams) == len(seeds))
 
     def ask(self, block: int, first: int, last: int, *, extended: bool | None = None) -> None:
@@ -206,7 +206,7 @@ def test_what_is_asked_for_too_early_comes_in_its_turn(make_camera: MakeCamera) 
         Features(stream.client).write("GevSCPD", 2_000_000)  # a tenth of a second for each image
         assert stream.camera.server
         image = tarn.WrappedImage.from_buffer(noise(SIZE, PfncFormat.Mono8, 1))
-        stream.camera.server.stream.send(image, lambda image: None)
+        stream.camera.send(image, lambda image: None)
         stream.endpoint.recv(65536)
         stream.ask(1, 40, 45)
         came = stream.arrived(trailers)

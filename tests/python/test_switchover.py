@@ -28,7 +28,7 @@ WITH_KEY = KEY << 16 | CONTROL
 
 
 def send(camera: Camera) -> None:
-    camera.server.stream.send(tarn.WrappedImage.from_buffer(np.zeros((48, 64), np.uint8)))
+    camera.send(tarn.WrappedImage.from_buffer(np.zeros((48, 64), np.uint8)))
 
 
 def test_the_stream_goes_on_while_control_changes_hands(camera: Camera) -> None:
