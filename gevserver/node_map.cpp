@@ -23,7 +23,7 @@ constexpr const char* kRootCategory = "Root";
 // the library refuses that handle.
 TR_HANDLE HandleOf(const std::shared_ptr<ServerBase>& server) { return server ? server->Handle() : nullptr; }
 
-void Check(TR_STATUS status) { CheckServerCall(kNodeMapPrefix, status); }
+void CheckNodeMap(TR_STATUS status) { CheckServerCall(kNodeMapPrefix, status); }
 
 auto FailWith(const char* text) {
   return [text](TR_STATUS status) {
@@ -71,7 +71,7 @@ bool NodeMap::AddIfNew(const std::string& key, const std::shared_ptr<Node>& node
   if (!node) throw std::runtime_error("node must not be null");
   if (Cached(key) == node) return false;
   if (key != node->NameOnly()) throw std::runtime_error("key and value->NameOnly() must be equal");
-  Check(GSAddNode(HandleOf(Server()), node->Handle()));
+  CheckNodeMap(GSAddNode(HandleOf(Server()), node->Handle()));
   Join(key, node);
   for (const auto& entry : EntriesOf(node)) ListEntry(entry);
   return true;
@@ -99,7 +99,7 @@ bool NodeMap::RemoveNode(const std::shared_ptr<Node>& node) {
   // The library takes the entries of an enumeration out with it.
   std::vector<std::shared_ptr<Node>> leaving = {node};
   for (const auto& entry : EntriesOf(node)) leaving.push_back(entry);
-  Check(GSRemoveNode(HandleOf(Server()), node->Handle()));
+  CheckNodeMap(GSRemoveNode(HandleOf(Server()), node->Handle()));
   Refresh(leaving);
   return true;
 }
@@ -135,12 +135,12 @@ bool NodeMap::Contains(const std::string& name_only) const {
 
 std::int64_t NodeMap::GetInfoAsInt(std::int32_t info) const {
   std::int64_t value = 0;
-  Check(GSGetInfoAsInteger(HandleOf(Server()), info, &value));
+  CheckNodeMap(GSGetInfoAsInteger(HandleOf(Server()), info, &value));
   return value;
 }
 
 void NodeMap::SetInfoAsInt(std::int32_t info, std::int64_t value) {
-  Check(GSSetInfoAsInteger(HandleOf(Server()), info, value));
+  CheckNodeMap(GSSetInfoAsInteger(HandleOf(Server()), info, value));
 }
 
 GenApiVersion NodeMap::XmlFileVersion() const {

@@ -43,12 +43,12 @@ constexpr std::array<EventRow, 4> kEvents = {{
     {GS_EVENT_ACQUISITION_STOP, OnEvent<State::Connected>},
 }};
 
-void Check(TR_STATUS status) { CheckServerCall(kServerPrefix, status); }
+void CheckServer(TR_STATUS status) { CheckServerCall(kServerPrefix, status); }
 
 template <class Query>
 NetworkConnection AskEndpoint(TR_HANDLE server, Query query) {
   Endpoint endpoint;
-  Check(query(server, &endpoint.address, &endpoint.port));
+  CheckServer(query(server, &endpoint.address, &endpoint.port));
   return {DottedAddress(endpoint.address), endpoint.port};
 }
 
@@ -62,8 +62,8 @@ ServerBase::~ServerBase() { States().Remove(event_context_); }
 void ServerBase::RegisterEvents() {
   for (const EventRow& row : kEvents) {
     std::uint64_t cookie = 0;
-    Check(GSRegisterEvent(Handle(), row.event, row.callback, StateRegistry::ContextOf(event_context_),
-                          &cookie));
+    CheckServer(GSRegisterEvent(Handle(), row.event, row.callback, StateRegistry::ContextOf(event_context_),
+                                &cookie));
   }
 }
 
@@ -71,14 +71,14 @@ std::int32_t ServerBase::State() const noexcept { return state_->Code(); }
 
 std::int32_t ServerBase::DriverType() const {
   std::int32_t type = GS_DRIVER_AUTO;
-  Check(GSDriverType(Handle(), &type));
+  CheckServer(GSDriverType(Handle(), &type));
   return type;
 }
 
 std::string ServerBase::UserVersion() const { return GetInfoAsString(GS_INFO_SERVER_USER_VERSION); }
 
 void ServerBase::SetUserVersion(const std::string& text) {
-  Check(GSSetInfoAsString(Handle(), GS_INFO_SERVER_USER_VERSION, CText(text)));
+  CheckServer(GSSetInfoAsString(Handle(), GS_INFO_SERVER_USER_VERSION, CText(text)));
 }
 
 NetworkConnection ServerBase::LocalEndpoint() const { return AskEndpoint(Handle(), GSGetLocalIPv4); }
@@ -98,14 +98,14 @@ void ServerBase::Start(std::uint32_t address) {
   state_->BeginStart();
   const TR_STATUS status = GSStartIPv4(Handle(), address);
   if (status < 0) state_->StartFailed();
-  Check(status);
+  CheckServer(status);
   state_->StartSucceeded();
 }
 
 void ServerBase::Stop() {
   if (!start_stop_.EnterStop()) return;
   const Private::StartStopScope scope(start_stop_);
-  Check(GSStop(Handle()));
+  CheckServer(GSStop(Handle()));
   state_->Stopped();
 }
 
@@ -117,7 +117,7 @@ void ServerBase::ForgetParent() {
 std::string ServerBase::GetInfoAsString(std::int32_t info) const {
   return ReadTwoCallText(
       [this, info](char* text, std::size_t* size) { return ::GSGetInfoAsString(Handle(), info, text, size); },
-      Check);
+      CheckServer);
 }
 
 }  // namespace Tarn::GevServer

@@ -6,6 +6,7 @@
 #include "binding/type_builder.h"
 #include "core/size_and_point.h"
 #include "gevserver/pixel_format.h"
+#include "module/image_params.h"
 #include "module/native_types.h"
 #include "module/type_def.h"
 
@@ -16,14 +17,14 @@ namespace Native = Tarn::GevServer;
 
 namespace {
 
-PyRef CreatePfnc(Tarn::Size2D size, std::uint32_t pixel_format) {
+PyRef DescribePfnc(Tarn::Size2D size, std::uint32_t pixel_format) {
   return Bind(TypeObject__ImageBufferDescription__(),
               std::make_shared<Native::ImageBufferDescription>(
                   Tarn::RoundToInt32(size.width), Tarn::RoundToInt32(size.height), pixel_format));
 }
 
 PyRef Create(Tarn::Size2D size, std::int64_t color_model, Tarn::DataType data_type) {
-  return CreatePfnc(size, Native::PfncFormatOf(color_model, data_type));
+  return DescribePfnc(size, Native::PfncFormatOf(color_model, data_type));
 }
 
 PyRef CreateChunkPfnc(Tarn::Size2D size, std::uint32_t pixel_format, std::int32_t total_payload_size) {
@@ -55,10 +56,7 @@ void SetOffset(Native::ImageBufferDescription& description, Tarn::Point2D offset
 }
 
 constexpr const char* kMaps = "Tries to map the given color_model and data_type to a PfncFormat.";
-const ParamDoc kSize{"size", "tarn.Size2D", "Width and height in pixels."};
-const ParamDoc kColorModel{"color_model", "int", "Color model of the image to send (see tarn.ColorModel)."};
 const ParamDoc kDataType{"data_type", "tarn.DataType", "TARN data type of the image to send."};
-const ParamDoc kPixelFormat{"pixel_format", "int", "GenICam PFNC format value (see tarn.PfncFormat)."};
 const ParamDoc kTotalPayloadSize{"total_payload_size", "int",
                                  "Size of the valid payload over all chunks (including the image)."};
 
@@ -88,7 +86,7 @@ void TypeDef<ImageBufferDescription>::Init() {
           "create_image_buffer_description", {ImageDoc({kSize, kColorModel, kDataType})})
       // The published texts of the two parameters are each other's neighbours; documentation is kept as it
       // stands.
-      .Static<Signature<&CreatePfnc, "size", "pixel_format">>(
+      .Static<Signature<&DescribePfnc, "size", "pixel_format">>(
           "create_image_buffer_description_pfnc",
           {ImageDoc({{"size", "tarn.Size2D", "GenICam PFNC format value."},
                      {"pixel_format", "int", "TARN data type of the image to send."}})})

@@ -10,7 +10,7 @@ namespace Native = Tarn::GevServer;
 
 namespace {
 
-bool IsSigned(const Native::FloatRegNode& node) { return node.Sign() == GS_SIGNED; }
+bool IsSignedFloat(const Native::FloatRegNode& node) { return node.Sign() == GS_SIGNED; }
 
 }  // namespace
 
@@ -19,7 +19,7 @@ void TypeDef<FloatRegNode>::Init() {
   TypeBuilder type(Get(), "tarn.gevserver.FloatRegNode", "Represents a floating-point number register.");
   type.Base(TypeObject__FloatBaseNode__());
   AddRegisterMembers<Native::FloatRegNode>(type);
-  type.ReadOnly<&IsSigned>("is_signed", "Gets whether this float register is signed.", "Always true.");
+  type.ReadOnly<&IsSignedFloat>("is_signed", "Gets whether this float register is signed.", "Always true.");
 }
 
 template <>

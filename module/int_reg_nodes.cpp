@@ -10,7 +10,7 @@ namespace Native = Tarn::GevServer;
 
 namespace {
 
-bool IsSigned(const Native::IntRegNode& node) { return node.Sign() == GS_SIGNED; }
+bool IsSignedInteger(const Native::IntRegNode& node) { return node.Sign() == GS_SIGNED; }
 
 void SetIsSigned(Native::IntRegNode& node, bool is_signed) {
   node.SetSign(is_signed ? GS_SIGNED : GS_UNSIGNED);
@@ -23,7 +23,7 @@ void TypeDef<IntRegNode>::Init() {
   TypeBuilder type(Get(), "tarn.gevserver.IntRegNode", "Represents an integer register.");
   type.Base(TypeObject__IntegerBaseNode__());
   AddRegisterMembers<Native::IntRegNode>(type);
-  type.ReadWrite<&IsSigned, &SetIsSigned>(
+  type.ReadWrite<&IsSignedInteger, &SetIsSigned>(
       "is_signed", "Gets or sets whether this integer register is signed.", kConfigurationOnly);
 }
 

@@ -37,29 +37,29 @@ bool Remove(Native::Node& parent, const GivenNode& given, std::int32_t kind) {
   return true;
 }
 
-void Add(Native::Node& parent, const NodePtr& node, std::int32_t kind) {
+void AddNode(Native::Node& parent, const NodePtr& node, std::int32_t kind) {
   if (!NodeMapOf(parent)) throw std::runtime_error("Parent python node must have node map");
   parent.Add(node, kind);
   JoinMapOf(parent, node, kind);
   NodeJoinedMap(node);
 }
 
-const ParamDoc kKind{"kind", "int", "Kind of node."};
+const ParamDoc kKindOfNode{"kind", "int", "Kind of node."};
 
 void AddRelations(TypeBuilder& type) {
-  type.Method<Signature<&Add, "node", "kind">>(
+  type.Method<Signature<&AddNode, "node", "kind">>(
           "add", {{.summary = "Adds a node to this node.",
                    .description = WithConfigurationRule(
                        "See tarn.gevserver.NodeList for the kinds. A node that is in no node map is added to "
                        "the node map of this node as well."),
-                   .params = {{"node", "tarn.gevserver.Node", "Node to add."}, kKind}}})
+                   .params = {{"node", "tarn.gevserver.Node", "Node to add."}, kKindOfNode}}})
       .Method<Signature<&Remove, "node", "kind">>(
           "remove",
           {{.summary = "Removes a node from this node.",
             .description = WithConfigurationRule(
                 "See tarn.gevserver.NodeList for the kinds. The node stays in its node map; only an entry "
                 "leaves it together with its enumeration."),
-            .params = {{"node", "tarn.gevserver.Node", "Node to remove."}, kKind},
+            .params = {{"node", "tarn.gevserver.Node", "Node to remove."}, kKindOfNode},
             .returns = {"bool", "True if the node was removed, otherwise false."}}})
       .ReadOnly<&NodeMapOf>("node_map", "Gets the node map of this GevServer node.",
                             "None as long as the node is in no node map.");

@@ -19,7 +19,7 @@ namespace Native = Tarn::GevServer;
 
 namespace {
 
-std::shared_ptr<NodeMapMeta> RecordOf(PyObject* self) {
+std::shared_ptr<NodeMapMeta> NodesOf(PyObject* self) {
   auto meta = FindMeta<NodeMapMeta>(self);
   if (!meta) throw std::runtime_error("No node map.");
   return meta;
@@ -45,7 +45,7 @@ PyRef NewNodeDictionary() {
 
 PyRef Nodes(Self self) {
   const auto map = Extract<Native::NodeMap>(self.object);
-  return RecordOf(self.object)->NodeDictOrCreate([&map] {
+  return NodesOf(self.object)->NodeDictOrCreate([&map] {
     PyRef dictionary = NewNodeDictionary();
     for (const NodePtr& node : map->Nodes()) InsertItem(dictionary, node->Name(), WrapNode(node));
     return dictionary;
@@ -62,7 +62,7 @@ void AddWithKey(Native::NodeMap& map, const std::string& key, const NodePtr& nod
   NodeJoinedMap(node);
 }
 
-void Add(Native::NodeMap& map, const NodePtr& node) {
+void AddToMap(Native::NodeMap& map, const NodePtr& node) {
   if (!node) throw std::runtime_error("node must not be null");
   AddWithKey(map, node->NameOnly(), node);
 }
@@ -71,7 +71,7 @@ void Add(Native::NodeMap& map, const NodePtr& node) {
 bool RemoveNode(PyObject* self, Native::NodeMap& map, const NodePtr& node) {
   if (!node) return false;
   // Held to the end: with the node goes its listener, and with that perhaps the server that it alone kept.
-  const auto record = RecordOf(self);
+  const auto record = NodesOf(self);
   const auto leaving = WithEntries(node);
   if (!map.RemoveNode(node)) return false;
   NodesLeftMap(*record, leaving);
@@ -128,7 +128,7 @@ PyObject* GetAttribute(PyObject* self, PyObject* attribute) {
 const ParamDoc kKey{"key", "str",
                     "Key of the node to add. This will be the full name of the node including namespace."};
 const ParamDoc kNode{"node", "tarn.gevserver.Node", "Node to add."};
-const ParamDoc kKind{"kind", "int", "Kind of node to add."};
+const ParamDoc kKindToAdd{"kind", "int", "Kind of node to add."};
 
 CallDoc AddDoc(std::vector<ParamDoc> params) {
   return {.summary = "Adds the given to this node map.",
@@ -144,7 +144,7 @@ CallDoc RemoveDoc(ParamDoc param) {
           .returns = {"bool", "True if has been removed; False if node is not present in this node map."}};
 }
 
-void AddProperties(TypeBuilder& type) {
+void AddMapProperties(TypeBuilder& type) {
   type.ReadOnly<&Native::NodeMap::VendorName>(
           "vendor_name", "Gets the name of the vendor, who created the XML description.",
           "Often this name does not match the information of the GenTL port (discovery information).")
@@ -165,10 +165,10 @@ void AddProperties(TypeBuilder& type) {
       .ReadOnly<&Nodes>("nodes", "Gets a dictionary that contains all nodes of this node map.");
 }
 
-void AddMethods(TypeBuilder& type) {
+void AddMapMethods(TypeBuilder& type) {
   type.Method<Signature<&AddWithKind, "key", "node", "m_kind">, Signature<&AddWithKey, "key", "node">,
-              Signature<&Add, "node">>("add_node",
-                                       {AddDoc({kKey, kNode, kKind}), AddDoc({kKey, kNode}), AddDoc({kNode})})
+              Signature<&AddToMap, "node">>(
+          "add_node", {AddDoc({kKey, kNode, kKindToAdd}), AddDoc({kKey, kNode}), AddDoc({kNode})})
       .Method<Signature<&RemoveByKey, "key">, Signature<&RemoveByNode, "node">>(
           "remove_node", {RemoveDoc(kKey), RemoveDoc({"node", "tarn.gevserver.Node", "Node to remove."})})
       .Method<Signature<&Native::NodeMap::TryGet, "name">>(
@@ -183,8 +183,8 @@ void AddMethods(TypeBuilder& type) {
 template <>
 void TypeDef<NodeMap>::Init() {
   TypeBuilder type(Get(), "tarn.gevserver.NodeMap", "Contains all nodes of a device or module.");
-  AddProperties(type);
-  AddMethods(type);
+  AddMapProperties(type);
+  AddMapMethods(type);
   type.Definition().mapping_get = &GetItem;
   type.Definition().get_attribute = &GetAttribute;
 }

@@ -12,6 +12,7 @@
 #include "gevserver/node_map.h"
 #include "gevserver/pixel_format.h"
 #include "gevserver/stream.h"
+#include "module/image_params.h"
 #include "module/live_servers.h"
 #include "module/native_types.h"
 #include "module/type_def.h"
@@ -108,11 +109,8 @@ void Stop(Native::ServerBase& server) {
   WithoutInterpreterLock([&server] { server.Stop(); });
 }
 
-const ParamDoc kSize{"size", "tarn.Size2D", "Width and height in pixels."};
-const ParamDoc kPixelFormat{"pixel_format", "int", "GenICam PFNC format value (see tarn.PfncFormat)."};
-const ParamDoc kColorModel{"color_model", "int", "Color model of the image to send (see tarn.ColorModel)."};
-const ParamDoc kDataType{"data_type", "tarn.DataType", "Data type of the image to send.",
-                         "tarn.DataType.Int8BppSigned"};
+const ParamDoc kServerDataType{"data_type", "tarn.DataType", "Data type of the image to send.",
+                               "tarn.DataType.Int8BppSigned"};
 const ParamDoc kDriverType{"driver_type", "int", "The driver type to use (see tarn.gevserver.DriverType).",
                            "tarn.gevserver.DriverType.Auto"};
 
@@ -149,7 +147,7 @@ std::vector<CallDoc> ConstantDocs() {
                "Tries to map the given and to a PfncFormat. If you wish to change the payload size (for "
                "example because you want to send chunk data), you can set it on the PayloadSizeValue node "
                "in tarn.gevserver.State.Configuration state.",
-           .params = {kSize, kColorModel, kDataType, driver_type},
+           .params = {kSize, kColorModel, kServerDataType, driver_type},
            .returns = {"tarn.gevserver.Server",
                        "Newly created server object in tarn.gevserver.State.Configuration."}}};
 }
@@ -162,7 +160,7 @@ std::vector<CallDoc> VariableDocs() {
                "PayloadSizeValue node in tarn.gevserver.State.Configuration state.",
            .params = {{"max_size", "tarn.Size2D", "Maximal width and height in pixels."},
                       kColorModel,
-                      kDataType,
+                      kServerDataType,
                       kDriverType},
            .returns = {"tarn.gevserver.Server",
                        "Newly created server object in tarn.gevserver.State.Configuration state."}}};
@@ -190,7 +188,7 @@ void AddFactories(TypeBuilder& type) {
           "create_with_variable_size_pfnc", VariablePfncDocs());
 }
 
-void AddProperties(TypeBuilder& type) {
+void AddServerProperties(TypeBuilder& type) {
   type.ReadOnly<&Native::ServerBase::State>(
           "state", "Gets the current state this server is in (see tarn.gevserver.State).")
       .ReadOnly<&Native::ServerBase::DriverType>(
@@ -231,7 +229,7 @@ void AddProperties(TypeBuilder& type) {
           "create_server_variable_size(Size2D, ColorModel, DataType, DriverType).");
 }
 
-void AddMethods(TypeBuilder& type) {
+void AddServerMethods(TypeBuilder& type) {
   type.Method<Signature<&Start, "ip_address">>(
           "start",
           {{.summary = "Starts this server and binds it to the given ip_address.",
@@ -255,8 +253,8 @@ void TypeDef<Server>::Init() {
   TypeBuilder type(Get(), "tarn.gevserver.Server",
                    "Tarn GigE Vision Server implements a GigE Vision camera in software.");
   AddFactories(type);
-  AddProperties(type);
-  AddMethods(type);
+  AddServerProperties(type);
+  AddServerMethods(type);
 }
 
 }  // namespace _tarn::gevserver

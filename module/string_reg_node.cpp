@@ -9,27 +9,27 @@
 namespace _tarn::gevserver {
 
 using namespace Tarn::Binding;
-using Native = Tarn::GevServer::StringRegNode;
+using StringReg = Tarn::GevServer::StringRegNode;
 
 namespace {
 
-using NewNode = std::shared_ptr<Native>;
+using NewStringReg = std::shared_ptr<StringReg>;
 
-NewNode CreateWithAll(const std::string& name, std::int32_t name_space, std::int64_t address,
-                      std::int64_t length) {
-  return Native::Create(name, length, name_space, address);
+NewStringReg CreateWithAll(const std::string& name, std::int32_t name_space, std::int64_t address,
+                           std::int64_t length) {
+  return StringReg::Create(name, length, name_space, address);
 }
 
-NewNode CreateWithSpace(const std::string& name, std::int32_t name_space, std::int64_t length) {
-  return Native::Create(name, length, name_space);
+NewStringReg CreateWithSpace(const std::string& name, std::int32_t name_space, std::int64_t length) {
+  return StringReg::Create(name, length, name_space);
 }
 
-NewNode CreateWithAddress(const std::string& name, std::int64_t address, std::int64_t length) {
-  return Native::Create(name, length, std::nullopt, address);
+NewStringReg CreateWithAddress(const std::string& name, std::int64_t address, std::int64_t length) {
+  return StringReg::Create(name, length, std::nullopt, address);
 }
 
-NewNode CreateWithLength(const std::string& name, std::int64_t length) {
-  return Native::Create(name, length);
+NewStringReg CreateWithLength(const std::string& name, std::int64_t length) {
+  return StringReg::Create(name, length);
 }
 
 CallDoc Form(std::vector<ParamDoc> params) {
@@ -51,8 +51,8 @@ void TypeDef<StringRegNode>::Init() {
               Signature<&CreateWithLength, "name", "length">>(
       "create", {Form({NameSpaceParam(), AddressParam("")}), Form({NameSpaceParam()}),
                  Form({AddressParam("")}), Form({})});
-  AddRegisterMembers<Native>(type);
-  type.ReadWrite<&Native::Value, &Native::SetValue>(
+  AddRegisterMembers<StringReg>(type);
+  type.ReadWrite<&StringReg::Value, &StringReg::SetValue>(
       "value", "Gets or sets the value of this node.",
       "A text that is longer than the register is refused. Possible in every tarn.gevserver.State.");
 }

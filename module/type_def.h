@@ -65,5 +65,10 @@ template <class X>
 struct TypeDef : Tarn::Binding::TypeSlot<X> {
   static void Init();
 };
+#define TARN_DECLARE(X) \
+  template <>           \
+  void TypeDef<X>::Init();
+TARN_SERVER_TYPES(TARN_DECLARE)
+#undef TARN_DECLARE
 
 }  // namespace _tarn::gevserver

@@ -33,6 +33,11 @@ enum class Command : std::uint16_t {
   Action = 0x0100,
 };
 
+constexpr bool IsRead(Command command) { return command == Command::ReadReg || command == Command::ReadMem; }
+constexpr bool IsWrite(Command command) {
+  return command == Command::WriteReg || command == Command::WriteMem;
+}
+
 /// Acknowledge codes are the command's plus one, with this exception.
 inline constexpr std::uint16_t kPendingAck = 0x0089;
 

@@ -7,11 +7,11 @@
 namespace tarn {
 namespace {
 
-PyRef New(NewType type, std::uint32_t descriptor) {
+PyRef NewDataType(NewType type, std::uint32_t descriptor) {
   return Construct(type.type, std::make_shared<Tarn::DataType>(descriptor));
 }
 
-const char* Format() { return "DataType(0x%03X)"; }
+const char* DataTypeFormat() { return "DataType(0x%03X)"; }
 
 struct ReadyMade {
   const char* name;
@@ -41,7 +41,7 @@ void TypeDef<DataType>::Init() {
           Get(), "tarn.DataType", "What one sample of an image is.",
           "The low byte of the data type word is the number of bits per sample; 0x100 marks signed, 0x200 "
           "floating point samples, 0x800 is a further flag. Immutable.")
-          .Constructor<Signature<&New, "descriptor">>(
+          .Constructor<Signature<&NewDataType, "descriptor">>(
               {{.summary = "Instantiates a DataType object.",
                 .params = {{"descriptor", "int", "The 32-bit data type word."}}}})
           .ReadOnly<&Tarn::DataType::Descriptor>("descriptor", "Gets the data type word.")
@@ -53,7 +53,7 @@ void TypeDef<DataType>::Init() {
           .Definition();
   type.compare = &Compare<Tarn::DataType, &TypeObject__DataType__>;
   type.hash = &Hash<Tarn::DataType>;
-  type.represent = &Represent<Tarn::DataType, &Format>;
+  type.represent = &Represent<Tarn::DataType, &DataTypeFormat>;
 }
 
 void AddDataTypes(PyTypeObject* type) {

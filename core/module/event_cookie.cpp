@@ -9,7 +9,7 @@ namespace tarn {
 namespace {
 
 std::int64_t Id(const Tarn::EventCookie& cookie) { return cookie.id; }
-const char* Format() { return "EventCookie(id=%r)"; }
+const char* CookieFormat() { return "EventCookie(id=%r)"; }
 
 }  // namespace
 
@@ -22,7 +22,7 @@ void TypeDef<EventCookie>::Init() {
   type.construct = &RefuseNew;
   type.compare = &Compare<Tarn::EventCookie, &TypeObject__EventCookie__>;
   type.hash = &Hash<Tarn::EventCookie>;
-  type.represent = &Represent<Tarn::EventCookie, &Format>;
+  type.represent = &Represent<Tarn::EventCookie, &CookieFormat>;
 }
 
 }  // namespace tarn

@@ -25,8 +25,8 @@ Tarn::Size2D SizeFrom(PyObject* object) {
   return {FromPython<double>(width.Get()), FromPython<double>(height.Get())};
 }
 
-PyRef New(NewType type, PyObject* size, std::optional<std::int64_t> planes,
-          std::optional<Tarn::DataType> data_type, std::optional<PyObject*> color_model) {
+PyRef NewImage(NewType type, PyObject* size, std::optional<std::int64_t> planes,
+               std::optional<Tarn::DataType> data_type, std::optional<PyObject*> color_model) {
   const Tarn::Size2D pixels = SizeFrom(size);
   const std::int32_t width = Tarn::RoundToInt32(pixels.width);
   const std::int32_t height = Tarn::RoundToInt32(pixels.height);
@@ -68,7 +68,7 @@ void TypeDef<Image>::Init() {
       TypeBuilder(Get(), "tarn.Image", "Pixels in one or more planes.",
                   "Supports the buffer protocol: numpy.asarray(image) is a view without a copy, of shape "
                   "(height, width) for one plane, else (height, width, planes).")
-          .Constructor<Signature<&New, "size", "planes", "data_type", "color_model">>(
+          .Constructor<Signature<&NewImage, "size", "planes", "data_type", "color_model">>(
               {{.summary = "Instantiates a zero-filled image, samples of a pixel side by side.",
                 .params =
                     {{"size", "Union[tarn.Size2D, Tuple[float, float]]", "Width and height in pixels."},

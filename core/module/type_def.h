@@ -46,6 +46,11 @@ template <class X>
 struct TypeDef : Tarn::Binding::TypeSlot<X> {
   static void Init();
 };
+#define TARN_DECLARE(X) \
+  template <>           \
+  void TypeDef<X>::Init();
+TARN_CORE_TYPES(TARN_DECLARE)
+#undef TARN_DECLARE
 
 /// Puts the ready-made instances into the finished type.
 void AddDataTypes(PyTypeObject* type);

@@ -50,8 +50,6 @@ Sender SenderOf(Endpoint source, const ControlPrivilege& privilege) {
   return privilege.MayRead(source) ? Sender::Held : Sender::Exclusive;
 }
 
-bool IsRead(Command command) { return command == Command::ReadReg || command == Command::ReadMem; }
-
 }  // namespace
 
 Turn TurnOf(const ControlRequest& request, const CommandHeader& header, ByteReader payload,

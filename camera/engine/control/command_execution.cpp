@@ -9,9 +9,6 @@ namespace {
 
 constexpr std::size_t kPair = 8;  ///< of a register write: address, value
 
-bool IsWrite(Command command) { return command == Command::WriteReg || command == Command::WriteMem; }
-bool IsRead(Command command) { return command == Command::ReadReg || command == Command::ReadMem; }
-
 /// What is wrong with a command's form; Success when nothing is.
 WireStatus FormOf(const CommandHeader& header, ByteReader payload) {
   const std::size_t size = payload.Rest().size();

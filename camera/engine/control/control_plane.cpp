@@ -18,8 +18,6 @@ constexpr std::size_t kMaxDelayed = 64;  // discoveries
 constexpr std::uint32_t kMinPendingTimeout = 10;
 constexpr std::uint32_t kMaxPendingTimeout = 0x7FFF;
 
-bool IsWrite(Command command) { return command == Command::WriteReg || command == Command::WriteMem; }
-
 /// The header of a command that is as long as it says; the rest of `in` is its payload.
 std::optional<CommandHeader> HeaderOf(ByteReader& in) {
   const std::optional<CommandHeader> header = CommandHeader::Decode(in);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t kOwnChunks = NumberOf(ChunkId::PixelFormat) + 1;
 constexpr auto kFirstOfProgram = static_cast<std::uint32_t>(ChunkId::FirstOfProgram);
-constexpr std::string_view kPrefix = "Chunk";
+constexpr std::string_view kChunkPrefix = "Chunk";
 
 bool IsOwnChunk(const RegisterPart& reg) {
   return reg.port == PortKind::Chunk && reg.port_id < kFirstOfProgram;
@@ -90,7 +90,7 @@ void ChunkSet::Collect(FeatureTree& tree) {
     if (!reg || reg->tree != &tree) continue;
     if (IsOwnChunk(*reg->reg)) {
       chunks_.push_back({reg->reg->port_id, NumberOf(ChunkId{reg->reg->port_id}), reg});
-    } else if (feature->name.starts_with(kPrefix) &&
+    } else if (feature->name.starts_with(kChunkPrefix) &&
                (IsProgramsRegister(*reg->reg) || IsProgramsChunk(*reg->reg))) {
       const auto index = static_cast<std::uint32_t>(programs.size());
       AddProgramsChunk(tree, selector, feature, {kFirstOfProgram + index, kOwnChunks + index, reg});
@@ -109,7 +109,7 @@ void ChunkSet::AddProgramsChunk(FeatureTree& tree, const NodePtr& selector, cons
         "there are more than " + std::to_string(kMaxChunks - kOwnChunks) + " chunks beside the device's own");
   }
   const NodePtr entry =
-      MakeNode(NodeKind::EnumEntry, feature->name.substr(kPrefix.size()), NameSpace::Custom);
+      MakeNode(NodeKind::EnumEntry, feature->name.substr(kChunkPrefix.size()), NameSpace::Custom);
   entry->value = std::int64_t{chunk.number};
   AddRelated(selector, NodeList::Child, entry, nullptr);
   tree.MoveToPort(*chunk.reg, PortKind::Chunk, chunk.id);

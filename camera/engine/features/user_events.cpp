@@ -11,7 +11,7 @@
 namespace Tarn {
 namespace {
 
-const std::string kPrefix = "Event";
+const std::string kEventPrefix = "Event";
 
 std::string HexNumber(std::int64_t number) {
   char text[24];
@@ -31,7 +31,7 @@ std::vector<NodePtr> Definitions(const FeatureTree& tree) {
   std::vector<NodePtr> found;
   const NodePtr control = tree.Find("EventControl");
   for (const NodePtr& node : control->children) {
-    const bool named = node->name.starts_with(kPrefix) && node->name.size() > kPrefix.size();
+    const bool named = node->name.starts_with(kEventPrefix) && node->name.size() > kEventPrefix.size();
     if (node->kind == NodeKind::Integer && named && std::holds_alternative<std::int64_t>(node->value)) {
       found.push_back(node);
     }
@@ -117,7 +117,7 @@ void DefineUserEvents(FeatureTree& tree) {
   RemoveEntries(selector);
   const std::vector<NodePtr> definitions = Definitions(tree);
   for (const NodePtr& definition : definitions) {
-    AddEntry(selector, definition->name.substr(kPrefix.size()), NumberOf(*definition));
+    AddEntry(selector, definition->name.substr(kEventPrefix.size()), NumberOf(*definition));
   }
   TagNodes(tree, definitions);
   for (const NodePtr& node : std::vector<NodePtr>(tree.Nodes())) {

@@ -79,7 +79,7 @@ std::string_view Text(Op op) {
 constexpr int kMaxDepth = 200;
 
 std::int64_t Wrap(std::uint64_t bits) { return static_cast<std::int64_t>(bits); }
-std::uint64_t Bits(std::int64_t value) { return static_cast<std::uint64_t>(value); }
+std::uint64_t Unsigned(std::int64_t value) { return static_cast<std::uint64_t>(value); }
 
 /// Powers that are no 64-bit number, 0 ** -1 among them, are the lowest number: so clients have it, which
 /// compute them in floating point.
@@ -97,7 +97,7 @@ std::int64_t Power(std::int64_t base, std::int64_t exponent) {
 
 std::int64_t Quotient(std::int64_t a, std::int64_t b) {
   if (b == 0) throw EngineError(Failure::kNoValue, "the formula divides by zero");
-  if (b == -1) return Wrap(0 - Bits(a));  // the one quotient that overflows
+  if (b == -1) return Wrap(0 - Unsigned(a));  // the one quotient that overflows
   const std::int64_t truncated = a / b;
   return a % b != 0 && (a < 0) != (b < 0) ? truncated - 1 : truncated;
 }
@@ -119,7 +119,7 @@ std::int64_t Apply(Op op, std::int64_t a, std::int64_t b) {
     case Op::Power:
       return Power(a, b);
     case Op::ShiftLeft:
-      return Wrap(Bits(a) << ShiftCount(b));
+      return Wrap(Unsigned(a) << ShiftCount(b));
     case Op::ShiftRight:
       return a >> ShiftCount(b);
     case Op::And:
@@ -129,15 +129,15 @@ std::int64_t Apply(Op op, std::int64_t a, std::int64_t b) {
     case Op::Or:
       return a | b;
     case Op::Multiply:
-      return Wrap(Bits(a) * Bits(b));
+      return Wrap(Unsigned(a) * Unsigned(b));
     case Op::Divide:
       return Quotient(a, b);
     case Op::Remainder:
       return Remainder(a, b);
     case Op::Add:
-      return Wrap(Bits(a) + Bits(b));
+      return Wrap(Unsigned(a) + Unsigned(b));
     case Op::Subtract:
-      return Wrap(Bits(a) - Bits(b));
+      return Wrap(Unsigned(a) - Unsigned(b));
     case Op::Less:
       return a < b;
     case Op::LessEqual:
@@ -349,7 +349,7 @@ std::int64_t Formula::Evaluate(const std::function<std::int64_t(std::size_t)>& v
         value = variable(static_cast<std::size_t>(term.literal));
         break;
       case Op::Negate:
-        value = Wrap(0 - Bits(values[term.a]));
+        value = Wrap(0 - Unsigned(values[term.a]));
         break;
       case Op::Not:
         value = ~values[term.a];

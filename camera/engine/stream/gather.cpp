@@ -250,14 +250,14 @@ Grid GridOf(const ImageMemory& image, std::size_t plane, SampleOrder order, std:
 template <std::size_t kPlanes>
 using Lines = std::array<const std::uint8_t*, kPlanes>;
 
-using Bytes = Lanes<std::uint8_t>::Vector;
-using Words = Lanes<std::uint16_t>::Vector;
-using Pairs = Lanes<std::uint64_t>::Vector;
+using ByteLanes = Lanes<std::uint8_t>::Vector;
+using WordLanes = Lanes<std::uint16_t>::Vector;
+using PairLanes = Lanes<std::uint64_t>::Vector;
 
 /// Writes the first three bytes of each group of four, and two bytes of rubbish behind them.
-void PutTriples(Words groups, std::uint8_t* to) noexcept {
-  const auto pairs = reinterpret_cast<Pairs>(groups);
-  const Pairs sixes = (pairs & 0xFF'FFFF) | (pairs >> 8 & 0xFFFF'FF00'0000);
+void PutTriples(WordLanes groups, std::uint8_t* to) noexcept {
+  const auto pairs = reinterpret_cast<PairLanes>(groups);
+  const PairLanes sixes = (pairs & 0xFF'FFFF) | (pairs >> 8 & 0xFFFF'FF00'0000);
   const std::uint64_t low = sixes[0];
   const std::uint64_t high = sixes[1];
   std::memcpy(to, &low, sizeof low);
@@ -266,15 +266,15 @@ void PutTriples(Words groups, std::uint8_t* to) noexcept {
 
 /// Eight pixels, of the samples from kFirst on.
 template <std::size_t kFirst>
-void PutEightPixels(Bytes a, Bytes b, Bytes c, std::uint8_t* to) noexcept {
-  const auto ab = reinterpret_cast<Words>(Zip<std::uint8_t, kFirst>(a, b));
-  const auto c0 = reinterpret_cast<Words>(Zip<std::uint8_t, kFirst>(c, Bytes{}));
+void PutEightPixels(ByteLanes a, ByteLanes b, ByteLanes c, std::uint8_t* to) noexcept {
+  const auto ab = reinterpret_cast<WordLanes>(Zip<std::uint8_t, kFirst>(a, b));
+  const auto c0 = reinterpret_cast<WordLanes>(Zip<std::uint8_t, kFirst>(c, ByteLanes{}));
   PutTriples(Zip<std::uint16_t, 0>(ab, c0), to);
   PutTriples(Zip<std::uint16_t, 4>(ab, c0), to + 12);
 }
 
-Bytes Load(const std::uint8_t* from) noexcept {
-  Bytes bytes;
+ByteLanes Load(const std::uint8_t* from) noexcept {
+  ByteLanes bytes;
   std::memcpy(&bytes, from, sizeof bytes);
   return bytes;
 }
@@ -284,7 +284,7 @@ Bytes Load(const std::uint8_t* from) noexcept {
 std::size_t InterleaveTriples(const Lines<3>& from, std::size_t width, std::uint8_t* to) noexcept {
   std::size_t x = 0;
   for (; x + kVectorBytes < width; x += kVectorBytes, to += 3 * kVectorBytes) {
-    const Bytes a = Load(from[0] + x), b = Load(from[1] + x), c = Load(from[2] + x);
+    const ByteLanes a = Load(from[0] + x), b = Load(from[1] + x), c = Load(from[2] + x);
     PutEightPixels<0>(a, b, c, to);
     PutEightPixels<8>(a, b, c, to + 24);
   }
