@@ -9,9 +9,8 @@
 #include "camera/base/engine_error.h"
 
 namespace Tarn {
-namespace {
-
-enum class Op {
+/// What a step does.
+enum class FormulaOp {
   Literal,
   Variable,
   Negate,
@@ -38,6 +37,10 @@ enum class Op {
   LogicOr,
   Choose,
 };
+
+namespace {
+
+using Op = FormulaOp;
 
 struct Spelling {
   std::string_view text;
@@ -165,7 +168,7 @@ std::int64_t Apply(Op op, std::int64_t a, std::int64_t b) {
 /// One step in postfix order. Operators name their operands by position, so nothing is searched at
 /// evaluation.
 struct Formula::Term {
-  Op op;
+  FormulaOp op;
   std::int64_t literal = 0;  ///< kLiteral: the number; kVariable: its index
   std::size_t a = 0;
   std::size_t b = 0;
