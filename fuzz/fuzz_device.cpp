@@ -137,6 +137,9 @@ class Bench {
     device_->SetResendDepth(kResendDepth);
     device_->Start(kAddress);
     const NodeLock lock(device_->Tree());
+    const SparseMemory& memory = device_->Tree().Memory();
+    stream_port_ = static_cast<std::uint16_t>(memory.Load32(Bootstrap::kStreamSourcePort));
+    message_port_ = static_cast<std::uint16_t>(memory.Load32(Bootstrap::kMessageSourcePort));
     beginning_.emplace(device_->Tree());
   }
 
@@ -163,11 +166,12 @@ class Bench {
         Store(bytes);
         break;
     }
-    stream_sink_.Drain([](ByteView packet, std::uint16_t) { CheckStreamPacket(packet); });
-    // A client may have the stream sent to where it takes events.
-    const std::uint16_t events_from = MessagePort();
+    // A client may have the stream sent to where it takes events or answers, and the other way round.
+    stream_sink_.Drain([&](ByteView packet, std::uint16_t port) {
+      if (port == stream_port_) CheckStreamPacket(packet);
+    });
     event_sink_.Drain([&](ByteView datagram, std::uint16_t port) {
-      if (port == events_from) last_event_ = CheckEvent(datagram);
+      if (port == message_port_) last_event_ = CheckEvent(datagram);
     });
   }
 
@@ -195,7 +199,8 @@ class Bench {
       Require(tries < 100);
       clients_[client].Send(last, {kAddress, kControlPort});
       if (!clients_[client].Wait()) continue;
-      clients_[client].Drain([&](ByteView answer, std::uint16_t) {
+      clients_[client].Drain([&](ByteView answer, std::uint16_t port) {
+        if (port != kControlPort) return;
         ByteReader in(answer);
         const auto ack = AckHeader::Decode(in);
         Require(ack && ack->length == in.Rest().size());
@@ -238,13 +243,7 @@ class Bench {
     ack.acknowledge = static_cast<std::uint16_t>(static_cast<std::uint16_t>(last_event_.command) + 1);
     ack.ack_id = last_event_.request_id;
     ack.Encode(out);
-    event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, MessagePort()});
-  }
-
-  /// From which events come while a client takes them.
-  std::uint16_t MessagePort() {
-    const NodeLock lock(device_->Tree());
-    return static_cast<std::uint16_t>(device_->Tree().Memory().Load32(Bootstrap::kMessageSourcePort));
+    event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, message_port_});
   }
 
   /// The program's own store, of which the client may want to be told.
@@ -260,6 +259,8 @@ class Bench {
   const std::shared_ptr<Device> device_ =
       Device::Create(SensorFormat{0x0108'0001, "Mono8", kWidth, kHeight, true});
   NodePtr number_;
+  std::uint16_t stream_port_ = 0;  // from which they come
+  std::uint16_t message_port_ = 0;
   std::optional<TreeContent> beginning_;
   Sink stream_sink_{{kClients[0].address, kStreamSink}};
   Sink event_sink_{{kClients[0].address, kEventSink}};
