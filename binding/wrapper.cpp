@@ -21,7 +21,7 @@ PyRef BindHolder(PyTypeObject* type, Holder holder) {
 
 void Adopt(PyObject* wrapper, Holder holder) { AsWrapper(wrapper)->holder = new Holder(std::move(holder)); }
 
-void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta) {
+void Attach(PyObject* wrapper, const std::shared_ptr<ObjMeta>& meta) {
   AsWrapper(wrapper)->meta = meta.get();
   meta->share_of_wrapper_ = meta;
 }

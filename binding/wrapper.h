@@ -31,7 +31,7 @@ class ObjMeta : public std::enable_shared_from_this<ObjMeta> {
   CallableRegistry callables;
 
  private:
-  friend void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta);
+  friend void Attach(PyObject* wrapper, const std::shared_ptr<ObjMeta>& meta);
   friend void CutOff(PyObject* wrapper);
 
   std::shared_ptr<ObjMeta> share_of_wrapper_;
@@ -109,7 +109,7 @@ inline bool Holds(PyObject* wrapper, const void* native) noexcept {
 
 /// Gives a wrapper its record.
 /// Requires: it has none yet.
-void Attach(PyObject* wrapper, std::shared_ptr<ObjMeta> meta);
+void Attach(PyObject* wrapper, const std::shared_ptr<ObjMeta>& meta);
 
 /// The wrapper's record, shared for the time of the caller's work; a bare one is made when there is none.
 std::shared_ptr<ObjMeta> MetaOf(PyObject* wrapper);

@@ -16,6 +16,19 @@ if(TARN_SANITIZE)
   target_link_options(tarn_flags INTERFACE -fsanitize=${TARN_SANITIZE})
 endif()
 
+# tarn_precompile(<target> <first> [<header>]): where TARN_PRECOMPILE asks for it, the headers that most
+# sources include are parsed once, by the target `first`, and taken from there by others of the same flags.
+function(tarn_precompile target first)
+  if(NOT TARN_PRECOMPILE)
+    return()
+  elseif(target STREQUAL first)
+    target_precompile_headers(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/precompiled.h ${ARGN})
+  else()
+    target_precompile_headers(${target} REUSE_FROM ${first})
+  endif()
+  target_compile_options(${target} PRIVATE -fpch-preprocess)  # without it a compiler cache gives up
+endfunction()
+
 # tarn_folder(<name> <folder>... [TEST_ENVIRONMENT <NAME=value>] [LINK <target>...])
 # Library tarn_<name> from the sources of the folders; tests go to the target tarn_<name>_test.
 function(tarn_folder name)
@@ -32,6 +45,7 @@ function(tarn_folder name)
   if(sources)
     add_library(tarn_${name} STATIC ${sources})
     target_link_libraries(tarn_${name} PUBLIC tarn_flags ${ARG_LINK})
+    tarn_precompile(tarn_${name} tarn_base)
   else()
     add_library(tarn_${name} INTERFACE)
     target_link_libraries(tarn_${name} INTERFACE tarn_flags ${ARG_LINK})
@@ -39,6 +53,7 @@ function(tarn_folder name)
   if(tests AND TARN_TESTS)
     add_executable(tarn_${name}_test ${tests})
     target_link_libraries(tarn_${name}_test PRIVATE tarn_${name} GTest::gmock GTest::gtest_main)
+    tarn_precompile(tarn_${name}_test tarn_base_test <gtest/gtest.h>)
     gtest_discover_tests(tarn_${name}_test DISCOVERY_TIMEOUT 60
       PROPERTIES ENVIRONMENT "${ARG_TEST_ENVIRONMENT}")
   endif()
@@ -50,8 +65,11 @@ function(tarn_shared target output)
   add_library(${target} SHARED ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE tarn_flags ${ARG_LINK})
   target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
-  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${output}
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${output} DEFINE_SYMBOL ""
     LIBRARY_OUTPUT_DIRECTORY ${TARN_PACKAGE_DIR} BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN"
     BUILD_WITH_INSTALL_RPATH ON)
+  if(target MATCHES _311)
+    tarn_precompile(${target} _tarn_311 <Python.h>)
+  endif()
   install(TARGETS ${target} LIBRARY DESTINATION tarn NAMELINK_SKIP)
 endfunction()

@@ -1,31 +1,27 @@
 // A conversation with a whole device while it streams: clients send commands, images are sent between them, and
-// what leaves its sockets is caught and read. Each piece is | unused, what, which client | length | bytes |, where
-// `what` is one of Step.
+// what leaves its sockets is caught and read. In the `how` of a piece stand
+// | unused 4 | Step 2 | unused 1 | which client 1 |.
 //
 // The device stays the same for all inputs, as a real one does for its clients: each run takes control away
 // and puts the registers back. What it keeps across clients on purpose, say user sets, it keeps across
 // inputs.
 
 #include <net/if.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "camera/base/engine_error.h"
 #include "camera/device/device.h"
 #include "camera/engine/nodes/node_values.h"
 #include "camera/engine/registers/register_table.h"
-#include "camera/net/owned_fd.h"
+#include "camera/net/control_sockets.h"
 #include "fuzz/fuzzed_tree.h"
 
 namespace {
@@ -33,10 +29,7 @@ namespace {
 using namespace Tarn;
 
 constexpr std::uint32_t kAddress = 0x7F00'0001;
-constexpr Endpoint kClients[] = {{0x7F00'0002, 50000}, {0x7F00'0003, 50000}};
-/// Where the seeds have stream and events sent to.
-constexpr std::uint16_t kStreamSink = 50001;
-constexpr std::uint16_t kEventSink = 50002;
+constexpr std::uint32_t kClients[] = {0x7F00'0002, 0x7F00'0003};
 
 constexpr std::size_t kWidth = 64;
 constexpr std::size_t kHeight = 48;
@@ -60,118 +53,66 @@ void LeaveTheNetwork() {
   Require(ioctl(socket.Get(), SIOCSIFFLAGS, &request) == 0);
 }
 
-/// A client's end of a channel.
-class Sink {
- public:
-  explicit Sink(Endpoint at) : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
-    const sockaddr_in address = At(at);
-    Require(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
+/// Calls `use(datagram)` for all that have come to a client from the device's port.
+template <class Use>
+void Drain(ControlSockets& client, std::uint16_t port, Use&& use) {
+  std::array<std::uint8_t, 65536> buffer;
+  while (const auto received = client.Receive(client.Fds()[0], buffer)) {
+    if (received->source.port == port) use(received->bytes);
   }
+}
 
-  void Send(ByteView bytes, Endpoint to) {
-    const sockaddr_in address = At(to);
-    sendto(socket_.Get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-           sizeof address);
-  }
-
-  /// False when nothing comes within a tenth of a second.
-  bool Wait() {
-    pollfd ready{socket_.Get(), POLLIN, 0};
-    return ::poll(&ready, 1, 100) == 1;
-  }
-
-  /// Calls `use(datagram, source port)` for all that have come.
-  template <class Use>
-  void Drain(Use&& use) {
-    std::array<std::uint8_t, 65536> buffer;
-    for (;;) {
-      sockaddr_in from{};
-      socklen_t length = sizeof from;
-      const ssize_t size = recvfrom(socket_.Get(), buffer.data(), buffer.size(), 0,
-                                    reinterpret_cast<sockaddr*>(&from), &length);
-      if (size < 0) return;
-      use(ByteView(buffer).first(static_cast<std::size_t>(size)), ntohs(from.sin_port));
-    }
-  }
-
- private:
-  static sockaddr_in At(Endpoint endpoint) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(endpoint.address);
-    address.sin_port = htons(endpoint.port);
-    return address;
-  }
-
-  OwnedFd socket_;
-};
+/// A command to the register at `address`; what follows in the payload is 0.
+std::vector<std::uint8_t> RegisterCommand(Command command, std::uint16_t length, std::uint16_t id,
+                                          std::uint32_t address) {
+  std::vector<std::uint8_t> bytes = Encoded(CommandHeader{CommandFlag::kAckRequired, command, length, id});
+  bytes.resize(CommandHeader::kSize + length);
+  StoreBe(&bytes[CommandHeader::kSize], address);
+  return bytes;
+}
 
 void CheckStreamPacket(ByteView packet) {
-  constexpr std::size_t kLargest = 16000 - 20 - 8;
-  Require(packet.size() <= kLargest);
+  Require(packet.size() <= 16000 - kDatagramOverhead);
   ByteReader in(packet);
   // A test packet is zeros, of which a header can be read as well.
   Require(StreamHeader::Decode(in).has_value());
-}
-
-CommandHeader CheckEvent(ByteView command) {
-  ByteReader in(command);
-  const auto header = CommandHeader::Decode(in);
-  Require(header && (header->command == Command::Event || header->command == Command::EventData));
-  Require(header->length == in.Rest().size() && command.size() <= kMaxControlDatagram);
-  return *header;
 }
 
 /// The device, its program, and the two clients' sockets.
 class Bench {
  public:
   Bench() {
-    {
-      const NodeLock lock(device_->Tree());
-      number_ = AddUsersNodes(device_->Tree());
-      for (const NodePtr& node : {number_, device_->Tree().Find("ActionCount1")}) {
-        node->listeners.push_back(
-            std::make_shared<const NodeListener>(NodeListener{NodeEvent::Write, Listen, this, 1}));
-      }
-    }
+    number_ = AddUsersNodes(device_->Tree(), Listen, this);
     device_->SetResendDepth(kResendDepth);
     device_->Start(kAddress);
     const NodeLock lock(device_->Tree());
     const SparseMemory& memory = device_->Tree().Memory();
     stream_port_ = static_cast<std::uint16_t>(memory.Load32(Bootstrap::kStreamSourcePort));
     message_port_ = static_cast<std::uint16_t>(memory.Load32(Bootstrap::kMessageSourcePort));
-    beginning_.emplace(device_->Tree());
+    beginning_ = Content(device_->Tree());
   }
 
   /// As after the last client left.
   void Reset() {
-    Leave();
+    for (ControlSockets& client : clients_) {
+      Say(client, RegisterCommand(Command::WriteReg, 8, ++last_id_, Bootstrap::kControlPrivilege));
+    }
     Require(device_->Remote() == Endpoint{} && !device_->AcquisitionActive());
     const NodeLock lock(device_->Tree());
-    beginning_->Restore();
+    Restore(device_->Tree(), beginning_);
   }
 
-  void Take(Step step, std::size_t client, ByteView bytes) {
-    switch (step) {
-      case Step::Command:
-        Say(client, bytes);
-        break;
-      case Step::Image:
-        SendImage(bytes);
-        break;
-      case Step::Acknowledge:
-        Acknowledge(bytes);
-        break;
-      case Step::Store:
-        Store(bytes);
-        break;
-    }
+  void Take(unsigned how, ByteView bytes) {
+    const auto step = static_cast<Step>(how >> 2 & 3);
+    if (step == Step::Command) Say(clients_[how & 1], bytes);
+    if (step == Step::Image) SendImage(bytes);
+    if (step == Step::Acknowledge) Acknowledge(bytes);
+    if (step == Step::Store) Store(bytes);
     // A client may have the stream sent to where it takes events or answers, and the other way round.
-    stream_sink_.Drain([&](ByteView packet, std::uint16_t port) {
-      if (port == stream_port_) CheckStreamPacket(packet);
-    });
-    event_sink_.Drain([&](ByteView datagram, std::uint16_t port) {
-      if (port == message_port_) last_event_ = CheckEvent(datagram);
+    Drain(stream_sink_, stream_port_, CheckStreamPacket);
+    Drain(event_sink_, message_port_, [&](ByteView command) {
+      last_event_ = HeaderOf<CommandHeader>(command);
+      Require(last_event_.command == Command::Event || last_event_.command == Command::EventData);
     });
   }
 
@@ -188,34 +129,19 @@ class Bench {
   /// The command, and one behind it whose answer tells that it was carried out: what needs a listener is carried
   /// out on another thread, but the commands of one client keep their order. That one is sent again where the
   /// device dropped it, since the client had asked for too much.
-  void Say(std::size_t client, ByteView datagram) {
-    clients_[client].Send(datagram, {kAddress, kControlPort});
-    std::array<std::uint8_t, 12> last{};
-    ByteWriter out(last);
-    CommandHeader{CommandFlag::kAckRequired, Command::ReadReg, 4, ++last_id_}.Encode(out);
-    out.Put(Bootstrap::kHeartbeatTimeout);
+  void Say(ControlSockets& client, ByteView datagram) {
+    client.Send(datagram, {kAddress, kControlPort});
+    const auto last = RegisterCommand(Command::ReadReg, 4, ++last_id_, Bootstrap::kHeartbeatTimeout);
+    pollfd ready{client.Fds()[0], POLLIN, 0};
     bool answered = false;
     for (int tries = 0; !answered; ++tries) {
       Require(tries < 100);
-      clients_[client].Send(last, {kAddress, kControlPort});
-      if (!clients_[client].Wait()) continue;
-      clients_[client].Drain([&](ByteView answer, std::uint16_t port) {
-        if (port != kControlPort) return;
-        ByteReader in(answer);
-        const auto ack = AckHeader::Decode(in);
-        Require(ack && ack->length == in.Rest().size());
-        answered = answered || (ack->ack_id == last_id_ && ack->acknowledge == 0x0081);
+      client.Send(last, {kAddress, kControlPort});
+      if (::poll(&ready, 1, 100) != 1) continue;  // milliseconds
+      Drain(client, kControlPort, [&](ByteView answer) {
+        const auto ack = HeaderOf<AckHeader>(answer);
+        answered = answered || (ack.ack_id == last_id_ && ack.acknowledge == 0x0081);
       });
-    }
-  }
-
-  void Leave() {
-    for (std::size_t client = 0; client < clients_.size(); ++client) {
-      std::array<std::uint8_t, 16> datagram{};
-      ByteWriter out(datagram);
-      CommandHeader{CommandFlag::kAckRequired, Command::WriteReg, 8, ++last_id_}.Encode(out);
-      out.Put(Bootstrap::kControlPrivilege);
-      Say(client, datagram);
     }
   }
 
@@ -237,21 +163,15 @@ class Bench {
 
   /// Answers the last event as it should be, or with the bytes.
   void Acknowledge(ByteView bytes) {
-    std::array<std::uint8_t, AckHeader::kSize> proper;
-    ByteWriter out(proper);
-    AckHeader ack;
-    ack.acknowledge = static_cast<std::uint16_t>(static_cast<std::uint16_t>(last_event_.command) + 1);
-    ack.ack_id = last_event_.request_id;
-    ack.Encode(out);
+    const std::vector<std::uint8_t> proper = AnswerTo(last_event_);
     event_sink_.Send(bytes.empty() ? proper : bytes, {kAddress, message_port_});
   }
 
   /// The program's own store, of which the client may want to be told.
   void Store(ByteView bytes) {
-    ByteReader in(bytes);
     {
       const NodeLock lock(device_->Tree());
-      WriteInteger(*number_, in.Take<std::uint8_t>());
+      WriteInteger(*number_, ByteReader(bytes).Take<std::uint8_t>());
     }
     device_->OnStored();
   }
@@ -261,10 +181,11 @@ class Bench {
   NodePtr number_;
   std::uint16_t stream_port_ = 0;  // from which they come
   std::uint16_t message_port_ = 0;
-  std::optional<TreeContent> beginning_;
-  Sink stream_sink_{{kClients[0].address, kStreamSink}};
-  Sink event_sink_{{kClients[0].address, kEventSink}};
-  std::array<Sink, 2> clients_{Sink(kClients[0]), Sink(kClients[1])};
+  std::vector<std::uint8_t> beginning_;
+  // Where the seeds have stream and events sent to, and who sends the commands.
+  ControlSockets stream_sink_{kClients[0], 50001};
+  ControlSockets event_sink_{kClients[0], 50002};
+  ControlSockets clients_[2] = {{kClients[0], 50000}, {kClients[1], 50000}};
   std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(kWidth * kHeight);
   PlaneMemory plane_{pixels_.data(), 1, kWidth};
   std::atomic<int> in_flight_ = 0;  // accepted images whose owner was not told
@@ -283,11 +204,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Never destroyed: the device's threads run until the process ends.
   static Bench& bench = *new Bench();
   bench.Reset();
-  ByteReader in(ByteView(data, size));
-  while (in.Rest().size() >= 3) {
-    const unsigned how = in.Take<std::uint8_t>();
-    const std::size_t length = std::min<std::size_t>(in.Take<std::uint16_t>(), in.Rest().size());
-    bench.Take(static_cast<Step>(how >> 2 & 3), how & 1, in.TakeBytes(length));
-  }
+  ForEachPiece({data, size}, [](unsigned how, ByteView bytes) { bench.Take(how, bytes); });
   return 0;
 }

@@ -2,12 +2,10 @@
 // it sends is well-formed and in the order of the events, nothing is repeated more often than the client
 // asked for, and nothing keeps it from ever falling silent.
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
 #include <memory>
 
 #include "camera/engine/control/event_sender.h"
+#include "fuzz/fuzz.h"
 
 namespace {
 
@@ -18,13 +16,17 @@ constexpr Endpoint kStranger{0x7F00'0002, 50000};
 
 enum class Step : unsigned { Configure, Push, Hear, Pass };
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
 class Channel {
  public:
-  /// \param how  of Step::Configure: what the channel is set to
+  void Take(Step step, unsigned how, ByteReader& in) {
+    if (step == Step::Configure) Configure(how, in);
+    if (step == Step::Push) Push(in);
+    if (step == Step::Hear) Hear(how, in);
+    if (step == Step::Pass) now_ += std::chrono::milliseconds(how * 8);
+    Send();
+  }
+
+ private:
   void Configure(unsigned how, ByteReader& in) {
     EventChannelConfig config;
     if ((how & 1) != 0) config.destination = kClient;
@@ -34,58 +36,43 @@ class Channel {
     sender_->Configure(config);
   }
 
-  void Push(ByteView data) {
+  void Push(ByteReader& in) {
+    const std::size_t length = in.Take<std::uint16_t>() % (2 * kMaxEventData);
     // The time says which event a command tells of.
-    sender_->Push({0x9000, 0, 1, ++pushed_}, data);
+    sender_->Push({0x9000, 0, 1, ++pushed_}, in.TakeBytes(std::min(length, in.Rest().size())));
   }
 
-  void Hear(bool stranger, ByteView datagram) { sender_->Receive(datagram, stranger ? kStranger : kClient); }
-
-  /// An answer to the last command, as a client would give it.
-  void Acknowledge() {
-    std::array<std::uint8_t, AckHeader::kSize> bytes;
-    ByteWriter out(bytes);
-    AckHeader ack;
-    ack.acknowledge = static_cast<std::uint16_t>(last_.command) + 1;
-    ack.ack_id = last_.request_id;
-    ack.Encode(out);
-    sender_->Receive(bytes, kClient);
+  void Hear(unsigned how, ByteReader& in) {
+    if ((how & 1) != 0) return sender_->Receive(AnswerTo(last_), kClient);
+    const std::size_t length = std::min<std::size_t>(how >> 2, in.Rest().size());
+    sender_->Receive(in.TakeBytes(length), (how & 2) != 0 ? kStranger : kClient);
   }
-
-  void Pass(std::chrono::milliseconds time) { now_ += time; }
 
   /// Takes everything that is to be sent now.
   void Send() {
     // One that is repeated or given up, then all that wait.
-    for (std::size_t i = 0; i <= EventSender::kMaxWaiting + 1; ++i) {
-      const ByteView command = sender_->Next(now_);
-      if (command.empty()) {
-        Require(sender_->Deadline() > now_);
-        return;
-      }
+    std::size_t left = EventSender::kMaxWaiting + 2;
+    for (ByteView command = sender_->Next(now_); !command.empty(); command = sender_->Next(now_)) {
       Check(command);
+      Require(--left > 0);
     }
-    std::abort();
+    Require(sender_->Deadline() > now_);
   }
 
- private:
   void Check(ByteView command) {
-    Require(sender_->Config().IsOpen() && command.size() <= kMaxControlDatagram);
-    ByteReader in(command);
-    const auto header = CommandHeader::Decode(in);
-    Require(header && header->request_id != 0 && header->length == in.Rest().size());
-    const bool extended = (header->flags & CommandFlag::kExtendedIds) != 0;
-    Require(in.Rest().size() >= EventItem::Size(extended));
-    Require((header->command == Command::EventData) == (in.Rest().size() > EventItem::Size(extended)));
-    const ByteView item = in.Rest().first(EventItem::Size(extended));
-    const auto event = LoadBe<std::uint64_t>(item.last(8).data());
-    if (header->request_id == last_.request_id && event == last_event_) {
+    const auto header = HeaderOf<CommandHeader>(command);
+    const bool extended = (header.flags & CommandFlag::kExtendedIds) != 0;
+    const std::size_t size = EventItem::Size(extended);
+    Require(sender_->Config().IsOpen() && header.request_id != 0 && header.length >= size);
+    Require((header.command == Command::EventData) == (header.length > size));
+    const auto event = LoadBe<std::uint64_t>(&command[CommandHeader::kSize + size - 8]);
+    if (header.request_id == last_.request_id && event == last_event_) {
       Require(repeats_left_-- > 0);
     } else {
       Require(event > last_event_ && event <= pushed_ && extended == sender_->Config().extended_ids);
       repeats_left_ = sender_->Config().retries;
     }
-    last_ = *header;
+    last_ = header;
     last_event_ = event;
   }
 
@@ -105,28 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ByteReader in(ByteView(data, size));
   while (in.Ok() && !in.Rest().empty()) {
     const unsigned first = in.Take<std::uint8_t>();
-    const unsigned how = first >> 2;
-    switch (static_cast<Step>(first & 3)) {
-      case Step::Configure:
-        channel.Configure(how, in);
-        break;
-      case Step::Push: {
-        const std::size_t length = in.Take<std::uint16_t>() % (2 * kMaxEventData);
-        channel.Push(in.TakeBytes(std::min(length, in.Rest().size())));
-        break;
-      }
-      case Step::Hear:
-        if ((how & 1) != 0) {
-          channel.Acknowledge();
-        } else {
-          channel.Hear((how & 2) != 0, in.TakeBytes(std::min<std::size_t>(how >> 2, in.Rest().size())));
-        }
-        break;
-      case Step::Pass:
-        channel.Pass(std::chrono::milliseconds(how * 8));
-        break;
-    }
-    channel.Send();
+    channel.Take(static_cast<Step>(first & 3), first >> 2, in);
   }
   return 0;
 }

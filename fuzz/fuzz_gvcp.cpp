@@ -1,48 +1,42 @@
 // Every decoder of the control protocol on the same bytes: none may read past their end, and what a header
 // was read from is what it is written as.
 
-#include <cstdlib>
-
-#include "camera/wire/gvcp.h"
+#include "fuzz/fuzz.h"
 
 namespace {
 
 using namespace Tarn;
 
-/// The encoded form of what was decoded must be the bytes it came from.
 template <class Header>
-void CheckBack(const Header& header, ByteView bytes) {
-  std::uint8_t buffer[Header::kSize];
-  ByteWriter out(buffer);
-  header.Encode(out);
-  if (!out.Ok() || !std::ranges::equal(out.Written(), bytes.first(Header::kSize))) std::abort();
+void CheckHeader(ByteView bytes) {
+  ByteReader in(bytes);
+  const auto header = Header::Decode(in);
+  if (header) Require(std::ranges::equal(Encoded(*header), bytes.first(Header::kSize)));
+}
+
+/// \return what was decoded, for which all of `needed` bytes must be there and no more
+template <class Part, class... Context>
+std::optional<Part> Decoded(ByteView bytes, std::size_t needed, Context... context) {
+  ByteReader in(bytes);
+  const auto part = Part::Decode(in, context...);
+  Require(part.has_value() == (bytes.size() >= needed));
+  return part;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const ByteView bytes(data, size);
-  ByteReader command_bytes(bytes);
-  if (const auto header = CommandHeader::Decode(command_bytes)) CheckBack(*header, bytes);
-  ByteReader ack_bytes(bytes);
-  if (const auto header = AckHeader::Decode(ack_bytes)) CheckBack(*header, bytes);
-  for (const bool extended : {false, true}) {
-    ByteReader in(bytes);
-    const auto resend = ResendCommand::Decode(in, extended);
-    const std::size_t needed = extended ? 20 : 12;
-    if (resend.has_value() != (size >= needed)) std::abort();
-    const bool whole = resend && resend->last_packet == ResendCommand::kToTheEnd;
-    if (resend && !extended && !whole && resend->last_packet > 0x00FF'FFFF) std::abort();
-  }
+  CheckHeader<CommandHeader>(bytes);
+  CheckHeader<AckHeader>(bytes);
+  const auto resend = Decoded<ResendCommand>(bytes, 12, false);
+  Require(!resend || resend->last_packet == ResendCommand::kToTheEnd || resend->last_packet <= 0x00FF'FFFF);
+  Decoded<ResendCommand>(bytes, 20, true);
   for (const bool scheduled : {false, true}) {
-    ByteReader in(bytes);
-    const auto action = ActionCommand::Decode(in, scheduled);
-    const std::size_t needed = scheduled ? 20 : 12;
-    if (action.has_value() != (size >= needed)) std::abort();
-    if (action && action->time.has_value() != scheduled) std::abort();
+    const auto action = Decoded<ActionCommand>(bytes, scheduled ? 20 : 12, scheduled);
+    Require(!action || action->time.has_value() == scheduled);
   }
-  ByteReader force_bytes(bytes);
-  const auto force = ForceIpCommand::Decode(force_bytes);
-  if (force.has_value() != (size >= 56) || (force && force->mac >> 48 != 0)) std::abort();
+  const auto force = Decoded<ForceIpCommand>(bytes, 56);
+  Require(!force || force->mac >> 48 == 0);
   return 0;
 }

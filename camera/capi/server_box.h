@@ -3,6 +3,7 @@
 /// What a server handle stands for.
 
 #include <memory>
+#include <new>
 
 #include "camera/device/device.h"
 
@@ -16,8 +17,8 @@ struct ServerBox {
   /// for.
   ~ServerBox() {
     if (device->Inherited()) {
-      new std::shared_ptr<Device>(
-          device);  // its threads do not exist here and will never let go of its locks
+      // Its threads do not exist here and will never let go of its locks.
+      new (std::nothrow) std::shared_ptr<Device>(device);
     } else {
       device->Abandon();
     }

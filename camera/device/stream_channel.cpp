@@ -194,8 +194,10 @@ SendResult StreamChannel::Send(ImageBlock&& block) {
       Enqueue(std::move(block), extent);
     }
   }
+  // NOLINTBEGIN(bugprone-use-after-move): it goes one way
   if (way == Way::Itself) SendItself(std::move(block), start);
   if (way == Way::Copy) SendCopy(std::move(block), extent);
+  // NOLINTEND(bugprone-use-after-move)
   ReleaseThread::Tell(told_at_once);
   if (depth_ != 0) releases_.TellAll();
   return SendResult::Accepted;

@@ -3,10 +3,8 @@
 /// For tests: a stream channel on loopback, a client's socket, owners who take notes.
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -18,6 +16,8 @@
 #include <vector>
 
 #include "camera/device/stream_channel.h"
+#include "camera/net/owned_fd.h"
+#include "camera/net/socket_address.h"
 
 namespace Tarn {
 
@@ -29,32 +29,26 @@ inline constexpr std::uint32_t kLoopback = 0x7F000001;
 /// A client's stream socket.
 class Receiver {
  public:
-  Receiver() : fd_(::socket(AF_INET, SOCK_DGRAM, 0)) {
+  Receiver() {
     const int size = 8 << 20;
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(kLoopback);
+    ::setsockopt(fd_.Get(), SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+    sockaddr_in address = ToSocketAddress({kLoopback, 0});
     socklen_t length = sizeof address;
-    ::bind(fd_, reinterpret_cast<const sockaddr*>(&address), length);
-    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length);
-    endpoint_ = {kLoopback, ntohs(address.sin_port)};
+    ::bind(fd_.Get(), Generic(address), length);
+    ::getsockname(fd_.Get(), Generic(address), &length);
+    endpoint_ = FromSocketAddress(address);
   }
-  ~Receiver() { ::close(fd_); }
-  Receiver(const Receiver&) = delete;
-  Receiver& operator=(const Receiver&) = delete;
 
   Endpoint Address() const { return endpoint_; }
 
   /// The next datagram; empty after `patience` without one.
   Bytes Next(std::chrono::milliseconds patience = 2000ms) {
-    pollfd poll_fd{fd_, POLLIN, 0};
+    pollfd poll_fd{fd_.Get(), POLLIN, 0};
     if (::poll(&poll_fd, 1, static_cast<int>(patience.count())) != 1) return {};
     Bytes bytes(65536);
     sockaddr_in from{};
     socklen_t length = sizeof from;
-    const ssize_t count =
-        ::recvfrom(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&from), &length);
+    const ssize_t count = ::recvfrom(fd_.Get(), bytes.data(), bytes.size(), 0, Generic(from), &length);
     from_port_ = ntohs(from.sin_port);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
@@ -68,7 +62,7 @@ class Receiver {
   std::uint16_t FromPort() const { return from_port_; }
 
  private:
-  int fd_;
+  OwnedFd fd_{::socket(AF_INET, SOCK_DGRAM, 0)};
   Endpoint endpoint_;
   std::uint16_t from_port_ = 0;
 };
@@ -107,14 +101,13 @@ class Owners {
 
 template <class Condition>
 bool Eventually(Condition&& condition) {
-  for (const auto deadline = std::chrono::steady_clock::now() + 10s;
-       std::chrono::steady_clock::now() < deadline;) {
+  for (const Instant end = Now() + 10s; Now() < end; std::this_thread::sleep_for(1ms)) {
     if (condition()) return true;
-    std::this_thread::sleep_for(1ms);
   }
   return condition();
 }
 
+/// Sends a block, and waits until it is out: the pump may be at work on orders and take it along.
 inline void SendAllOf(StreamChannel& channel, ImageBlock&& block) {
   const auto done = [&] { return channel.Counters().frames + channel.Counters().dropped_blocks; };
   const std::uint64_t before = done();
@@ -151,7 +144,6 @@ class StreamChannelTest : public ::testing::Test {
     return block;
   }
 
-  /// Sends a block, and waits until it is out: the pump may be at work on orders and take it along.
   void SendAll(ImageBlock&& block) { SendAllOf(*channel, std::move(block)); }
 
   void Ask(std::uint64_t block, std::uint32_t first, std::uint32_t last) {

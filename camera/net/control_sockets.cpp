@@ -1,11 +1,11 @@
 #include "camera/net/control_sockets.h"
 
 #include <system_error>
-#include <time.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include "camera/net/interface_list.h"

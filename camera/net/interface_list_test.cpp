@@ -7,32 +7,15 @@
 namespace Tarn {
 namespace {
 
-constexpr std::uint32_t kLoopback = 0x7F00'0001;
-
-TEST(InterfaceList, DescribesLoopback) {
+TEST(InterfaceList, KnowsWhichAddressesAreThisMachines) {
   const InterfaceList list;
-  const Interface* lo = list.InterfaceFor(kLoopback);
+  const Interface* lo = list.InterfaceFor(0x7FFF'0102);
   ASSERT_NE(lo, nullptr);
+  EXPECT_EQ(lo, list.InterfaceFor(0x7F00'0001));
   EXPECT_EQ(lo->name, "lo");
   EXPECT_EQ(lo->netmask, 0xFF00'0000u);
   EXPECT_EQ(lo->broadcast, 0x7FFF'FFFFu);
-  EXPECT_EQ(lo->gateway, 0u);
-  EXPECT_GT(lo->mtu, 1500u);
-  EXPECT_GT(lo->index, 0u);
-  EXPECT_TRUE(lo->up);
-  EXPECT_TRUE(lo->loopback);
-}
-
-TEST(InterfaceList, KnowsWhichAddressesAreThisMachines) {
-  const InterfaceList list;
-  for (const Interface& own : list.All()) {
-    ASSERT_NE(list.InterfaceFor(own.address), nullptr);
-    EXPECT_EQ(list.InterfaceFor(own.address)->name, own.name);
-    if (own.loopback) {
-      EXPECT_EQ(list.InterfaceFor(own.address + 1), &own);
-    }
-  }
-  EXPECT_EQ(list.InterfaceFor(0x7FFF'0102)->name, "lo");
+  EXPECT_TRUE(lo->up && lo->loopback && lo->mtu > 1500 && lo->index > 0 && lo->gateway == 0);
   EXPECT_EQ(list.InterfaceFor(0xCB00'7101), nullptr);  // 203.0.113.1, reserved for documents
   EXPECT_EQ(list.InterfaceFor(0), nullptr);
 }

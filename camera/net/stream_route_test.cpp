@@ -6,7 +6,6 @@
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 
-#include "camera/net/interface_list.h"
 #include "camera/net/link_watch.h"
 #include "camera/net/network_namespace_fixture.h"
 #include "camera/net/poller.h"
@@ -71,29 +70,29 @@ TEST(StreamRoute, FollowsVirtualLinksDown) {
   EXPECT_TRUE(LinkChain(links, 17).empty());
 }
 
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes operator+(Bytes left, const Bytes& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
 /// An attribute with its content, as the kernel lays it out.
-std::vector<std::uint8_t> Attribute(std::uint16_t type, std::vector<std::uint8_t> content) {
-  const auto size = static_cast<std::uint8_t>(content.size() + 4);
-  std::vector<std::uint8_t> bytes{size, 0, static_cast<std::uint8_t>(type),
-                                  static_cast<std::uint8_t>(type >> 8)};
-  bytes.insert(bytes.end(), content.begin(), content.end());
+Bytes Attribute(unsigned type, const Bytes& content) {
+  const auto byte = [](std::size_t value) { return static_cast<std::uint8_t>(value); };
+  Bytes bytes = Bytes{byte(content.size() + 4), 0, byte(type), byte(type >> 8)} + content;
   bytes.resize((bytes.size() + 3) & ~std::size_t{3});
   return bytes;
 }
 
 TEST(StreamRoute, ReadsLinksThatThisMachineMayNotHave) {
-  const auto join = [](std::initializer_list<std::vector<std::uint8_t>> parts) {
-    std::vector<std::uint8_t> all;
-    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-  };
-  const auto active = Attribute(IFLA_BOND_ACTIVE_SLAVE, {4, 0, 0, 0});
-  const auto message =
-      join({std::vector<std::uint8_t>(sizeof(ifinfomsg)), Attribute(IFLA_IFNAME, {'b', '0', 0}),
-            Attribute(IFLA_LINK, {9, 0, 0, 0}), Attribute(IFLA_LINK_NETNSID, {1, 0, 0, 0}),
-            Attribute(NLA_F_NESTED | IFLA_LINKINFO, join({Attribute(IFLA_INFO_KIND, {'b', 'o', 'n', 'd', 0}),
-                                                          Attribute(NLA_F_NESTED | IFLA_INFO_DATA, active)})),
-            Attribute(IFLA_PARENT_DEV_NAME, {'p', 'c', 'i', 0})});
+  const Bytes active = Attribute(IFLA_BOND_ACTIVE_SLAVE, {4, 0, 0, 0});
+  const Bytes info = Attribute(IFLA_INFO_KIND, {'b', 'o', 'n', 'd', 0});
+  const Bytes message =
+      Bytes(sizeof(ifinfomsg)) + Attribute(IFLA_IFNAME, {'b', '0', 0}) + Attribute(IFLA_LINK, {9, 0, 0, 0}) +
+      Attribute(IFLA_LINK_NETNSID, {1, 0, 0, 0}) +
+      Attribute(NLA_F_NESTED | IFLA_LINKINFO, info + Attribute(NLA_F_NESTED | IFLA_INFO_DATA, active)) +
+      Attribute(IFLA_PARENT_DEV_NAME, {'p', 'c', 'i', 0});
   const LinkRecord link = ReadLink(message);
   EXPECT_EQ(link.name, "b0");
   EXPECT_EQ(link.kind, "bond");
@@ -101,21 +100,9 @@ TEST(StreamRoute, ReadsLinksThatThisMachineMayNotHave) {
   EXPECT_EQ(link.lower, 0u) << "in another namespace";
   EXPECT_TRUE(link.has_parent);
   for (std::size_t size = 0; size < message.size(); ++size) {
-    const std::vector<std::uint8_t> cut(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(size));
+    const Bytes cut(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(size));
     EXPECT_FALSE(ReadLink(cut).has_parent) << size;  // and reads nothing beyond
   }
-}
-
-TEST(StreamRoute, IsThatOfThisMachine) {
-  const auto route = RouteOf(kLoopback + 1, kLoopback);
-  ASSERT_TRUE(route);
-  EXPECT_EQ(route->interface, "lo");
-  EXPECT_EQ(route->device, "lo");
-  EXPECT_EQ(route->mtu, InterfaceList().InterfaceFor(kLoopback)->mtu);
-  EXPECT_TRUE(route->up && route->local);
-  EXPECT_FALSE(route->hardware || route->kernel_paces);
-  EXPECT_EQ(route->speed_mbit, 0u);
-  EXPECT_FALSE(RouteOf(0xCB00'7101, kLoopback)) << "not an address of ours";
 }
 
 TEST(StreamRoute, LeavesThroughTheInterfaceOfTheSource) {
@@ -150,9 +137,11 @@ TEST(StreamRoute, LeavesThroughTheInterfaceOfTheSource) {
           EXPECT_EQ(route->index, ::if_nametoindex(row.interface));
           EXPECT_EQ(route->mtu, row.mtu);
           const bool local = route->interface == "lo";
+          EXPECT_EQ(route->local, local && row.destination < 0xE000'0000);
           EXPECT_EQ(route->device, local ? "lo" : "eth0");
           EXPECT_EQ(route->up, local) << "the other end is down";
-          EXPECT_FALSE(route->hardware);
+          EXPECT_FALSE(route->hardware || route->kernel_paces);
+          EXPECT_EQ(route->speed_mbit, 0u);
         }
         LinkWatch watch;
         EXPECT_FALSE(watch.Drain());

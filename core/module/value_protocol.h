@@ -29,7 +29,7 @@ inline auto Fields(const Tarn::GenApiVersion& v) {
 
 template <class Value>
 PyRef FieldsAsTuple(PyObject* self) {
-  const Value value = FromPython<Value>(self);
+  const auto value = FromPython<Value>(self);
   return std::apply(
       [](const auto&... field) {
         const PyRef objects[] = {ToPython(field)...};

@@ -1,29 +1,37 @@
 """The programs of the Aravis project, an independent GigE Vision client, as tests use them."""
 
-import re
+import json
+import pathlib
 import subprocess
+import sys
+from typing import Any
 
 from conftest import need_tool
 
-_TROUBLES = ("failures", "underruns", "timeouts", "aborted", "missing_frames", "size_mismatch_errors")
+_GRAB = pathlib.Path(__file__).with_name("aravis_grab.py")
 
 
-def tool(*arguments: str, program: str = "arv-tool-0.8", timeout: float = 60) -> str:
+def tool(*arguments: str, program: str = "arv-tool-0.8") -> str:
+    """What one of the programs writes in a run without failure."""
     need_tool(program)
-    done = subprocess.run([program, *arguments], capture_output=True, text=True, timeout=timeout)
+    done = subprocess.run([program, *arguments], capture_output=True, text=True, timeout=60)
     assert done.returncode == 0, done.stdout + done.stderr
     return done.stdout
 
 
-def camera_test_counts(address: str, *options: str) -> dict[str, int]:
-    """What the camera test program counted in a run without trouble; its exit code does not tell of any.
+def grab_command(*arguments: object) -> list[str]:
+    """Starts the client program of `aravis_grab.py`."""
+    return [sys.executable, str(_GRAB), *map(str, arguments)]
 
-    A client that the machine does not let run for some milliseconds loses packets through no fault of the
-    camera: a busy machine gets three chances.
-    """
-    for _ in range(3):
-        output = tool("-n", address, *options, program="arv-camera-test-0.8")
-        counts = {name: int(number) for name, number in re.findall(r"^(n_\w+) *= (\d+)$", output, re.M)}
-        if not any(counts[f"n_{trouble}"] for trouble in _TROUBLES):
-            return counts
-    raise AssertionError(output)
+
+def grab(*arguments: object) -> list[dict[str, Any]]:
+    """What the client program says of the start and of each frame."""
+    done = subprocess.run(grab_command(*arguments), capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stderr
+    return [json.loads(line) for line in done.stdout.splitlines()][:-1]
+
+
+def pieces(file: pathlib.Path, length: int) -> list[bytes]:
+    """The frames that the client program wrote, this many bytes each."""
+    data = file.read_bytes()
+    return [data[at : at + length] for at in range(0, len(data), length)]

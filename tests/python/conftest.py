@@ -33,12 +33,23 @@ _passed = pytest.StashKey[bool]()
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
-    parser.addoption("--random-trees", type=int, default=25, help="random feature trees to check")
-    parser.addoption("--lossy-frames", type=int, default=200, help="frames through each lossy network")
-    parser.addoption("--visits", type=int, default=100, help="clients that come, stream and go")
-    parser.addoption("--arv-test", type=int, default=1, help="runs of the Aravis device test in a row")
-    parser.addoption("--binding-runs", type=int, default=15, help="runs of random calls of the binding")
-    parser.addoption("--stress", type=float, default=3.0, help="seconds to read and write under stress")
+    for name, default, what in (
+        ("--random-trees", 25, "random feature trees to check"),
+        ("--lossy-frames", 200, "frames through each lossy network"),
+        ("--visits", 100, "clients that come, stream and go"),
+        ("--arv-test", 1, "runs of the Aravis device test in a row"),
+        ("--binding-runs", 15, "runs of random calls of the binding"),
+        ("--stress", 3.0, "seconds to read and write under stress"),
+    ):
+        parser.addoption(name, type=type(default), default=default, help=what)
+
+
+def pytest_configure(config: pytest.Config) -> None:
+    """Workers that run side by side get networks of their own: no client meets a neighbour's camera."""
+    if hasattr(config, "workerinput") and os.geteuid() == 0:
+        from namespaces import enter_own_network  # which needs this file
+
+        enter_own_network()
 
 
 def wait_until(condition: Callable[[], object], what: str, timeout: float = 10.0) -> None:
@@ -136,7 +147,7 @@ MakeCamera = Callable[..., Camera]
 
 @pytest.fixture
 def make_camera() -> Iterator[MakeCamera]:
-    """Factory of cameras; ``make(size, pixel_format, resend=, start=)``. All are stopped after the test."""
+    """Factory of cameras; `kind` says how the server is made. All are stopped after the test."""
     made: list[Camera] = []
 
     def make(
@@ -145,8 +156,9 @@ def make_camera() -> Iterator[MakeCamera]:
         *,
         resend: int = 0,
         start: bool = True,
+        kind: Callable[..., Server] = Server.create_with_const_size_pfnc,
     ) -> Camera:
-        server = Server.create_with_const_size_pfnc(tarn.Size2D(*size), pixel_format)
+        server = kind(tarn.Size2D(*size), pixel_format)
         server.stream.resend_buffers_count = resend
         camera = Camera(server, free_address())
         made.append(camera)
@@ -171,11 +183,8 @@ def live_handles() -> int:
 
 
 def _belongings() -> dict[str, int]:
-    return {
-        "library handles": live_handles(),
-        "threads": len(os.listdir("/proc/self/task")),
-        "file descriptors": len(os.listdir("/proc/self/fd")),
-    }
+    counts = {f"/proc/self/{what}": len(os.listdir(f"/proc/self/{what}")) for what in ("task", "fd")}
+    return counts | {"library handles": live_handles()}
 
 
 @pytest.fixture(scope="session", autouse=True)
@@ -201,7 +210,7 @@ def nothing_left_behind(request: pytest.FixtureRequest) -> Iterator[None]:
     deadline = time.monotonic() + 5
     while more() and time.monotonic() < deadline:  # a dropped server ends by itself, a little later
         time.sleep(0.01)
-    assert not more(), f"left behind: {more()}"
+    assert not more(), "left behind"
 
 
 @pytest.hookimpl(wrapper=True)

@@ -6,19 +6,22 @@ from typing import Any
 
 from conftest import open_stream, run_python
 from features import Features
-from gvcp_client import ControlClient
+from gvcp_client import WRITEREG, ControlClient, command, words
 from gvsp_receiver import StreamReceiver
 
 PRELUDE = """
 import os, sys, threading, time
 import tarn
-from tarn.gevserver import IntegerNode, Int32RegNode, LogicalNetworkInterface, Server, State
+from tarn.gevserver import IntegerNode, LogicalNetworkInterface, Server, State
 
-server = Server.create_with_const_size_pfnc(tarn.Size2D(320, 240), tarn.PfncFormat.Mono8)
-node = server.node_map.AcquisitionStop
+def create():
+    return Server.create_with_const_size_pfnc(tarn.Size2D(320, 240), tarn.PfncFormat.Mono8)
 
-def say(text):
-    print(text, flush=True)
+server = create()
+inside = []
+
+def in_background(*call):
+    threading.Thread(target=call[0], args=call[1:], daemon=True).start()
 
 def wait(condition):
     deadline = time.monotonic() + 20
@@ -26,68 +29,52 @@ def wait(condition):
         assert time.monotonic() < deadline
         time.sleep(0.001)
 
-def pictures():
-    while True:
-        yield tarn.Image((320, 240))
+def stay(seconds):
+    def callback(_):
+        inside.append(True)
+        time.sleep(seconds)
+    return callback
 
-def start():
-    server.start(sys.argv[1]); say('up')
-"""
+def begin():
+    server.start(sys.argv[1])
+    print("up", flush=True)
 
-_STREAMING = """
-server.stream.resend_buffers_count = 3
-start()
-wait(lambda: server.stream.is_running)
-for number, image in zip(range(20), pictures()):
-    server.stream.send(image, lambda image: None)
-"""
-_SENDING = """
-server.stream.resend_buffers_count = 3
-start()
-wait(lambda: server.stream.is_running)
-def feed():
-    for image in pictures():
-        server.stream.try_send(image, lambda image: None)
-threading.Thread(target=feed, daemon=True).start()
-time.sleep(0.1)
-"""
-_IN_A_LISTENER = """
-inside = []
-def listen(node):
-    inside.append(node)
-    time.sleep({seconds})
-node.register_event_written_updated(listen)
-start()
-wait(lambda: inside)
-"""
-_IN_A_RELEASE = """
-inside = []
-def released(image):
-    inside.append(image)
-    time.sleep({seconds})
-server.stream.resend_buffers_count = 1
-start()
-wait(lambda: server.stream.is_running)
-def feed():  # a sender may be told of releases itself
-    for number, image in zip(range(3), pictures()):
-        server.stream.try_send(image, released)
-threading.Thread(target=feed, daemon=True).start()
-wait(lambda: inside)
+def begin_stream(count, released):
+    server.stream.resend_buffers_count = 3
+    begin()
+    wait(lambda: server.stream.is_running)
+    for _ in range(count):
+        image = tarn.Image((320, 240))
+        wait(lambda: server.stream.try_send(image, released))
+
+def begin_sending():
+    released = []
+    in_background(begin_stream, 10**9, released.append)
+    wait(lambda: len(released) > 20)
+
+def begin_listening(seconds):
+    server.node_map.AcquisitionStop.register_event_written_updated(stay(seconds))
+    begin()
+    wait(lambda: inside)
+
+def begin_releasing(seconds):  # a sender may be told of releases itself
+    in_background(begin_stream, 5, stay(seconds))
+    wait(lambda: inside)
 """
 
-#: How a program gets to the state in which it simply ends; the client's part is in ``visit``.
+#: How a program gets to the state in which it simply ends; the client's part is in ``_visit``.
 STATES = {
     "created": "",
     "created and dropped": "del server",
     "idle": "server.start(sys.argv[1])",
-    "idle and dropped": "server.start(sys.argv[1]); del server, node",
-    "connected": "start(); wait(lambda: server.state == State.Connected)",
-    "streaming": _STREAMING,
-    "sending in a thread": _SENDING,
-    "inside a node callback": _IN_A_LISTENER.format(seconds=0.1),
-    "inside a node callback for ever": _IN_A_LISTENER.format(seconds=1000),
-    "inside a release callback": _IN_A_RELEASE.format(seconds=0.1),
-    "inside a release callback for ever": _IN_A_RELEASE.format(seconds=1000),
+    "idle and dropped": "server.start(sys.argv[1]); del server",
+    "connected": "begin(); wait(lambda: server.state == State.Connected)",
+    "streaming": "begin_stream(20, [].append)",
+    "sending in a thread": "begin_sending()",
+    "inside a node callback": "begin_listening(0.1)",
+    "inside a node callback for ever": "begin_listening(1000)",
+    "inside a release callback": "begin_releasing(0.1)",
+    "inside a release callback for ever": "begin_releasing(1000)",
     "by an exception": "server.start(sys.argv[1]); sys.exit(0)",
 }
 
@@ -106,22 +93,22 @@ THREADED = {
     "send": "spare.stream.try_send(tarn.Image((320, 240)), Slow())",
     "listener": "map.Width.unregister_event_updated(map.Width.register_event_updated(Slow()))",
     "dropped listener": "free = IntegerNode.create('Free'); free.register_event_updated(Slow()); del free",
-    "start and stop": "spare.start(spare_address); spare.stop()",
+    "start and stop": "spare.start(sys.argv[1]); spare.stop()",
 }
 _THREADED = """
 class Slow:
-    def _work(self):
+    def _work(self, result=None):
         for _ in range(20): time.sleep(0)
-    def __int__(self): self._work(); return 8
-    def __index__(self): self._work(); return 8
-    def __float__(self): self._work(); return 8.0
-    def __str__(self): self._work(); return "text"
+        return result
+    def __index__(self): return self._work(8)
+    __int__ = __index__
+    def __float__(self): return self._work(8.0)
+    def __str__(self): return self._work("text")
     def __call__(self, *arguments): self._work()
     def __del__(self): self._work()
 
-spare = Server.create_with_const_size_pfnc(tarn.Size2D(320, 240), tarn.PfncFormat.Mono8)
+spare = create()
 map = spare.node_map
-spare_address = sys.argv[1]
 turns = 0
 def work():
     global turns
@@ -132,7 +119,7 @@ def work():
             pass
         turns += 1
 for _ in range(2):
-    threading.Thread(target=work, daemon=True).start()
+    in_background(work)
 wait(lambda: turns > 3)
 """
 STATES |= {f"daemon in {name}": _THREADED.format(act=act) for name, act in THREADED.items()}
@@ -145,7 +132,7 @@ child = os.fork()
 if child == 0:
     sys.exit(0)
 assert os.waitpid(child, 0)[1] == 0
-if 'server' in globals() and 'inside' not in globals():
+if 'server' in globals() and not inside:
     server.stop()
     server.start(sys.argv[1])
 """
@@ -153,14 +140,13 @@ if 'server' in globals() and 'inside' not in globals():
 
 def _visit(address: str, state: str, receiver: StreamReceiver) -> ControlClient:
     """Do what brings the program to its state, and stay."""
-    client = ControlClient(address)
-    client.connect(beat=None)
+    client = ControlClient(address).connect(beat=None)
     if state != "connected":
         open_stream(client, receiver)
         features = Features(client)
         if "node callback" in state:
             register, _ = features.register("AcquisitionStop")
-            client.send_raw(b"\x42\x01\x00\x82\x00\x08\x77\x77" + register.to_bytes(4, "big") + b"\0\0\0\1")
+            client.send_raw(command(WRITEREG, words(register, 1)))
         else:
             features.execute("AcquisitionStart")
     return client
@@ -169,11 +155,10 @@ def _visit(address: str, state: str, receiver: StreamReceiver) -> ControlClient:
 @contextlib.contextmanager
 def program(state: str, address: str, tail: str = "") -> Iterator[Any]:
     """A process that has been brought to a state and ends there; give ``communicate`` a time-out."""
-    script = PRELUDE + STATES[state] + tail
-    with run_python(script, address) as process, StreamReceiver() as receiver:
+    with run_python(PRELUDE + STATES[state] + tail, address) as process, StreamReceiver() as receiver:
         client = None
         try:
-            if "\nstart()" in "\n" + STATES[state]:
+            if "begin" in STATES[state]:
                 assert process.stdout.readline() == "up\n", process.stderr.read()
                 client = _visit(address, state, receiver)
             yield process

@@ -16,11 +16,10 @@ _REGISTERS = {"IntReg", "MaskedIntReg", "StringReg", "FloatReg"}
 def description(client: ControlClient) -> bytes:
     """The camera's XML, unzipped when it comes zipped."""
     name, data = client.description()
-    if not name.lower().endswith(".zip"):
+    if not name.endswith(".zip"):
         return data
     with zipfile.ZipFile(io.BytesIO(data)) as archive:
-        (only,) = archive.namelist()
-        return archive.read(only)
+        return archive.read(archive.namelist()[0])
 
 
 class Features:
@@ -36,7 +35,6 @@ class Features:
         """Address and length of the register at the end of the feature's value chain."""
         node = self._node_of_register(name)
         addresses = [int(text.text or "", 0) for text in node.findall(f"{_XMLNS}Address")]
-        assert addresses, f"no fixed address behind {name}"
         return sum(addresses), self._number(node, "Length")
 
     def execute(self, name: str) -> None:
@@ -52,27 +50,23 @@ class Features:
         low, width = self._field(name)
         address, _ = self.register(name)
         if width < 32:
-            mask = ((1 << width) - 1) << low
-            value = self._client.read_register(address) & ~mask | value << low
+            others = self._client.read_register(address) & ~((1 << width) - 1 << low)
+            value = others | value << low
         self._client.write_register(address, value)
 
     def _field(self, name: str) -> tuple[int, int]:
         """Shift of the lowest bit, counted from the least significant one, and number of bits."""
         node = self._node_of_register(name)
-        if (bit := self._text(node, "Bit")) is not None:
-            return 31 - int(bit), 1
-        first, last = self._text(node, "MSB"), self._text(node, "LSB")
-        if first is None or last is None:
+        places = [text for tag in ("Bit", "MSB", "LSB") if (text := self._text(node, tag))]
+        if not places:
             return 0, 32
-        low, high = sorted((int(first), int(last)))
+        low, high = min(map(int, places)), max(map(int, places))
         return 31 - high, high - low + 1
 
     def _node_of_register(self, name: str) -> ElementTree.Element:
         node = self._nodes[name]
         while node.tag.removeprefix(_XMLNS) not in _REGISTERS:
-            target = self._text(node, "pValue")
-            assert target, f"{node.get('Name')} has no value of its own and no pValue"
-            node = self._nodes[target]
+            node = self._nodes[self._text(node, "pValue")]
         return node
 
     def _number(self, node: ElementTree.Element, tag: str) -> int:

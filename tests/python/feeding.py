@@ -1,20 +1,40 @@
-"""Pictures, and a camera program that sends them at a steady rate."""
+"""Pictures, videos, and a camera program that sends pictures at a steady rate."""
 
+import pathlib
 import threading
 
 import numpy as np
+import pytest
 
 import tarn
 from conftest import Camera
 from tarn import PfncFormat
 
+_DEPTHS = {PfncFormat.Mono12: 12, PfncFormat.Mono16: 16}
 
-def noise(size: tuple[int, int], pixel_format: int, seed: int) -> np.ndarray:
+
+def noise(size: tuple[int, ...], pixel_format: int = PfncFormat.Mono8, seed: int = 0) -> np.ndarray:
     """A picture of the shape and depth that the format needs."""
-    random = np.random.default_rng(seed)
     shape = (size[1], size[0], 3) if pixel_format == PfncFormat.RGB8 else (size[1], size[0])
-    depth = {PfncFormat.Mono12: 12, PfncFormat.Mono16: 16}.get(pixel_format, 8)
-    return random.integers(0, 1 << depth, shape, np.uint16 if depth > 8 else np.uint8)
+    depth = _DEPTHS.get(pixel_format, 8)
+    return np.random.default_rng(seed).integers(0, 1 << depth, shape, np.uint16 if depth > 8 else np.uint8)
+
+
+def make_video(path: pathlib.Path, greys: list[int], rate: int) -> None:
+    """A video of one colour in each frame, without loss."""
+    av = pytest.importorskip("av", reason="videos are an extra")
+    with av.open(str(path), "w") as container:
+        stream = container.add_stream("ffv1", rate=rate)
+        stream.width, stream.height, stream.pix_fmt = 64, 48, "bgr0"
+        for grey in greys:
+            picture = av.VideoFrame.from_ndarray(np.full((48, 64, 3), grey, np.uint8), "rgb24")
+            container.mux(stream.encode(picture))
+        container.mux(stream.encode())
+
+
+def send(camera: Camera, picture: np.ndarray) -> None:
+    """Send a picture to the client that streams."""
+    camera.send(tarn.WrappedImage.from_buffer(picture), lambda image: None)
 
 
 class Feeder:

@@ -3,14 +3,16 @@
 Test modules that import it are skipped where the library is not installed.
 """
 
+import contextlib
 import pathlib
 import subprocess
+from collections.abc import Iterator
 from typing import Any
 
 import pytest
 
 import tarn
-from conftest import need_tool
+from conftest import Camera, need_tool
 from features import description
 from gvcp_client import ControlClient
 from tarn.gevserver import (
@@ -33,14 +35,7 @@ _VALUES = (
     *("value", "min", "max", "increment", "representation", "unit"),
     *("display_precision", "numeric_value", "is_done"),
 )
-_MODES = {
-    tarn.AccessMode.NotImplemented: "NI",
-    tarn.AccessMode.NotAvailable: "NA",
-    tarn.AccessMode.ReadOnly: "RO",
-    tarn.AccessMode.WriteOnly: "WO",
-    tarn.AccessMode.ReadWrite: "RW",
-}
-_CODES = {mode: code for code, mode in _MODES.items()}
+_MODES = ("NI", "NA", "RO", "WO", "RW")  # each at the place of its code
 
 
 class Port(genapi.AbstractPort):  # type: ignore[misc]
@@ -69,16 +64,22 @@ def node_map(client: ControlClient) -> tuple[Any, Port]:
     return nodes, port
 
 
+@contextlib.contextmanager
+def in_control(camera: Camera) -> Iterator[Any]:
+    """The library's node map, for a client that has the control privilege."""
+    with camera.client() as client:
+        client.connect()
+        nodes, port = node_map(client)
+        yield nodes
+        del nodes, port
+
+
 def check_schema(xml: bytes, folder: pathlib.Path) -> None:
     need_tool("xmllint")
     file = folder / "camera.xml"
     file.write_bytes(xml)
-    result = subprocess.run(
-        ["xmllint", "--noout", "--nonet", "--schema", SCHEMA, file],
-        capture_output=True,
-        text=True,
-        timeout=60,
-    )
+    command: list[str | pathlib.Path] = ["xmllint", "--noout", "--nonet", "--schema", SCHEMA, file]
+    result = subprocess.run(command, capture_output=True, text=True, timeout=60)
     assert result.returncode == 0, result.stderr
 
 
@@ -181,7 +182,7 @@ def expected_access(node: Node) -> str:
     if isinstance(node, CategoryNode):  # clients count one without members as not there
         return "RO" if any(expected_access(member) != "NI" for member in node.nodes) else "NI"
     source = getattr(node, "value_config_as_node", None)
-    base = _CODES[expected_access(source)] if source else node.access_mode
+    base = _MODES.index(expected_access(source)) if source else node.access_mode
     if base == tarn.AccessMode.NotImplemented:
         return "NI"
     if base == tarn.AccessMode.NotAvailable or not _holds(node.is_available_config, True):

@@ -12,70 +12,32 @@ import struct
 import threading
 import time
 from collections.abc import Iterator
+from typing import Self
 
 PORT = 3956
 KEY = 0x42
 ACK_REQUESTED = 0x01
 
-DISCOVERY = 0x0002
-FORCEIP = 0x0004
-PACKETRESEND = 0x0040
-READREG = 0x0080
-WRITEREG = 0x0082
-READMEM = 0x0084
-WRITEMEM = 0x0086
-PENDING_ACK = 0x0089
-ACTION = 0x0100
-EVENT = 0x00C0
-EVENTDATA = 0x00C2
+DISCOVERY, FORCEIP, PACKETRESEND, PENDING_ACK = 0x0002, 0x0004, 0x0040, 0x0089
+READREG, WRITEREG, READMEM, WRITEMEM = 0x0080, 0x0082, 0x0084, 0x0086
+EVENT, EVENTDATA, ACTION = 0x00C0, 0x00C2, 0x0100
 
-SUCCESS = 0x0000
-NOT_IMPLEMENTED = 0x8001
-INVALID_PARAMETER = 0x8002
-INVALID_ADDRESS = 0x8003
-WRITE_PROTECT = 0x8004
-BAD_ALIGNMENT = 0x8005
-ACCESS_DENIED = 0x8006
-BUSY = 0x8007
+SUCCESS, NOT_IMPLEMENTED, INVALID_PARAMETER, INVALID_ADDRESS = 0x0000, 0x8001, 0x8002, 0x8003
+WRITE_PROTECT, BAD_ALIGNMENT, ACCESS_DENIED, BUSY = 0x8004, 0x8005, 0x8006, 0x8007
 INVALID_HEADER = 0x800E
 
-FIRST_URL = 0x0200
-SECOND_URL = 0x0400
-ACTION_SIGNALS = 0x0908
-ACTION_DEVICE_KEY = 0x090C
-GVSP_CAPABILITY = 0x092C
-MESSAGE_CAPABILITY = 0x0930
-GVCP_CAPABILITY = 0x0934
-HEARTBEAT_TIMEOUT = 0x0938
-TICK_FREQUENCY_LOW = 0x0940
-TIMESTAMP_CONTROL = 0x0944
-TIMESTAMP_HIGH = 0x0948
-TIMESTAMP_LOW = 0x094C
-DISCOVERY_DELAY = 0x0950
-GVCP_CONFIGURATION = 0x0954
-PENDING_TIMEOUT = 0x0958
-SWITCHOVER_KEY = 0x095C
-GVSP_CONFIGURATION = 0x0960
-CCP = 0x0A00
-PRIMARY_PORT = 0x0A04
-PRIMARY_ADDRESS = 0x0A14
-MCP = 0x0B00
-MCDA = 0x0B10
-MCTT = 0x0B14
-MCRC = 0x0B18
-MCSP = 0x0B1C
-SCP = 0x0D00
-SCPS = 0x0D04
-SCPD = 0x0D08
-SCDA = 0x0D18
-SCSP = 0x0D1C
-SCC = 0x0D20
-SCCFG = 0x0D24
-ACTION_GROUPS = 0x9800
+FIRST_URL, SECOND_URL = 0x0200, 0x0400
+ACTION_SIGNALS, ACTION_DEVICE_KEY, ACTION_GROUPS = 0x0908, 0x090C, 0x9800
+GVSP_CAPABILITY, MESSAGE_CAPABILITY, GVCP_CAPABILITY = 0x092C, 0x0930, 0x0934
+HEARTBEAT_TIMEOUT, TICK_FREQUENCY_LOW = 0x0938, 0x0940
+TIMESTAMP_CONTROL, TIMESTAMP_HIGH, TIMESTAMP_LOW = 0x0944, 0x0948, 0x094C
+DISCOVERY_DELAY, GVCP_CONFIGURATION, PENDING_TIMEOUT = 0x0950, 0x0954, 0x0958
+SWITCHOVER_KEY, GVSP_CONFIGURATION = 0x095C, 0x0960
+CCP, PRIMARY_PORT, PRIMARY_ADDRESS = 0x0A00, 0x0A04, 0x0A14
+MCP, MCDA, MCTT, MCRC, MCSP = 0x0B00, 0x0B10, 0x0B14, 0x0B18, 0x0B1C
+SCP, SCPS, SCPD, SCDA, SCSP, SCC, SCCFG = 0x0D00, 0x0D04, 0x0D08, 0x0D18, 0x0D1C, 0x0D20, 0x0D24
 
-CONTROL = 2
-EXCLUSIVE = 1
-SWITCHOVER = 4
+EXCLUSIVE, CONTROL, SWITCHOVER = 1, 2, 4
 READMEM_MAX = 536
 
 
@@ -100,8 +62,7 @@ class Ack:
     @classmethod
     def decode(cls, datagram: bytes, source: tuple[str, int]) -> "Ack":
         status, code, length, ack_id = struct.unpack_from(">HHHH", datagram)
-        if length != len(datagram) - 8:
-            raise AssertionError(f"length field {length} in a datagram of {len(datagram)} bytes")
+        assert length == len(datagram) - 8
         return cls(status, code, ack_id, datagram[8:], source)
 
 
@@ -109,42 +70,28 @@ class Ack:
 class DeviceInfo:
     """What a discovery acknowledge tells."""
 
-    version: tuple[int, int]
-    mode: int
+    payload: bytes
+    source: tuple[str, int]
     mac: bytes
     address: str
-    netmask: str
     manufacturer: str
     model: str
     device_version: str
     serial: str
     user_name: str
-    payload: bytes
-    source: tuple[str, int]
 
     @classmethod
     def decode(cls, ack: Ack) -> "DeviceInfo":
         data = ack.payload
-        if len(data) != 248:
-            raise AssertionError(f"a discovery acknowledge of {len(data)} bytes")
+        assert len(data) == 248
+        places = ((72, 32), (104, 32), (136, 32), (216, 16), (232, 16))
+        texts = (data[at : at + size].split(b"\0")[0].decode("utf-8") for at, size in places)
+        return cls(data, ack.source, data[10:16], socket.inet_ntoa(data[36:40]), *texts)
 
-        def text(offset: int, size: int) -> str:
-            return data[offset : offset + size].split(b"\0")[0].decode("utf-8")
 
-        return cls(
-            version=struct.unpack_from(">HH", data),
-            mode=struct.unpack_from(">I", data, 4)[0],
-            mac=data[10:16],
-            address=socket.inet_ntoa(data[36:40]),
-            netmask=socket.inet_ntoa(data[52:56]),
-            manufacturer=text(72, 32),
-            model=text(104, 32),
-            device_version=text(136, 32),
-            serial=text(216, 16),
-            user_name=text(232, 16),
-            payload=data,
-            source=ack.source,
-        )
+def words(*values: int) -> bytes:
+    """Register addresses and values, as payloads carry them."""
+    return struct.pack(f">{len(values)}I", *values)
 
 
 def command(code: int, payload: bytes = b"", request_id: int = 1, flags: int = ACK_REQUESTED) -> bytes:
@@ -152,18 +99,37 @@ def command(code: int, payload: bytes = b"", request_id: int = 1, flags: int = A
     return struct.pack(">BBHHH", KEY, flags, code, len(payload), request_id) + payload
 
 
-def discover(
-    target: str, *, local: str = "127.0.0.1", flags: int = 0x11, wait: float = 0.5
-) -> list[DeviceInfo]:
+def discover(target: str, *, wait: float = 0.5) -> list[DeviceInfo]:
     """Send one DISCOVERY to `target`, maybe a broadcast address, and collect answers for `wait` seconds."""
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sock:
         sock.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
-        if local.startswith("127."):
-            # The limited broadcast would leave by the default route otherwise.
-            sock.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, b"lo\0")
-        sock.bind((local, 0))
-        sock.sendto(command(DISCOVERY, request_id=0xFFFF, flags=flags), (target, PORT))
+        # The limited broadcast would leave by the default route otherwise.
+        sock.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, b"lo\0")
+        sock.bind(("127.0.0.1", 0))
+        sock.sendto(command(DISCOVERY, request_id=0xFFFF, flags=0x11), (target, PORT))
         return [DeviceInfo.decode(ack) for ack in _receive_until(sock, time.monotonic() + wait)]
+
+
+class _Peer:
+    """Has a socket on an address of this host."""
+
+    def __init__(self, local: str) -> None:
+        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self._socket.bind((local, 0))
+
+    def __enter__(self) -> Self:
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        self.close()
+
+    @property
+    def endpoint(self) -> tuple[str, int]:
+        host, port = self._socket.getsockname()
+        return host, port
+
+    def close(self) -> None:
+        self._socket.close()
 
 
 def _receive_until(sock: socket.socket, deadline: float) -> Iterator[Ack]:
@@ -175,46 +141,31 @@ def _receive_until(sock: socket.socket, deadline: float) -> Iterator[Ack]:
             return
 
 
-class ControlClient:
-    """One control socket towards one device: commands, and on request the heartbeat of a connected client.
-
-    Commands may come from several threads; one is on its way at a time. Request ids count from 1.
-    """
+class ControlClient(_Peer):
+    """One control socket towards one device; commands of several threads go one at a time."""
 
     TRIES = 4
 
     def __init__(self, address: str, *, local: str = "127.0.0.1", timeout: float = 0.5) -> None:
+        super().__init__(local)
         self.device = (address, PORT)
         self.timeout = timeout
-        self.pending_acks = 0  # PENDING_ACK seen so far
         self._lock = threading.Lock()
         self._ids = itertools.cycle(range(1, 0x10000))
         self._connected = False
-        self._beating = threading.Event()
+        self._calm = threading.Event()  # set to end the heartbeat
         self._heart: threading.Thread | None = None
-        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self._socket.bind((local, 0))
-
-    def __enter__(self) -> "ControlClient":
-        return self
 
     def __exit__(self, *exception: object) -> None:
         with contextlib.suppress(GvcpError, TimeoutError):
             self.disconnect()
         self.close()
 
-    @property
-    def local(self) -> tuple[str, int]:
-        host, port = self._socket.getsockname()
-        return host, port
-
     def close(self) -> None:
         """Vanish without a word: no more heartbeat, no release of control."""
         self._connected = False
         self.stop_heartbeat()
-        self._socket.close()
-
-    # Raw traffic.
+        super().close()
 
     def send_raw(self, datagram: bytes) -> None:
         self._socket.sendto(datagram, self.device)
@@ -228,8 +179,6 @@ class ControlClient:
         with self._lock:
             self.send_raw(datagram)
             return self.receive(timeout)
-
-    # Commands.
 
     def request(self, code: int, payload: bytes = b"", flags: int = ACK_REQUESTED) -> Ack:
         """The answer to a command, whatever its status; the command is repeated while none comes."""
@@ -249,16 +198,12 @@ class ControlClient:
             if ack is None:
                 return None
             assert ack.source == self.device, f"answered from {ack.source}"
-            if ack.ack_id != request_id:
-                continue  # late answer to a repeated command
-            if ack.code == PENDING_ACK:
-                self.pending_acks += 1
-                reserved, milliseconds = struct.unpack(">HH", ack.payload)
-                assert reserved == 0
+            if ack.ack_id == request_id and ack.code == PENDING_ACK:
+                milliseconds = int.from_bytes(ack.payload, "big")
                 deadline = time.monotonic() + self.timeout + milliseconds / 1000
-                continue
-            assert ack.code == code + 1, f"command {code:#06x} was answered with {ack.code:#06x}"
-            return ack
+            elif ack.ack_id == request_id:  # else a late answer to a repeated command
+                assert ack.code == code + 1, f"command {code:#06x} was answered with {ack.code:#06x}"
+                return ack
         return None
 
     def _checked(self, code: int, payload: bytes) -> bytes:
@@ -268,7 +213,7 @@ class ControlClient:
         return ack.payload
 
     def read_registers(self, *addresses: int) -> tuple[int, ...]:
-        data = self._checked(READREG, struct.pack(f">{len(addresses)}I", *addresses))
+        data = self._checked(READREG, words(*addresses))
         return struct.unpack(f">{len(addresses)}I", data)
 
     def read_register(self, address: int) -> int:
@@ -276,8 +221,7 @@ class ControlClient:
 
     def write_registers(self, *pairs: tuple[int, int]) -> int:
         """Write in order; return the number written."""
-        words = itertools.chain.from_iterable(pairs)
-        data = self._checked(WRITEREG, struct.pack(f">{2 * len(pairs)}I", *words))
+        data = self._checked(WRITEREG, words(*itertools.chain.from_iterable(pairs)))
         return int(struct.unpack(">HH", data)[1])
 
     def write_register(self, address: int, value: int) -> None:
@@ -289,37 +233,32 @@ class ControlClient:
         while len(data) < size:
             count = min(READMEM_MAX, (size - len(data) + 3) & ~3)
             part = self._checked(READMEM, struct.pack(">IHH", address + len(data), 0, count))
-            echo, part = struct.unpack_from(">I", part)[0], part[4:]
-            assert echo == address + len(data)
-            assert len(part) == count
-            data += part
+            assert part[:4] == words(address + len(data)) and len(part) == 4 + count
+            data += part[4:]
         return data[:size]
 
     def write_memory(self, address: int, data: bytes) -> int:
         """Write in one command; return the number of bytes written."""
-        return int(struct.unpack(">HH", self._checked(WRITEMEM, struct.pack(">I", address) + data))[1])
+        return int(struct.unpack(">HH", self._checked(WRITEMEM, words(address) + data))[1])
 
-    # The life of a connection.
-
-    def connect(self, privilege: int = CONTROL, *, beat: float | None = 0.2) -> "ControlClient":
+    def connect(self, privilege: int = CONTROL, *, beat: float | None = 0.2) -> Self:
         """Take control and keep it by a heartbeat every `beat` seconds; None for no heartbeat."""
         self.write_register(CCP, privilege)
         self._connected = True
-        if beat is not None and self._heart is None:
-            self._beating.set()
+        if beat and not self._heart:
+            self._calm.clear()
             self._heart = threading.Thread(target=self._beat, args=(beat,), daemon=True)
             self._heart.start()
         return self
 
     def _beat(self, interval: float) -> None:
-        while self._beating.is_set():
+        while not self._calm.wait(interval):
             with contextlib.suppress(GvcpError, TimeoutError):
                 self.read_register(CCP)
-            time.sleep(interval)
 
     def stop_heartbeat(self) -> None:
         if self._heart:
-            self._beating.clear()
+            self._calm.set()
             self._heart.join()
             self._heart = None
 
@@ -333,9 +272,7 @@ class ControlClient:
     def description(self) -> tuple[str, bytes]:
         """File name and bytes of the description file that the first URL names."""
         url = self.read_memory(FIRST_URL, 512).split(b"\0")[0].decode("ascii")
-        scheme, _, rest = url.partition(":")
-        assert scheme.lower() == "local", url
-        name, address, length = rest.split("?")[0].split(";")
+        name, address, length = url.lower().removeprefix("local:").split("?")[0].split(";")
         return name, self.read_memory(int(address, 16), int(length, 16))
 
     def request_resend(self, block: int, first: int, last: int, *, extended: bool = False) -> None:
@@ -346,9 +283,10 @@ class ControlClient:
 
 def resend_command(block: int, first: int, last: int, *, extended: bool, request_id: int = 1) -> bytes:
     """A PACKETRESEND datagram for stream channel 0."""
+    payload = struct.pack(">HHII", 0, 0 if extended else block, first, last)
     if extended:
-        return command(PACKETRESEND, struct.pack(">HHIIQ", 0, 0, first, last, block), request_id, flags=0x10)
-    return command(PACKETRESEND, struct.pack(">HHII", 0, block, first, last), request_id, flags=0)
+        payload += struct.pack(">Q", block)
+    return command(PACKETRESEND, payload, request_id, flags=0x10 if extended else 0)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -370,45 +308,25 @@ class Event:
     @classmethod
     def decode(cls, datagram: bytes, source: tuple[str, int]) -> "Event":
         key, flags, code, length, request_id = struct.unpack_from(">BBHHH", datagram)
-        assert key == KEY
-        assert code in (EVENT, EVENTDATA)
-        assert length == len(datagram) - 8
-        assert flags & ~0x11 == 0
-        assert request_id != 0
         extended = bool(flags & 0x10)
         if extended:
             size, number, channel, reserved, block, timestamp = struct.unpack_from(">HHHHQQ", datagram, 8)
-            assert (size, reserved) == (length, 0)
         else:
             reserved, number, channel, block, timestamp = struct.unpack_from(">HHHHQ", datagram, 8)
-            assert reserved == 0
+            size = length
+        assert (key, flags & ~0x11, length, size, reserved) == (KEY, 0, len(datagram) - 8, length, 0)
         data = datagram[32 if extended else 24 :]
-        assert bool(data) == (code == EVENTDATA)
-        wants_ack = bool(flags & ACK_REQUESTED)
-        return cls(
-            code, request_id, wants_ack, extended, number, channel, block, timestamp, data, datagram, source
-        )
+        assert request_id != 0 and code == (EVENTDATA if data else EVENT)
+        marks = bool(flags & ACK_REQUESTED), extended
+        return cls(code, request_id, *marks, number, channel, block, timestamp, data, datagram, source)
 
 
-class EventReceiver:
+class EventReceiver(_Peer):
     """A socket that events come to. Acknowledges those that want it, unless `silent`."""
 
     def __init__(self, local: str = "127.0.0.1", *, silent: bool = False) -> None:
+        super().__init__(local)
         self.silent = silent
-        self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4 << 20)
-        self._socket.bind((local, 0))
-
-    def __enter__(self) -> "EventReceiver":
-        return self
-
-    def __exit__(self, *exception: object) -> None:
-        self._socket.close()
-
-    @property
-    def endpoint(self) -> tuple[str, int]:
-        host, port = self._socket.getsockname()
-        return host, port
 
     def receive(self, timeout: float = 5.0) -> Event | None:
         """The next event, None when none comes in time."""
@@ -421,18 +339,12 @@ class EventReceiver:
             self.acknowledge(event)
         return event
 
-    def acknowledge(self, event: Event, **changes: int) -> None:
-        """Send the acknowledge; `changes` replace its fields ``status``, ``code`` and ``request_id``."""
-        fields = {"status": SUCCESS, "code": event.code + 1, "request_id": event.request_id} | changes
-        ack = struct.pack(">HHHH", fields["status"], fields["code"], 0, fields["request_id"])
+    def acknowledge(self, event: Event) -> None:
+        ack = struct.pack(">HHHH", SUCCESS, event.code + 1, 0, event.request_id)
         self._socket.sendto(ack, event.source)
 
     def open_channel(self, client: ControlClient, *, timeout_ms: int = 0, retries: int = 0) -> None:
         """Let the camera that `client` controls send its events here."""
         address, port = self.endpoint
-        client.write_registers(
-            (MCTT, timeout_ms),
-            (MCRC, retries),
-            (MCDA, int.from_bytes(socket.inet_aton(address), "big")),
-            (MCP, port),
-        )
+        destination = int.from_bytes(socket.inet_aton(address), "big")
+        client.write_registers((MCTT, timeout_ms), (MCRC, retries), (MCDA, destination), (MCP, port))

@@ -4,126 +4,82 @@ Written from the standard's tables like the control side. The receiver has a thr
 handed over whole, or with gaps when nothing more came for them.
 """
 
+import collections
 import contextlib
-import dataclasses
+import itertools
 import socket
 import struct
 import threading
 import time
 from collections.abc import Callable
+from typing import NamedTuple
 
 from gvcp_client import PORT, resend_command
 
 LEADER, TRAILER, PAYLOAD = 1, 2, 3
 IMAGE, RAW_DATA, FILE, CHUNKED = 0x0001, 0x0002, 0x0003, 0x4000
+_SO_RCVBUFFORCE = 33
 _BUFFER_BYTES = 16 << 20
 _GIVE_UP_AFTER = 1.0  # seconds without a packet of an open frame
 _ASK_AFTER = 0.02  # seconds without a packet of an open frame
 _ASK_TIMES = 20
 
 
-@dataclasses.dataclass(frozen=True)
-class Packet:
-    """One stream packet without its header."""
+class Packet(NamedTuple):
+    """One stream packet without its header; the kind is 0 for a test packet."""
 
     status: int
     block: int
-    kind: int  # 0 for a test packet
+    kind: int
     number: int
     data: bytes
     extended: bool
     flags: int
-    source: tuple[str, int]
 
     @classmethod
-    def decode(cls, datagram: bytes, source: tuple[str, int]) -> "Packet":
+    def decode(cls, datagram: bytes) -> "Packet":
         status, block, word = struct.unpack_from(">HHI", datagram)
-        if word >> 24 & 0x80:
-            flags = block
-            block, number = struct.unpack_from(">QI", datagram, 8)
-            return cls(status, block, word >> 24 & 0x0F, number, datagram[20:], True, flags, source)
-        return cls(status, block, word >> 24 & 0x0F, word & 0xFFFFFF, datagram[8:], False, 0, source)
+        kind = word >> 24 & 0x0F
+        if not word >> 24 & 0x80:
+            return cls(status, block, kind, word & 0xFFFFFF, datagram[8:], False, 0)
+        flags = block
+        block, number = struct.unpack_from(">QI", datagram, 8)
+        return cls(status, block, kind, number, datagram[20:], True, flags)
 
 
-@dataclasses.dataclass(frozen=True)
-class Leader:
-    """The image leader's fields."""
-
-    payload_type: int
-    timestamp: int
-    pixel_format: int
-    width: int
-    height: int
-    offset_x: int
-    offset_y: int
-    padding_x: int
-    padding_y: int
-
-    @classmethod
-    def decode(cls, data: bytes) -> "Leader":
-        assert len(data) == 36, f"an image leader of {len(data)} bytes"
-        return cls(*struct.unpack(">xxHQIIIIIHH", data))
-
-
-@dataclasses.dataclass(frozen=True)
-class DataLeader:
-    """The fields of the leader of raw data or a file."""
-
-    payload_type: int
-    timestamp: int
-    payload_size: int
-    file_name: str
-
-    @classmethod
-    def decode(cls, data: bytes) -> "DataLeader":
-        fields, name = struct.unpack_from(">xxHQQ", data), data[20:]
-        if fields[0] & ~CHUNKED == FILE:
-            assert name.index(b"\0") == len(name) - 1
-        else:
-            assert not name
-        return cls(*fields, name[:-1].decode())
+# Leaders of images, and of raw data and files.
+Leader = collections.namedtuple(
+    "Leader", "payload_type timestamp pixel_format width height offset_x offset_y padding_x padding_y"
+)
+DataLeader = collections.namedtuple("DataLeader", "payload_type timestamp payload_size file_name")
 
 
 class Frame:
-    """One block: packets by number, and the statuses of all packets that came for it, repeats included."""
+    """One block: its packets by number, and how it came together."""
 
     def __init__(self, block: int) -> None:
         self.block = block
         self.packets: dict[int, Packet] = {}
-        self.statuses: list[int] = []
-        self.repeats = 0
         self.trailer: int | None = None  # its packet number
         self.last_heard = time.monotonic()
         self.asked = 0
 
     def add(self, packet: Packet) -> None:
-        self.statuses.append(packet.status)
         self.last_heard = time.monotonic()
-        if packet.status & 0x8000:
-            return
-        self.repeats += packet.number in self.packets
-        self.packets.setdefault(packet.number, packet)
-        if packet.kind == TRAILER:
-            self.trailer = packet.number
+        if not packet.status & 0x8000:
+            self.packets.setdefault(packet.number, packet)
+            if packet.kind == TRAILER:
+                self.trailer = packet.number
 
     @property
     def is_whole(self) -> bool:
         return self.trailer is not None and len(self.packets) == self.trailer + 1
 
     def missing(self) -> list[tuple[int, int]]:
-        """Gaps as (first, last), up to the trailer or, before it came, the highest packet seen."""
-        gaps: list[tuple[int, int]] = []
-        end = self.trailer if self.trailer is not None else max(self.packets, default=0)
-        for number in range(end + 1):
-            if number in self.packets:
-                continue
-            if gaps and gaps[-1][1] == number - 1:
-                gaps[-1] = (gaps[-1][0], number)
-            else:
-                gaps.append((number, number))
-        if self.trailer is None:
-            gaps.append((max(self.packets, default=-1) + 1, 0xFFFFFFFF))
-        return gaps
+        """Gaps as (first, last); before the trailer came, what is behind the last packet is one, too."""
+        edges = [-1, *sorted(self.packets)]
+        gaps = [(low + 1, high - 1) for low, high in itertools.pairwise(edges) if high - low > 1]
+        return gaps if self.trailer is not None else [*gaps, (edges[-1] + 1, 0xFFFFFFFF)]
 
     @property
     def payload_type(self) -> int:
@@ -132,11 +88,14 @@ class Frame:
 
     @property
     def leader(self) -> Leader:
-        return Leader.decode(self.packets[0].data)
+        return Leader(*struct.unpack(">xxHQIIIIIHH", self.packets[0].data))
 
     @property
     def data_leader(self) -> DataLeader:
-        return DataLeader.decode(self.packets[0].data)
+        data = self.packets[0].data
+        name, end = data[20:-1], data[20:][-1:]
+        assert (end == b"\0") == (self.payload_type & ~CHUNKED == FILE), "a zero ends the name"
+        return DataLeader(*struct.unpack_from(">xxHQQ", data), name.decode())
 
     @property
     def payload(self) -> bytes:
@@ -159,7 +118,7 @@ class Frame:
         """The chunks by their ids, in the order of the wire, found from the end backwards."""
         assert self.payload_type & CHUNKED
         data, found = self.payload, []
-        assert len(data) == self._trailer(2)[0]
+        assert len(data) == self._trailer()[-2]
         while data:
             chunk, length = struct.unpack_from(">II", data, len(data) - 8)
             assert length % 4 == 0
@@ -170,34 +129,28 @@ class Frame:
 
     @property
     def chunk_layout(self) -> int:
-        return self._trailer(2)[1]
+        return self._trailer()[-1]
 
     @property
     def lines_sent(self) -> int:
         """Size y of the trailer."""
         assert self.payload_type & ~CHUNKED == IMAGE
-        return self._trailer(1)[0]
+        return self._trailer()[0]
 
-    def _trailer(self, words: int) -> tuple[int, ...]:
-        """The last words of the trailer, whose form and length follow from the payload type."""
-        data = self.packets[self.trailer].data
+    def _trailer(self) -> tuple[int, ...]:
+        """The words of the trailer, whose form and length follow from the payload type."""
         count = (self.payload_type & ~CHUNKED == IMAGE) + 2 * bool(self.payload_type & CHUNKED)
-        reserved, payload_type, *fields = struct.unpack(f">HH{count}I", data)
+        reserved, payload_type, *fields = struct.unpack(f">HH{count}I", self.packets[self.trailer].data)
         assert (reserved, payload_type) == (0, self.payload_type)
-        return tuple(fields[-words:] if words == 2 else fields[:words])
+        return tuple(fields)
 
 
 class StreamReceiver:
     """Receives on a port of `local`; set SCDA and SCP to `endpoint` to get the stream.
 
-    Parameters
-    ----------
-    drop : callable, optional
-        Called with (block, packet number, copies seen before); true makes the receiver blind to that packet.
-    resend_from : str, optional
-        Address of the device to ask for missing packets; None never asks.
-    group : tuple of str and int, optional
-        A multicast group and port to listen to instead, which other receivers may share.
+    `drop` is called with (block, packet number, copies seen before): true makes the receiver blind to the
+    packet. What is missing is asked for from the device `resend_from`, if any. `group` is a multicast group
+    and port to listen to instead, which other receivers may share.
     """
 
     def __init__(
@@ -210,20 +163,18 @@ class StreamReceiver:
     ) -> None:
         self.test_packets: list[bytes] = []
         self.frames: list[Frame] = []  # in the order of their ends
-        self.refusals: list[Packet] = []  # packets with an error status
         self.packets_seen = 0
         self.sources: set[tuple[str, int]] = set()
         self._drop = drop
         self._device = (resend_from, PORT) if resend_from else None
         self._open: dict[int, Frame] = {}
         self._done: set[int] = set()
-        self._copies: dict[tuple[int, int], int] = {}
+        self._copies: collections.Counter[tuple[int, int]] = collections.Counter()
         self._changed = threading.Condition()
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        try:
-            self._socket.setsockopt(socket.SOL_SOCKET, 33, _BUFFER_BYTES)  # SO_RCVBUFFORCE
-        except PermissionError:
-            self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER_BYTES)
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _BUFFER_BYTES)
+        with contextlib.suppress(PermissionError):
+            self._socket.setsockopt(socket.SOL_SOCKET, _SO_RCVBUFFORCE, _BUFFER_BYTES)
         if group:
             self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
             membership = socket.inet_aton(group[0]) + socket.inet_aton(local)
@@ -253,10 +204,8 @@ class StreamReceiver:
     def wait_frames(self, count: int, timeout: float = 20.0) -> list[Frame]:
         """The first `count` frames; fails when they do not come in time."""
         with self._changed:
-            if not self._changed.wait_for(lambda: len(self.frames) >= count, timeout):
-                raise AssertionError(
-                    f"{len(self.frames)} of {count} frames, {self.packets_seen} packets came"
-                )
+            come = self._changed.wait_for(lambda: len(self.frames) >= count, timeout)
+            assert come, f"{len(self.frames)} of {count} frames, {self.packets_seen} packets came"
             return self.frames[:count]
 
     def wait_test_packets(self, count: int, timeout: float) -> list[bytes]:
@@ -272,7 +221,7 @@ class StreamReceiver:
             self._look_after_open_frames()
 
     def _take(self, datagram: bytes, source: tuple[str, int]) -> None:
-        packet = Packet.decode(datagram, source)
+        packet = Packet.decode(datagram)
         with self._changed:
             self.packets_seen += 1
             self.sources.add(source)
@@ -280,11 +229,9 @@ class StreamReceiver:
                 self.test_packets.append(datagram)
                 self._changed.notify_all()
                 return
-            if packet.status & 0x8000:
-                self.refusals.append(packet)
             key = (packet.block, packet.number)
-            copies = self._copies.get(key, 0)
-            self._copies[key] = copies + 1
+            copies = self._copies[key]
+            self._copies[key] += 1
             if packet.block in self._done or (self._drop and self._drop(*key, copies)):
                 return
             frame = self._open.setdefault(packet.block, Frame(packet.block))
@@ -308,10 +255,8 @@ class StreamReceiver:
                 elif self._device and silent > _ASK_AFTER and frame.asked < _ASK_TIMES:
                     frame.asked += 1
                     frame.last_heard = now
-                    self._ask_for(frame)
-
-    def _ask_for(self, frame: Frame) -> None:
-        extended = any(packet.extended for packet in frame.packets.values())
-        for first, last in frame.missing():
-            # From the stream socket, as clients in the field do.
-            self._socket.sendto(resend_command(frame.block, first, last, extended=extended), self._device)
+                    extended = any(packet.extended for packet in frame.packets.values())
+                    for first, last in frame.missing():
+                        # From the stream socket, as clients in the field do.
+                        asked = resend_command(frame.block, first, last, extended=extended)
+                        self._socket.sendto(asked, self._device)

@@ -17,7 +17,7 @@ import pytest
 from conftest import need_tool
 
 _CLONE_NEWNET = 0x4000_0000
-_libc = ctypes.CDLL(None, use_errno=True)
+_libc = ctypes.CDLL(None)
 _numbers = itertools.count(1)
 
 
@@ -29,18 +29,10 @@ def _run(*command: str, text: str | None = None) -> str:
 
 @dataclasses.dataclass(frozen=True)
 class Host:
-    """One namespace with one interface, `wire`, that has the address.
-
-    Parameters
-    ----------
-    name : str
-        Of the namespace, as `ip netns` knows it.
-    address : str
-        IPv4 address, in a network of 256.
-    """
+    """One namespace, by its name, with one interface, `wire`, that has the IPv4 address."""
 
     name: str
-    address: str
+    address: str  # in a network of 256
 
     def ip(self, *arguments: str) -> str:
         """Run `ip` in the namespace."""
@@ -50,42 +42,22 @@ class Host:
         """The command line that runs a program on this host."""
         return ["ip", "netns", "exec", self.name, *command]
 
-    def set_link(self, state: str) -> None:
-        """Switch the interface ``up`` or ``down``; down takes routes through other hosts away."""
-        self.ip("link", "set", "wire", state)
-
-    def shape(self, rate: str) -> None:
-        """Let no more than `rate`, as `tc` writes it, out of the interface; what is too much waits."""
-        self._shaping("add", "tbf", "rate", rate, "burst", "16kb", "latency", "1000s")
-
-    def unshape(self) -> None:
-        """End that; what waits is lost."""
-        self._shaping("delete")
-
-    def _shaping(self, action: str, *arguments: str) -> None:
-        _run("tc", "-n", self.name, "qdisc", action, "dev", "wire", "root", *arguments)
-
     @contextlib.contextmanager
     def inside(self) -> Iterator[None]:
         """Sockets and threads that the calling thread makes meanwhile belong to this host."""
-        home = os.open("/proc/thread-self/ns/net", os.O_RDONLY)
-        try:
-            there = os.open(f"/run/netns/{self.name}", os.O_RDONLY)
-            try:
-                _enter(there)
-            finally:
-                os.close(there)
+        with open("/proc/thread-self/ns/net") as home, open(f"/run/netns/{self.name}") as there:
+            assert _libc.setns(there.fileno(), _CLONE_NEWNET) == 0
             try:
                 yield
             finally:
-                _enter(home)
-        finally:
-            os.close(home)
+                assert _libc.setns(home.fileno(), _CLONE_NEWNET) == 0
 
 
-def _enter(namespace: int) -> None:
-    if _libc.setns(namespace, _CLONE_NEWNET) != 0:
-        raise OSError(ctypes.get_errno(), "setns")
+def enter_own_network() -> None:
+    """A network with nothing but loopback, for the calling thread and what it starts from now on."""
+    if _libc.unshare(_CLONE_NEWNET) != 0:
+        raise OSError(ctypes.get_errno(), "unshare")
+    _run("ip", "link", "set", "lo", "up")
 
 
 def need_namespaces() -> None:
@@ -106,16 +78,13 @@ def _namespace() -> Iterator[str]:
         _run("ip", "netns", "delete", name)
 
 
-def _cable(one: str, one_end: str, other: str, other_end: str) -> None:
-    _run(
-        *("ip", "-n", one, "link", "add", one_end, "type", "veth"),
-        *("peer", "name", other_end, "netns", other),
-    )
-
-
-def _give_address(name: str, interface: str, address: str) -> None:
-    _run("ip", "-n", name, "address", "add", f"{address}/24", "broadcast", "+", "dev", interface)
-    _run("ip", "-n", name, "link", "set", interface, "up")
+def _cable(host: Host, other: str, other_end: str, other_address: str) -> None:
+    """From the host's interface to one of another namespace; both get their addresses."""
+    peer = ("peer", "name", other_end, "netns", other)
+    host.ip("link", "add", "wire", "type", "veth", *peer)
+    for name, end, address in ((host.name, "wire", host.address), (other, other_end, other_address)):
+        _run("ip", "-n", name, "address", "add", f"{address}/24", "broadcast", "+", "dev", end)
+        _run("ip", "-n", name, "link", "set", end, "up")
 
 
 @contextlib.contextmanager
@@ -123,10 +92,8 @@ def two_hosts() -> Iterator[tuple[Host, Host]]:
     """Two hosts on one cable: the camera's and the client's."""
     need_namespaces()
     with _namespace() as one, _namespace() as other:
-        _cable(one, "wire", other, "wire")
         hosts = Host(one, "10.77.1.1"), Host(other, "10.77.1.2")
-        for host in hosts:
-            _give_address(host.name, "wire", host.address)
+        _cable(hosts[0], other, "wire", hosts[1].address)
         yield hosts
 
 
@@ -138,14 +105,8 @@ class Router:
 
     def lose(self, percent: int) -> None:
         """From now on each UDP datagram, in either direction, is lost with this probability."""
-        self._nft(
-            f"""table ip loss {{
-              chain pass {{
-                type filter hook forward priority 0
-                meta l4proto udp numgen random mod 100 < {percent} counter drop
-              }}
-            }}\n"""
-        )
+        rule = f"meta l4proto udp numgen random mod 100 < {percent} counter drop"
+        self._nft(f"table ip loss {{ chain pass {{ type filter hook forward priority 0; {rule}; }}; }}\n")
 
     def lose_nothing(self) -> None:
         self._nft("delete table ip loss\n")
@@ -167,10 +128,7 @@ def routed_hosts() -> Iterator[tuple[Host, Router, Host]]:
     with _namespace() as camera, _namespace() as router, _namespace() as client:
         hosts = Host(camera, "10.77.1.2"), Host(client, "10.77.2.2")
         for number, host in enumerate(hosts, 1):
-            gateway = f"10.77.{number}.1"
-            _cable(host.name, "wire", router, f"eth{number}")
-            _give_address(host.name, "wire", host.address)
-            _give_address(router, f"eth{number}", gateway)
+            _cable(host, router, f"eth{number}", gateway := f"10.77.{number}.1")
             host.ip("route", "add", "default", "via", gateway)
         _run("ip", "netns", "exec", router, "sysctl", "-q", "-w", "net.ipv4.ip_forward=1")
         yield hosts[0], Router(router), hosts[1]

@@ -1,412 +1,187 @@
 """Images on the network, as a client receives them."""
 
-import contextlib
 import gc
-import itertools
 import os
 import pathlib
+import random
 import socket
-import struct
 import threading
 import weakref
-from collections.abc import Iterator
 from typing import Any
 
 import numpy as np
 import pytest
 
+import gvcp_client as gvcp
 import tarn
 from conftest import Camera, MakeCamera, address_word, open_stream, wait_until
-from features import Features
-from gvcp_client import (
-    BUSY,
-    GVCP_CAPABILITY,
-    GVSP_CONFIGURATION,
-    SCDA,
-    SCP,
-    SCPS,
-    SCSP,
-    WRITEREG,
-    GvcpError,
-)
-from gvsp_receiver import IMAGE, StreamReceiver
+from feeding import noise, send
+from gvsp_receiver import FILE, IMAGE, Packet, StreamReceiver
 from tarn import PfncFormat
-from tarn.gevserver import State
+from tarn.gevserver import Server, State
+from viewing import Viewer, streaming, viewing
 
-PACKET_RESEND = 0x4  # in the capability register
-TASKS = pathlib.Path("/proc/self/task")
+SIZE = (64, 48)
+PICTURE = noise(SIZE)
 FIRE, DO_NOT_FRAGMENT = 0x8000_0000, 0x4000_0000
-
-
-def picture(width: int, height: int, pixel_format: int = PfncFormat.Mono8, seed: int = 0) -> Any:
-    """Noise of the shape and depth that the format needs."""
-    random = np.random.default_rng(seed)
-    shape = (height, width, 3) if pixel_format == PfncFormat.RGB8 else (height, width)
-    depth = {PfncFormat.Mono12: 12, PfncFormat.Mono16: 16}.get(pixel_format, 8)
-    return random.integers(0, 1 << depth, shape, np.uint16 if depth > 8 else np.uint8)
+STATUS_CODES, STATUS_CODES_2 = 1 << 31 - 29, 1 << 31 - 13  # of the control configuration
+TO_REQUESTER = 1 << 31 - 28  # of the stream channel
+RESENT, UNAVAILABLE, NOT_YET, EARLIER_GONE = 0x0100, 0x800C, 0x8010, 0x8011
 
 
 def wrap(array: Any) -> Any:
     return tarn.WrappedImage.from_buffer(array)
 
 
-@contextlib.contextmanager
-def streaming(
-    camera: Camera, *, packet_size: int = 1500, extended: bool = False, **receiver_options: Any
-) -> Iterator[Any]:
-    """A connected client that acquires: yields (client, receiver, features)."""
-    with StreamReceiver(**receiver_options) as receiver, camera.client() as client:
-        client.connect()
-        if extended:
-            client.write_register(GVSP_CONFIGURATION, 0x4000_0000)
-        open_stream(client, receiver, packet_size)
-        features = Features(client)
-        features.execute("AcquisitionStart")
-        camera.wait_running()
-        yield client, receiver, features
-        if camera.server and camera.server.state == State.AcquisitionEnabled:
-            features.execute("AcquisitionStop")
-
-
-FORMATS = [
-    (PfncFormat.Mono8, (64, 48)),
-    (PfncFormat.Mono8, (61, 47)),
-    (PfncFormat.Mono12, (33, 20)),
-    (PfncFormat.Mono16, (321, 7)),
-    (PfncFormat.RGB8, (99, 41)),
-]
-
-
-@pytest.mark.parametrize("extended", [False, True])
-@pytest.mark.parametrize("packet_size", [576, 1500, 9000])
-def test_frames_arrive_byte_for_byte(make_camera: MakeCamera, packet_size: int, extended: bool) -> None:
-    for pixel_format, size in FORMATS:
-        camera = make_camera(size, pixel_format)
-        sent = [picture(*size, pixel_format, seed) for seed in range(3)]
-        with streaming(camera, packet_size=packet_size, extended=extended) as (client, receiver, features):
-            for array in sent:
-                camera.send(wrap(array))
-            frames = receiver.wait_frames(len(sent))
-            assert features.read("PayloadSize") == sent[0].nbytes
-            assert receiver.sources == {(camera.address, client.read_register(SCSP))}
-        for number, (frame, array) in enumerate(zip(frames, sent, strict=True), 1):
-            where = f"{pixel_format:#x} {size} frame {number}"
-            assert frame.image == array.tobytes(), where
-            assert frame.block == number, where
-            leader = frame.leader
-            assert (leader.payload_type, leader.pixel_format) == (IMAGE, pixel_format), where
-            assert (leader.width, leader.height, frame.lines_sent) == (*size, size[1]), where
-            assert (leader.offset_x, leader.offset_y, leader.padding_x, leader.padding_y) == (0,) * 4, where
-            assert {packet.extended for packet in frame.packets.values()} == {extended}, where
-            assert set(frame.statuses) == {0}, where
-            assert frame.repeats == 0, where
-            # A full data packet fills the packet size: IP, UDP and stream headers count.
-            header = 20 + 8 + (20 if extended else 8)
-            assert len(frame.packets[1].data) == min(packet_size - header, array.nbytes), where
-            assert len(frame.packets) == -(-array.nbytes // (packet_size - header)) + 2, where
-        stamps = [frame.leader.timestamp for frame in frames]
-        assert stamps == sorted(set(stamps))
-
-
-@pytest.mark.parametrize(
-    "view",
-    [
-        pytest.param(lambda whole: whole[:, 5:69], id="lines with gaps"),
-        pytest.param(lambda whole: whole[::2, ::3][:, :64], id="every third pixel"),
-        pytest.param(lambda whole: whole[::-1, :64], id="bottom up"),
-        pytest.param(lambda whole: np.asfortranarray(whole[:, :64]), id="column by column"),
-    ],
-)
-def test_any_memory_layout_is_sent_in_picture_order(make_camera: MakeCamera, view: Any) -> None:
-    array = view(picture(200, 96))[:48]
-    camera = make_camera((64, 48), resend=1)
-    with streaming(camera) as (_, receiver, _):
-        camera.send(wrap(array), lambda image: None)
-        assert receiver.wait_frames(1)[0].image == array.tobytes()
-
-
-def test_planes_of_an_owning_image_arrive_interleaved(make_camera: MakeCamera) -> None:
-    camera = make_camera((31, 17), PfncFormat.RGB8)
-    image = tarn.Image((31, 17), 3)
-    array = picture(31, 17, PfncFormat.RGB8)
-    np.asarray(image)[:] = array
-    with streaming(camera) as (_, receiver, _):
-        camera.send(image)
-        assert receiver.wait_frames(1)[0].image == array.tobytes()
-
-
-def test_every_frame_is_whole_in_spite_of_lost_packets(make_camera: MakeCamera) -> None:
-    """First copies of some packets get lost, leaders and trailers among them; resends fill the gaps."""
-    size, count = (320, 240), 20
-    for extended in (False, True):
-        camera = make_camera(size, resend=count)
-        sent = [picture(*size, seed=seed) for seed in range(count)]
-
-        def lost(block: int, number: int, copies: int) -> Any:
-            return copies == 0 and (7 * block + number) % 9 == 0
-
-        losing: dict[str, Any] = {"drop": lost, "resend_from": camera.address}
-        with streaming(camera, extended=extended, **losing) as (client, receiver, _):
-            assert client.read_register(GVCP_CAPABILITY) & PACKET_RESEND
-            for array in sent:
-                camera.send(wrap(array), lambda image: None)
-            frames = sorted(receiver.wait_frames(count), key=lambda frame: frame.block)
-        assert [frame.block for frame in frames] == list(range(1, count + 1))
-        for frame, array in zip(frames, sent, strict=True):
-            assert frame.image == array.tobytes(), frame.block
-            assert frame.asked > 0, frame.block
-            resent = [packet for packet in frame.packets.values() if packet.flags & 1]
-            assert bool(resent) == extended
-
-
-def test_resend_refusals_are_answered_on_the_stream_and_strangers_are_not(make_camera: MakeCamera) -> None:
-    camera = make_camera(resend=1)
-    with streaming(camera) as (client, receiver, _):
-        for _ in range(3):
-            camera.send(wrap(picture(64, 48)), lambda image: None)
-        receiver.wait_frames(3)
-        before = receiver.packets_seen
-        with camera.client(local="127.0.0.3") as stranger:
-            stranger.request_resend(3, 0, 0xFFFFFF)
-            stranger.request_resend(1, 0, 0xFFFFFF)
-        client.read_register(SCPS)
-        refused = receiver.refusals
-        client.request_resend(1, 1, 1)  # no longer kept
-        client.request_resend(99, 0, 0)  # never sent
-        client.request_resend(3, 0, 0xFFFFFF)  # kept: all of it, no more
-        wait_until(lambda: receiver.packets_seen >= before + 2 + 5, "answers to the requests")
-        assert {(packet.block, packet.number, packet.status, packet.data) for packet in refused} == {
-            (1, 1, 0x800C, b""),
-            (99, 0, 0x800C, b""),
-        }
-        assert receiver.packets_seen == before + 2 + 5
-        # Without resend buffers the capability is off and requests are ignored.
-    silent = make_camera()
-    with streaming(silent) as (client, receiver, _):
-        assert not client.read_register(GVCP_CAPABILITY) & PACKET_RESEND
-        silent.server.stream.send(wrap(picture(64, 48)))
-        receiver.wait_frames(1)
-        before = receiver.packets_seen
-        client.request_resend(1, 0, 0xFFFFFF)
-        client.read_register(SCPS)
-        assert receiver.packets_seen == before
+def test_any_memory_layout_is_sent_in_picture_order(make_camera: MakeCamera) -> None:
+    whole = noise((200, 96))
+    gaps, scattered, bottom_up = whole[:48, 5:69], whole[::2, ::3][:, :64], whole[:47:-1, :64]
+    camera = make_camera(SIZE, resend=1)
+    with streaming(camera.address) as viewer:
+        for array in (gaps, scattered, bottom_up, np.asfortranarray(gaps)):
+            send(camera, array)
+            assert viewer.next_frames(1)[0].image == array.tobytes()
 
 
 @pytest.mark.parametrize("resend", [0, 1, 3])
-def test_release_callbacks_run_once_in_order_with_the_very_object(
-    make_camera: MakeCamera, resend: int
-) -> None:
+def test_images_are_released_once_in_order_and_let_go(make_camera: MakeCamera, resend: int) -> None:
     camera = make_camera(resend=resend)
-    images = [wrap(picture(64, 48, seed=seed)) for seed in range(8)]
+    images = [wrap(noise(SIZE, seed=seed)) for seed in range(8)]
     released: list[tarn.Image] = []
-    with streaming(camera) as (_, receiver, _):
+    with streaming(camera.address) as viewer:
         for number, image in enumerate(images, 1):
             camera.send(image, released.append)
             if resend == 0:
-                assert len(released) == number  # at once, before send returns
-        receiver.wait_frames(len(images))
+                assert len(released) == number, "at once, before send returns"
+        viewer.receiver.wait_frames(len(images))
         wait_until(lambda: len(released) == len(images) - resend, "images beyond the store are released")
-    camera.server.stop()
-    assert len(released) == len(images)
-    assert all(back is image for back, image in zip(released, images, strict=True))
-
-
-def test_a_released_image_is_let_go(make_camera: MakeCamera) -> None:
-    camera = make_camera(resend=1)
-    with streaming(camera) as (_, receiver, _):
-        array = picture(64, 48)
+        array = noise(SIZE)
         alive = weakref.ref(array)
-        camera.send(wrap(array), lambda image: None)
-        del array
+        camera.send(wrap(array), released.append)
+        del array, released[len(images) :]
         gc.collect()
-        assert alive() is not None, "kept for resend"
-        camera.send(wrap(picture(64, 48)), lambda image: None)
-        receiver.wait_frames(2)
-        wait_until(lambda: gc.collect() is None or alive() is None, "the first picture is freed")
+        assert (alive() is not None) == (resend > 0), "kept for resend"
+    camera.server.stop()
+    assert all(back is image for back, image in zip(released, images, strict=False))
+    del released[len(images) :]
+    gc.collect()
+    assert len(released) == len(images) and alive() is None
 
 
 def test_limited_acquisitions_end_by_themselves(camera: Camera) -> None:
-    image = wrap(picture(64, 48))
-    with streaming(camera) as (_, receiver, features):
-        features.execute("AcquisitionStop")
-        received = 0
+    image, stream = wrap(PICTURE), camera.server.stream
+    with viewing(camera.address) as viewer:
+        features = viewer.features
+        open_stream(viewer.client, viewer.receiver)
+        features.write("AcquisitionFrameCount", 3)
         for mode, count in ((1, 1), (2, 3)):
             features.write("AcquisitionMode", mode)
-            features.write("AcquisitionFrameCount", 3)
             features.execute("AcquisitionStart")
-            camera.wait_running()
-            assert not camera.server.stream.try_send(wrap(picture(65, 48)))  # a refused image does not count
+            assert not stream.try_send(wrap(noise((65, 48)))), "a refused image does not count"
             for _ in range(count):
                 camera.send(image)
-            assert not camera.server.stream.try_send(image)
+            assert not stream.try_send(image)
             camera.wait_state(State.Connected)
-            received += count
-            assert all(frame.is_whole for frame in receiver.wait_frames(received))
+        assert all(frame.is_whole for frame in viewer.receiver.wait_frames(4))
 
-
-def test_a_frame_counts_for_the_acquisition_that_took_it(camera: Camera) -> None:
-    """The client starts anew before the program's call came back."""
-    image, stream = wrap(picture(64, 48)), camera.server.stream
-    with streaming(camera) as (_, receiver, features):
-
-        def start_anew(image: Any = None) -> None:
+        def start_anew(_: Any = None) -> None:
             features.execute("AcquisitionStop")
             features.execute("AcquisitionStart")
 
-        features.execute("AcquisitionStop")
         features.write("AcquisitionMode", 1)
         start_anew()
-        camera.wait_running()
         stream.send(image, start_anew)
-        assert stream.try_send(image)
-        assert not stream.try_send(image)
-        assert all(frame.is_whole for frame in receiver.wait_frames(2))
+        assert [stream.try_send(image) for _ in range(2)] == [True, False], "it counts where it was taken"
 
 
 def test_failing_sends_release_nothing(make_camera: MakeCamera) -> None:
     camera = make_camera(resend=2)
     stream = camera.server.stream
     calls: list[tarn.Image] = []
-    with pytest.raises(RuntimeError) as caught:
-        stream.send(wrap(picture(64, 48)), calls.append)  # nobody streams
-    assert (str(caught.value), caught.value.__notes__) == (
-        "Could not send image",
-        ["acquisition is not enabled"],
-    )
-    assert stream.try_send(wrap(picture(64, 48)), calls.append) is False
-    with streaming(camera) as (_, receiver, _):
+    with pytest.raises(RuntimeError, match="Could not send image") as caught:
+        stream.send(wrap(PICTURE), calls.append)
+    assert caught.value.__notes__ == ["acquisition is not enabled"]
+    assert stream.try_send(wrap(PICTURE), calls.append) is False
+    with streaming(camera.address) as viewer:
         with pytest.raises(RuntimeError, match="Packet resend must be disabled for send without callback"):
-            stream.send(wrap(picture(64, 48)))
-        with pytest.raises(RuntimeError, match="Could not send image"):
-            stream.send(wrap(picture(65, 48)), calls.append)  # does not fit the payload size
-        assert stream.try_send(wrap(picture(64, 48, PfncFormat.RGB8)), calls.append) is False
-        stream.send(wrap(picture(64, 48)), calls.append)
-        assert receiver.wait_frames(1)[0].block == 1
-        assert receiver.packets_seen == len(receiver.frames[0].packets)
+            stream.send(wrap(PICTURE))
+        assert stream.try_send(wrap(noise(SIZE, PfncFormat.RGB8)), calls.append) is False
+        stream.send(wrap(PICTURE), calls.append)
+        assert viewer.receiver.wait_frames(1)[0].block == 1
+        assert viewer.receiver.packets_seen == len(viewer.receiver.frames[0].packets)
     assert not calls
 
 
-def test_an_image_that_the_sender_changes_after_release_does_not_change_on_the_wire(
-    make_camera: MakeCamera,
-) -> None:
-    camera = make_camera((320, 240))
-    array = picture(320, 240)
-    expected = array.tobytes()
-    with streaming(camera) as (_, receiver, _):
-        camera.send(wrap(array))
-        array[:] = 0
-        assert receiver.wait_frames(1)[0].image == expected
+def test_the_channel_opens_moves_and_closes_while_acquiring(make_camera: MakeCamera) -> None:
+    camera = make_camera((320, 240), resend=2)
+    stream, image = camera.server.stream, wrap(noise((320, 240)))
 
+    def sends() -> bool:
+        return stream.try_send(image, lambda image: None)
 
-def test_block_ids_go_on_over_acquisitions_and_restart_with_the_channel(make_camera: MakeCamera) -> None:
-    camera = make_camera()
-    send = camera.server.stream.send
-    with streaming(camera) as (client, receiver, features):
-        send(wrap(picture(64, 48)))
-        receiver.wait_frames(1)
+    with viewing(camera.address) as viewer, StreamReceiver() as fresh:
+        client, features, receiver = viewer.client, viewer.features, viewer.receiver
+        features.execute("AcquisitionStart")
+        client.write_register(gvcp.SCP, receiver.port)
+        assert not sends(), "there is no destination"
         features.execute("AcquisitionStop")
-        camera.wait_state(State.Connected)
+        client.write_register(gvcp.SCDA, address_word(receiver.endpoint[0]))
+        for block in (1, 2):
+            features.execute("AcquisitionStart")
+            assert sends()
+            assert receiver.wait_frames(block)[-1].block == block
+            with pytest.raises(gvcp.GvcpError) as refusal:
+                client.write_register(gvcp.SCDA, 0x7F000001)
+            assert refusal.value.status == gvcp.BUSY
+            features.execute("AcquisitionStop")
         features.execute("AcquisitionStart")
-        camera.wait_running()
-        send(wrap(picture(64, 48)))
-        assert [frame.block for frame in receiver.wait_frames(2)] == [1, 2]
-        # A new port over the open one is a close and an open.
-        with StreamReceiver() as fresh:
-            client.write_register(SCP, fresh.port)
-            send(wrap(picture(64, 48)))
-            assert fresh.wait_frames(1)[0].block == 1
-            assert len(receiver.frames) == 2
-
-
-def test_channel_may_be_opened_in_either_order_and_closed_while_acquiring(camera: Camera) -> None:
-    send = camera.server.stream.try_send
-    with StreamReceiver() as receiver, camera.client() as client:
-        client.connect()
-        features = Features(client)
-        # Acquisition without a destination sends nothing and harms nothing.
-        features.execute("AcquisitionStart")
-        camera.wait_running()
-        send(wrap(picture(64, 48)))
-        client.write_register(SCP, receiver.port)
-        send(wrap(picture(64, 48)))
-        assert receiver.packets_seen == 0
-        features.execute("AcquisitionStop")
-        client.write_register(SCDA, address_word(receiver.endpoint[0]))
-        features.execute("AcquisitionStart")
-        camera.wait_running()
-        assert send(wrap(picture(64, 48)))
-        receiver.wait_frames(1)
-        assert client.request(WRITEREG, struct.pack(">II", SCDA, 0x7F000001)).status == BUSY
-        client.write_register(SCP, 0)
-        seen = receiver.packets_seen
-        for _ in range(3):
-            send(wrap(picture(64, 48)))
-        client.read_register(SCP)
-        assert receiver.packets_seen == seen
-        assert client.read_register(SCSP) == 0
-
-
-def test_packet_size_is_rounded_not_refused(camera: Camera) -> None:
-    with camera.client() as client:
-        client.connect()
-        features = Features(client)
-        for asked in (1500, 576, 9000, 1, 0xFFFF, 1501, 1503):
-            client.write_register(SCPS, asked)
-            got = client.read_register(SCPS) & 0xFFFF
-            assert 48 < got <= 65535 - 28
-            client.write_register(SCPS, got)
-            assert client.read_register(SCPS) & 0xFFFF == got, "a usable size was moved"
-            if asked in (1500, 576, 9000):
-                assert got == asked
-            assert features.read("GevSCPSPacketSize") == got
-        client.write_register(SCPS, DO_NOT_FRAGMENT | 1400)
-        assert client.read_register(SCPS) == DO_NOT_FRAGMENT | 1400
+        client.write_register(gvcp.SCP, fresh.port)  # over the open one: a close and an open
+        assert sends()
+        assert fresh.wait_frames(1)[0].block == 1
+        assert len(receiver.frames) == 2
+        camera.server.node_map.DeviceLinkThroughputLimit.value = 100_000  # most of a second for the next
+        assert sends()
+        client.write_register(gvcp.SCP, 0)
+        assert not stream.is_running
+        assert not sends()
+        assert (len(fresh.frames), client.read_register(gvcp.SCSP)) == (1, 0)
 
 
 def test_test_packets_come_each_time_with_the_exact_size(camera: Camera) -> None:
-    with StreamReceiver() as receiver, camera.client() as client:
-        client.connect()
-        client.write_register(SCPS, FIRE | 1500)  # closed channel: nothing, but no failure
-        open_stream(client, receiver)
-        sizes = [1500, 1500, 576, 8000, 1500]
-        for count, size in enumerate(sizes, 1):
-            client.write_register(SCPS, size)
-            client.write_register(SCPS, FIRE | DO_NOT_FRAGMENT | size)
-            packets = receiver.wait_test_packets(count, 2)
-            assert [len(packet) + 28 for packet in packets] == sizes[:count]
-            assert packets[-1][2:4] == b"\0\0"
-            assert client.read_register(SCPS) == DO_NOT_FRAGMENT | size  # fire reads as zero
-        assert receiver.sources == {(camera.address, client.read_register(SCSP))}
+    with viewing(camera.address) as viewer:
+        viewer.client.write_register(gvcp.SCPS, FIRE | 1500)  # the channel is closed: nothing comes
+        open_stream(viewer.client, viewer.receiver)
+        for count, size in enumerate((1500, 1500, 9000), 1):
+            viewer.client.write_register(gvcp.SCPS, FIRE | DO_NOT_FRAGMENT | size)
+            assert len(viewer.receiver.wait_test_packets(count, 5)[count - 1]) == size - 28
+            assert viewer.client.read_register(gvcp.SCPS) == DO_NOT_FRAGMENT | size, "fire reads as zero"
 
 
 def test_a_full_stream_takes_no_image_and_sends_copies_of_those_it_took(make_camera: MakeCamera) -> None:
     """And a new rate holds in the middle of an image."""
     camera = make_camera((640, 480))
-    stream, limit = camera.server.stream, camera.server.node_map.DeviceLinkThroughputLimit
-    limit.value = limit.min  # an image takes three seconds
-    array = picture(640, 480)
+    stream, tree = camera.server.stream, camera.server.node_map
+    tree.DeviceLinkThroughputLimit.value = tree.DeviceLinkThroughputLimit.min  # seconds for an image
+    array = noise((640, 480))
     sent, image = array.tobytes(), wrap(array)
     told: list[tarn.Image] = []
-    with streaming(camera) as (_, receiver, _):
-        for count in (1, 2):
-            assert stream.try_send(image, told.append)
-            assert told == [image] * count
-        assert not stream.try_send(image, told.append)
+    with streaming(camera.address) as viewer:
+        assert [stream.try_send(image, told.append) for _ in range(3)] == [True, True, False]
         with pytest.raises(RuntimeError, match="Could not send image"):
             stream.send(image, told.append)
-        assert len(told) == 2
-        assert camera.server.node_map.DeviceStreamRefusedImages.value == 1
+        assert told == [image, image]
+        assert tree.DeviceStreamRefusedImages.value == 1
         array[:] = 0
-        limit.value = 125_000_000
-        assert [frame.image for frame in receiver.wait_frames(2)] == [sent, sent]
+        tree.DeviceLinkThroughputLimit.value = 125_000_000
+        assert [frame.image for frame in viewer.receiver.wait_frames(2)] == [sent, sent]
 
 
-def test_the_program_places_the_thread_that_sends(make_camera: MakeCamera) -> None:
-    camera = make_camera((64, 48))
+def test_the_program_places_the_thread_that_sends(camera: Camera) -> None:
     tree = camera.server.node_map
 
     def tasks() -> dict[str, pathlib.Path]:
-        return {(task / "comm").read_text().strip(): task / "status" for task in TASKS.iterdir()}
+        threads = pathlib.Path("/proc/self/task").iterdir()
+        return {(task / "comm").read_text().strip(): task / "status" for task in threads}
 
     wait_until(lambda: "tarn-pump" in tasks(), "the thread has its name")
     processor = min(os.sched_getaffinity(0))
@@ -414,58 +189,116 @@ def test_the_program_places_the_thread_that_sends(make_camera: MakeCamera) -> No
     assert f"Cpus_allowed_list:\t{processor}\n" in tasks()["tarn-pump"].read_text()
     tree.StreamThreadProcessors.value = 1 << 62
     assert tree.StreamThreadProcessors.value == 0, "there is no such processor"
-    with camera.client() as client:
-        client.connect()
-        with pytest.raises(GvcpError):
-            client.write_register(Features(client).register("StreamThreadPriority")[0], 50)
-
-
-def test_a_client_that_is_gone_does_not_end_the_camera(make_camera: MakeCamera) -> None:
-    """The stream goes to a port where nobody listens: unreachable errors come back and are ignored."""
-    camera = make_camera((320, 240))
-    with camera.client() as client:
-        client.connect()
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as unheard:
-            unheard.bind(("127.0.0.1", 0))
-            port = unheard.getsockname()[1]
-        client.write_registers((SCDA, address_word("127.0.0.1")), (SCP, port))
-        Features(client).execute("AcquisitionStart")
-        camera.wait_running()
-        for _ in range(20):
-            camera.send(wrap(picture(320, 240)))
-        with StreamReceiver() as receiver:
-            client.write_register(SCP, receiver.port)
-            camera.send(wrap(picture(320, 240)))
-            receiver.wait_frames(1)
+    with viewing(camera.address) as viewer, pytest.raises(gvcp.GvcpError):
+        viewer.client.write_register(viewer.features.register("StreamThreadPriority")[0], 50)
 
 
 def test_stop_ends_a_stream_that_another_thread_feeds(make_camera: MakeCamera) -> None:
     """Start, stream, stop, again: with sends under way at every stop; every image is released."""
     camera = make_camera((320, 240), resend=2, start=False)
-    server = camera.server
+    server, image = camera.server, wrap(noise((320, 240)))
+    taken, released = list[bool](), list[tarn.Image]()
     for _ in range(5):
-        sent = itertools.count()
-        released: list[int] = []
         server.start(camera.address)
-        with StreamReceiver() as receiver, camera.client() as client:
-            client.connect(beat=None)
-            open_stream(client, receiver, 9000)
-            Features(client).execute("AcquisitionStart")
-            camera.wait_running()
-            ending = threading.Event()
+        ending = threading.Event()
 
-            def feed(sent: Any = sent, released: Any = released, ending: Any = ending) -> None:
-                while not ending.is_set():
-                    if server.stream.try_send(wrap(picture(320, 240)), released.append):
-                        next(sent)
+        def feed(ending: threading.Event = ending) -> None:
+            while not ending.is_set():
+                taken.append(server.stream.try_send(image, released.append))
 
-            feeder = threading.Thread(target=feed)
+        feeder = threading.Thread(target=feed)
+        with streaming(camera.address, 9000) as viewer:
             feeder.start()
-            receiver.wait_frames(5)
+            viewer.receiver.wait_frames(5)
+            viewer.client.stop_heartbeat()  # nobody will answer
             server.stop()
             ending.set()
             feeder.join()
-            client.close()
-        assert server.state == State.Configuration
-        assert len(released) == next(sent)
-        assert not server.stream.is_running
+            viewer.client.close()
+        assert (server.state, server.stream.is_running) == (State.Configuration, False)
+        assert len(released) == sum(taken)
+
+
+def test_any_bytes_go_as_a_file(camera: Camera) -> None:
+    arrays = [noise(size) for size in (SIZE, (1000, 1), (1, 1))] + [noise((20, 20), PfncFormat.RGB8)]
+    longest = "n" * 63
+    with viewing(camera.address) as viewer:
+        viewer.features.write("PayloadType", FILE)
+        name, _ = viewer.features.register("PayloadFileName")
+        viewer.client.write_memory(name, longest.encode() + b"n")
+        viewer.start()
+        for array in arrays:
+            send(camera, array)
+        with pytest.raises(RuntimeError, match="Could not send image"):
+            camera.server.stream.send(wrap(noise((64, 49))))
+        with pytest.raises(gvcp.GvcpError) as refusal:
+            viewer.features.write("PayloadType", IMAGE)
+        assert refusal.value.status == gvcp.BUSY
+        frames = viewer.receiver.wait_frames(len(arrays))
+    for frame, array in zip(frames, arrays, strict=True):
+        assert frame.data_leader[2:] == (array.nbytes, longest)
+        assert frame.image == array.tobytes()
+
+
+def test_leaders_follow_a_variable_size_and_the_clock_that_clients_latch(make_camera: MakeCamera) -> None:
+    camera = make_camera((200, 100), PfncFormat.Mono12, kind=Server.create_with_variable_size_pfnc)
+
+    def latched(viewer: Viewer) -> int:
+        viewer.features.execute("TimestampLatch")
+        high, low = viewer.client.read_registers(gvcp.TIMESTAMP_HIGH, gvcp.TIMESTAMP_LOW)
+        return high << 32 | low
+
+    for region in ((200, 100, 0, 0), (64, 48, 8, 4), (1, 1, 199, 99)):
+        chosen = dict(zip(("Width", "Height", "OffsetX", "OffsetY"), region, strict=True))
+        with streaming(camera.address, settings=chosen) as viewer:
+            viewer.features.execute("TimestampReset")
+            before = latched(viewer)
+            send(camera, picture := noise(region[:2], PfncFormat.Mono12))
+            frame = viewer.receiver.wait_frames(1)[0]
+            assert viewer.features.read("PayloadSize") == len(frame.image) == picture.nbytes
+            leader = frame.leader
+            assert before < leader.timestamp < latched(viewer)
+        assert (leader.width, leader.height, leader.offset_x, leader.offset_y) == region
+        assert (frame.lines_sent, frame.image) == (region[1], picture.tobytes())
+
+
+def test_one_stream_reaches_every_receiver_of_a_group(camera: Camera) -> None:
+    group = (f"239.77.{random.randrange(256)}.{random.randrange(1, 255)}", 20_000 + random.randrange(20_000))
+    with viewing(camera.address, group=group) as viewer, StreamReceiver(group=group) as second:
+        viewer.start()
+        for _ in range(3):
+            send(camera, PICTURE)
+        for receiver in (viewer.receiver, second):
+            assert [frame.image for frame in receiver.wait_frames(3)] == [PICTURE.tobytes()] * 3
+            assert receiver.sources == {(camera.address, viewer.client.read_register(gvcp.SCSP))}
+
+
+@pytest.mark.parametrize("codes", [0, STATUS_CODES, STATUS_CODES_2])
+@pytest.mark.parametrize("to_requester", [0, TO_REQUESTER])
+def test_answers_come_as_and_where_the_registers_say(
+    make_camera: MakeCamera, to_requester: int, codes: int
+) -> None:
+    camera = make_camera(SIZE, resend=2)
+    kept, gone, coming = 3, 1, 4
+    with viewing(camera.address, resend_from=None) as viewer, socket.socket(type=socket.SOCK_DGRAM) as asker:
+        asker.bind(("127.0.0.1", 0))
+        asker.settimeout(10)
+        assert viewer.client.read_register(gvcp.SCC) & TO_REQUESTER
+        viewer.client.write_registers((gvcp.GVCP_CONFIGURATION, codes), (gvcp.SCCFG, to_requester))
+        viewer.start()
+        for _ in range(kept):
+            send(camera, PICTURE)
+        sent = viewer.receiver.wait_frames(kept)[-1].packets[2]
+        seen = viewer.receiver.packets_seen
+        for block, status in ((kept, RESENT), (gone, EARLIER_GONE), (coming, NOT_YET)):
+            asker.sendto(gvcp.resend_command(block, 2, 2, extended=False), (camera.address, gvcp.PORT))
+            if not to_requester:
+                seen += 1
+                continue
+            answer = Packet.decode(asker.recv(65536))
+            usual = UNAVAILABLE if block != kept else 0
+            assert (answer.status, answer.block, answer.number) == (status if codes else usual, block, 2)
+            assert answer.data == (sent.data if block == kept else b"")
+        wait_until(lambda: viewer.receiver.packets_seen == seen, "the stream has the answers")
+    with make_camera(SIZE).client() as client:
+        assert not client.read_register(gvcp.SCC) & TO_REQUESTER, "without a store nothing is sent again"

@@ -1,59 +1,43 @@
 """Every command and every payload type on the wire, as tshark's dissectors read them."""
 
 import contextlib
-import dataclasses
 import itertools
 import pathlib
 import socket
 import struct
 import threading
 from collections.abc import Mapping
+from typing import NamedTuple
 
 import numpy as np
 
-import tarn
-from conftest import Camera, MakeCamera, address_word, need_tool, open_stream
+import gvcp_client as gvcp
+from conftest import Camera, MakeCamera, address_word, need_tool
 from features import Features
-from feeding import noise
-from gvcp_client import (
-    CCP,
-    DISCOVERY,
-    FORCEIP,
-    GVCP_CONFIGURATION,
-    HEARTBEAT_TIMEOUT,
-    PACKETRESEND,
-    PENDING_ACK,
-    READMEM,
-    READREG,
-    SCDA,
-    SCPS,
-    WRITEMEM,
-    WRITEREG,
-    command,
-)
-from gvsp_receiver import CHUNKED, FILE, IMAGE, RAW_DATA, Frame, StreamReceiver
+from feeding import noise, send
+from gvsp_receiver import CHUNKED, FILE, IMAGE, RAW_DATA, Frame
 from tarn import PfncFormat
 from tshark import Expected, Fields, assert_reads, capturing, dissected, faults, numbers, show
+from viewing import streaming
 
 SIZE = (64, 48)
 FRAMES = 3
+FIRST_ID, LAST_ID = 0x4000, 0x4FFF
 FILE_NAME = "image.raw"
-ACTION = 0x0100
 ACTION_KEYS = (0x11223344, 0x55667788, 0x99AABBCC)
-ACTION_REGISTERS = (0x090C, 0x9800, 0x9804)
+ACTION_REGISTERS = (gvcp.ACTION_DEVICE_KEY, gvcp.ACTION_GROUPS, gvcp.ACTION_GROUPS + 4)
 ACTION_FIELDS = [f"gvcp.cmd.action.{key}" for key in ("devicekey", "groupkey", "groupmask")]
 FAR_FUTURE = 120 * 10**9  # ticks since the camera was made: two minutes
 
 
-@dataclasses.dataclass(frozen=True)
-class Asked:
+class Asked(NamedTuple):
     """A command as it is sent, and what is to be read in it and in its answer; None for silence."""
 
     code: int
+    flags: int
     payload: bytes
     asked: Expected
     answered: Expected | None
-    flags: int = 1
 
 
 def words(*values: int) -> bytes:
@@ -63,96 +47,52 @@ def words(*values: int) -> bytes:
 def conversation(address: str) -> dict[str, Asked]:
     """Every command that clients send, by name."""
     mac = (0x0254 << 32 | address_word(address)).to_bytes(6, "big")
-    here = socket.inet_aton(address)
-    colons = mac.hex(":")
+    colons, netmask = mac.hex(":"), "255.0.0.0"
+    force = struct.pack(">H6s12x4s12x4s12x4x", 0, mac, socket.inet_aton(address), socket.inet_aton(netmask))
+    addresses: Expected = {"ip": address, "subnetmask": netmask, "defaultgateway": "0.0.0.0"}
+    forced = {f"gvcp.cmd.forceip.{key}": value for key, value in (addresses | {"macaddress": colons}).items()}
+    device: Expected = {
+        "gvcp.cmd.discovery.devicemacaddress": colons,
+        "gvcp.bootstrap.currentip": address,
+        "gvcp.bootstrap.modelname": "TRGevServer",
+        "gvcp.bootstrap.serialnumber": mac.hex().upper(),
+    }
+    settings: Expected = {
+        "gvcp.cmd.writereg.bootstrapregister": [gvcp.HEARTBEAT_TIMEOUT, gvcp.SCPS],
+        "gvcp.bootstrap.heartbeattimeout": 5000,
+        "gvcp.bootstrap.scpsx.packetsize": 1400,
+    }
+    written = words(gvcp.HEARTBEAT_TIMEOUT, 5000, gvcp.SCPS, 1400)
+    registers: Expected = {"gvcp.cmd.readreg.bootstrapregister": [gvcp.CCP, gvcp.SCPS]}
+    values: Expected = {
+        "gvcp.bootstrap.control.controlaccess": 1,
+        "gvcp.bootstrap.control.exclusiveaccess": 0,
+        "gvcp.bootstrap.scpsx.packetsize": 1400,
+    }
+    part: Expected = {"gvcp.cmd.readmem.bootstrapregister": 0x48, "gvcp.cmd.readmem.count": 32}
+    name: Expected = {"gvcp.cmd.readmem.address": 0x48, "gvcp.bootstrap.manufacturername": "NORDHAVNOPTICS"}
+    packets: Expected = {"gvcp.cmd.resend.firstpacketid": 3, "gvcp.cmd.resend.lastpacketid": 0x77}
+    resend = struct.pack(">HHII", 0, 0x1122, 3, 0x77)
+    long_resend = struct.pack(">HHIIQ", 0, 0, 3, 0x77, 0x11223344556677)
+    long_id: Expected = {"gvcp.cmd.resend.extendedblockid": 0x11223344556677}
+    keys: Expected = dict(zip(ACTION_FIELDS, ACTION_KEYS, strict=True))
+    scheduled = words(*ACTION_KEYS) + struct.pack(">Q", FAR_FUTURE)
+    local = words(gvcp.SCDA, address_word("127.0.0.1"))
     return {
-        "DISCOVERY": Asked(
-            DISCOVERY,
-            b"",
-            {"gvcp.cmd.flag.allowbroadcastacq": 1},
-            {
-                "gvcp.cmd.discovery.devicemacaddress": colons,
-                "gvcp.bootstrap.currentip": address,
-                "gvcp.bootstrap.modelname": "TRGevServer",
-                "gvcp.bootstrap.serialnumber": mac.hex().upper(),
-            },
-            flags=0x11,
-        ),
-        "FORCEIP": Asked(
-            FORCEIP,
-            struct.pack(">H6s12x4s12x4s12x4x", 0, mac, here, socket.inet_aton("255.0.0.0")),
-            {
-                "gvcp.cmd.forceip.macaddress": colons,
-                "gvcp.cmd.forceip.ip": address,
-                "gvcp.cmd.forceip.subnetmask": "255.0.0.0",
-                "gvcp.cmd.forceip.defaultgateway": "0.0.0.0",
-            },
-            None,  # somebody is in control
-        ),
-        "WRITEREG": Asked(
-            WRITEREG,
-            words(HEARTBEAT_TIMEOUT, 5000, SCPS, 1400),
-            {
-                "gvcp.cmd.writereg.bootstrapregister": [HEARTBEAT_TIMEOUT, SCPS],
-                "gvcp.bootstrap.heartbeattimeout": 5000,
-                "gvcp.bootstrap.scpsx.packetsize": 1400,
-            },
-            {"gvcp.cmd.writereg.dataindex": 2},
-        ),
-        "READREG": Asked(
-            READREG,
-            words(CCP, SCPS),
-            {"gvcp.cmd.readreg.bootstrapregister": [CCP, SCPS]},
-            {
-                "gvcp.cmd.readreg.bootstrapregister": [CCP, SCPS],
-                "gvcp.bootstrap.control.controlaccess": 1,
-                "gvcp.bootstrap.control.exclusiveaccess": 0,
-                "gvcp.bootstrap.scpsx.packetsize": 1400,
-            },
-        ),
-        "WRITEMEM": Asked(
-            WRITEMEM, words(SCDA, address_word("127.0.0.1")), {}, {"gvcp.cmd.writemem.dataindex": 4}
-        ),
-        "READMEM": Asked(
-            READMEM,
-            struct.pack(">IHH", 0x48, 0, 32),
-            {"gvcp.cmd.readmem.bootstrapregister": 0x48, "gvcp.cmd.readmem.count": 32},
-            {"gvcp.cmd.readmem.address": 0x48, "gvcp.bootstrap.manufacturername": "NORDHAVNOPTICS"},
-        ),
+        "DISCOVERY": Asked(gvcp.DISCOVERY, 0x11, b"", {"gvcp.cmd.flag.allowbroadcastacq": 1}, device),
+        # Nobody answers, since somebody is in control.
+        "FORCEIP": Asked(gvcp.FORCEIP, 1, force, forced, None),
+        "WRITEREG": Asked(gvcp.WRITEREG, 1, written, settings, {"gvcp.cmd.writereg.dataindex": 2}),
+        "READREG": Asked(gvcp.READREG, 1, words(gvcp.CCP, gvcp.SCPS), registers, registers | values),
+        "WRITEMEM": Asked(gvcp.WRITEMEM, 1, local, {}, {"gvcp.cmd.writemem.dataindex": 4}),
+        "READMEM": Asked(gvcp.READMEM, 1, struct.pack(">IHH", 0x48, 0, 32), part, name),
         "PACKETRESEND": Asked(
-            PACKETRESEND,
-            struct.pack(">HHII", 0, 0x1122, 3, 0x77),
-            {
-                "gvcp.cmd.resend.blockid": 0x1122,
-                "gvcp.cmd.resend.firstpacketid": 3,
-                "gvcp.cmd.resend.lastpacketid": 0x77,
-            },
-            None,
-            flags=0,
+            gvcp.PACKETRESEND, 0, resend, packets | {"gvcp.cmd.resend.blockid": 0x1122}, None
         ),
-        "PACKETRESEND, extended": Asked(
-            PACKETRESEND,
-            struct.pack(">HHIIQ", 0, 0, 3, 0x77, 0x11223344556677),
-            {
-                "gvcp.cmd.resend.extendedblockid": 0x11223344556677,
-                "gvcp.cmd.resend.firstpacketid": 3,
-                "gvcp.cmd.resend.lastpacketid": 0x77,
-            },
-            None,
-            flags=0x10,
-        ),
-        "ACTION": Asked(
-            ACTION,
-            words(*ACTION_KEYS),
-            {field: key for field, key in zip(ACTION_FIELDS, ACTION_KEYS, strict=True)},
-            {},
-        ),
+        "PACKETRESEND, extended": Asked(gvcp.PACKETRESEND, 0x10, long_resend, packets | long_id, None),
+        "ACTION": Asked(gvcp.ACTION, 1, words(*ACTION_KEYS), keys, {}),
         "ACTION, scheduled": Asked(
-            ACTION,
-            words(*ACTION_KEYS) + struct.pack(">Q", FAR_FUTURE),
-            {**dict(zip(ACTION_FIELDS, ACTION_KEYS, strict=True)), "gvcp.cmd.action.time": FAR_FUTURE},
-            {},
-            flags=0x81,
+            gvcp.ACTION, 0x81, scheduled, keys | {"gvcp.cmd.action.time": FAR_FUTURE}, {}
         ),
     }
 
@@ -161,20 +101,25 @@ def test_every_command_reads_as_it_was_meant(camera: Camera, tmp_path: pathlib.P
     need_tool("tshark")
     path = tmp_path / "commands.pcapng"
     rows = conversation(camera.address)
-    first_id = 0x4000
+    gate = threading.Event()
+    camera.server.node_map.AcquisitionStop.register_event_written_updated(lambda node: gate.wait(10))
     with capturing(camera.address, path), camera.client() as client:
         client.connect(beat=None)
         client.write_registers(*zip(ACTION_REGISTERS, ACTION_KEYS, strict=True))
-        for number, row in enumerate(rows.values(), first_id):
-            datagram = command(row.code, row.payload, number, row.flags)
-            if row.answered is None:
-                client.send_raw(datagram)
-            else:
-                ack = client.exchange(datagram)
-                assert ack and ack.status == 0
+        for number, row in enumerate(rows.values(), FIRST_ID):
+            client.send_raw(gvcp.command(row.code, row.payload, number, row.flags))
+            ack = client.receive(5) if row.answered is not None else None
+            assert row.answered is None or (ack and ack.status == 0)
+        client.write_register(gvcp.GVCP_CONFIGURATION, 0x2)
+        address, _ = Features(client).register("AcquisitionStop")
+        client.send_raw(gvcp.command(gvcp.WRITEREG, words(address, 1), LAST_ID))
+        pending = client.receive(5)
+        gate.set()
+        while (latest := client.receive(5)) and latest.code == gvcp.PENDING_ACK:
+            pass
     assert not faults(path)
-    exchanged = dissected(path, "gvcp", f"gvcp.cmd.req_id >= {first_id} && gvcp.cmd.req_id < 0x5000")
-    for number, (name, row) in enumerate(rows.items(), first_id):
+    exchanged = dissected(path, "gvcp", f"gvcp.cmd.req_id >= {FIRST_ID} && gvcp.cmd.req_id <= {LAST_ID}")
+    for number, (name, row) in enumerate(rows.items(), FIRST_ID):
         packets = [packet for packet in exchanged if numbers(packet, "gvcp.cmd.req_id") == [number]]
         assert len(packets) == (1 if row.answered is None else 2), name
         asked: Expected = {"gvcp.cmd.command": row.code, "gvcp.cmd.flags": row.flags}
@@ -182,32 +127,10 @@ def test_every_command_reads_as_it_was_meant(camera: Camera, tmp_path: pathlib.P
         if row.answered is not None:
             answered: Expected = {"gvcp.ack": row.code + 1, "gvcp.cmd.status": 0}
             assert_reads(packets[1], answered | row.answered, f"answer to {name}")
-
-
-def test_pending_acknowledge_reads_as_it_was_meant(camera: Camera, tmp_path: pathlib.Path) -> None:
-    need_tool("tshark")
-    path = tmp_path / "pending.pcapng"
-    gate = threading.Event()
-    camera.server.node_map.AcquisitionStop.register_event_written_updated(lambda node: gate.wait(10))
-    with capturing(camera.address, path), camera.client() as client:
-        client.connect(beat=None)
-        client.write_register(GVCP_CONFIGURATION, 0x2)
-        address, _ = Features(client).register("AcquisitionStop")
-        client.send_raw(command(WRITEREG, words(address, 1), 0x4000))
-        answers = [client.receive(5)]
-        gate.set()
-        while (latest := answers[-1]) and latest.code == PENDING_ACK:
-            answers.append(client.receive(5))
-    pending = answers[0]
-    assert pending and pending.code == PENDING_ACK
-    assert not faults(path)
-    packets = dissected(path, "gvcp", f"gvcp.ack == {PENDING_ACK}")
-    milliseconds = struct.unpack_from(">H", pending.payload, 2)[0]
-    assert_reads(
-        packets[0],
-        {"gvcp.cmd.req_id": 0x4000, "gvcp.ack.pendingack.timetocompletion": milliseconds},
-        "PENDING_ACK",
-    )
+    assert pending and pending.code == gvcp.PENDING_ACK
+    time: Expected = {"gvcp.ack.pendingack.timetocompletion": struct.unpack_from(">H", pending.payload, 2)[0]}
+    (packet,) = (packet for packet in exchanged if numbers(packet, "gvcp.ack") == [gvcp.PENDING_ACK])
+    assert_reads(packet, time, "PENDING_ACK")
 
 
 def judge_block(block: Mapping[int, Fields], frame: Frame, sent: bytes, extended: bool, what: str) -> None:
@@ -237,8 +160,7 @@ def judge_block(block: Mapping[int, Fields], frame: Frame, sent: bytes, extended
     assert read.startswith(sent), what
 
 
-@dataclasses.dataclass(frozen=True)
-class Session:
+class Session(NamedTuple):
     """What a client saw of one stream."""
 
     name: str
@@ -248,7 +170,7 @@ class Session:
 
 
 def stream_once(
-    sockets: contextlib.ExitStack, camera: Camera, sent: np.ndarray, kind: str, chunks: bool, extended: bool
+    sockets: contextlib.ExitStack, camera: Camera, sent: np.ndarray, kind: int, chunks: bool, extended: bool
 ) -> Session:
     """A client's whole session: some frames of the payload type, with packets that are asked for again.
 
@@ -258,33 +180,24 @@ def stream_once(
     def lost(block: int, number: int, copies: int) -> bool:
         return copies == 0 and number == block
 
-    receiver = sockets.enter_context(StreamReceiver(drop=lost, resend_from=camera.address))
-    client = sockets.enter_context(camera.client())
-    client.connect()
-    features = Features(client)
-    features.write("PayloadType", {"Image": IMAGE, "RawData": RAW_DATA, "File": FILE}[kind])
-    features.write("ChunkModeActive", chunks)
-    features.write("GevGVSPExtendedIDMode", extended)
-    open_stream(client, receiver, 576)
-    features.execute("AcquisitionStart")
-    camera.wait_running()
+    settings = {"PayloadType": kind, "ChunkModeActive": chunks, "GevGVSPExtendedIDMode": extended}
+    viewer = sockets.enter_context(streaming(camera.address, 576, drop=lost, settings=settings))
     for _ in range(FRAMES):
-        camera.send(tarn.WrappedImage.from_buffer(sent), lambda image: None)
-    frames = receiver.wait_frames(FRAMES)
-    features.execute("AcquisitionStop")
-    client.disconnect()
-    name = f"{kind}{' with chunks' * chunks}{', 64-bit ids' * extended}"
+        send(camera, sent)
+    frames = viewer.receiver.wait_frames(FRAMES)
+    viewer.client.disconnect()
+    name = f"type {kind}{' with chunks' * chunks}{', 64-bit ids' * extended}"
     assert all(frame.is_whole and frame.asked for frame in frames), name
-    return Session(name, receiver.port, extended, frames)
+    return Session(name, viewer.receiver.port, extended, frames)
 
 
 def test_every_payload_type_reads_as_it_was_sent(make_camera: MakeCamera, tmp_path: pathlib.Path) -> None:
     need_tool("tshark")
     camera = make_camera(SIZE, resend=FRAMES)
     path = tmp_path / "streams.pcapng"
-    sent = noise(SIZE, PfncFormat.Mono8, 0)
+    sent = noise(SIZE)
     with capturing(camera.address, path), contextlib.ExitStack() as sockets:
-        ways = itertools.product(["Image", "RawData", "File"], [False, True], [False, True])
+        ways = itertools.product([IMAGE, RAW_DATA, FILE], [False, True], [False, True])
         sessions = [stream_once(sockets, camera, sent, *way) for way in ways]
     decode_as = " ".join(f"udp.port=={session.port},gvsp" for session in sessions)
     assert not faults(path, decode_as)
@@ -302,4 +215,4 @@ def test_every_payload_type_reads_as_it_was_sent(make_camera: MakeCamera, tmp_pa
         for frame in session.frames:
             what = f"{session.name}, block {frame.block}"
             judge_block(packets[session.port, frame.block], frame, sent.tobytes(), session.extended, what)
-    assert len(show(path, f"gvcp.cmd.command == {PACKETRESEND}")) >= FRAMES * len(sessions)
+    assert len(show(path, f"gvcp.cmd.command == {gvcp.PACKETRESEND}")) >= FRAMES * len(sessions)

@@ -21,39 +21,38 @@ _LAST_ID = 0xFFFE  # request id of the packet that ends a capture
 def capturing(address: str, path: pathlib.Path) -> Iterator[None]:
     """Record the address's UDP traffic on the loopback interface."""
     recorder = ["tshark", "-Q", "-i", "lo", "-f", f"udp and host {address}", "-w", str(path)]
-    tshark = subprocess.Popen(recorder, stderr=subprocess.PIPE, text=True)
-    assert tshark.stderr
-    complaints = tshark.stderr
+    tshark = subprocess.Popen(recorder, stderr=subprocess.DEVNULL)
     try:
 
         def listening() -> bool:
-            assert tshark.poll() is None, complaints.read()
+            assert tshark.poll() is None, "tshark ended"
             discover(address, wait=0.05)
             return path.exists() and path.stat().st_size > 1000
 
         wait_until(listening, "tshark records", 30)
         yield
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as last:
+        with socket.socket(type=socket.SOCK_DGRAM) as last:
             last.sendto(command(DISCOVERY, request_id=_LAST_ID), (address, PORT))
         wait_until(lambda: bool(show(path, f"gvcp.cmd.req_id == {_LAST_ID}")), "the capture is written")
     finally:
         tshark.terminate()
         tshark.wait(10)
-        complaints.close()
+
+
+def _read(path: pathlib.Path, condition: str, decode_as: str, *options: str) -> str:
+    """What tshark prints of packets that meet a display condition.
+
+    `decode_as` holds protocols of ports, as tshark's option ``-d`` takes them, parted by blanks.
+    """
+    decode = [part for rule in decode_as.split() for part in ("-d", rule)]
+    command_line = ["tshark", "-r", str(path), *decode, "-Y", condition, *options]
+    return subprocess.run(command_line, capture_output=True, text=True, check=False).stdout
 
 
 def show(path: pathlib.Path, condition: str, *fields: str, decode_as: str = "") -> list[str]:
-    """Packets of a capture that meet a display condition, one line of fields each.
-
-    Parameters
-    ----------
-    decode_as : str
-        The protocols of some ports, as tshark's option ``-d`` takes them, parted by blanks.
-    """
-    decode = [part for rule in decode_as.split() for part in ("-d", rule)]
+    """Packets of a capture that meet a display condition, one line of fields each."""
     wanted = [part for field in ("frame.number", *fields) for part in ("-e", field)]
-    command = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "fields", *wanted]
-    return subprocess.run(command, capture_output=True, text=True, check=False).stdout.splitlines()
+    return _read(path, condition, decode_as, "-T", "fields", *wanted).splitlines()
 
 
 def flattened(layer: Any) -> Iterator[tuple[str, str]]:
@@ -67,10 +66,7 @@ def flattened(layer: Any) -> Iterator[tuple[str, str]]:
 
 def dissected(path: pathlib.Path, protocol: str, condition: str, decode_as: str = "") -> list[Fields]:
     """What the dissectors of UDP and of `protocol` say of each packet that meets the condition."""
-    decode = [part for rule in decode_as.split() for part in ("-d", rule)]
-    command_line = ["tshark", "-r", str(path), *decode, "-Y", condition, "-T", "json"]
-    done = subprocess.run(command_line, capture_output=True, text=True, check=True)
-    packets = json.loads(done.stdout, object_pairs_hook=list)
+    packets = json.loads(_read(path, condition, decode_as, "-T", "json"), object_pairs_hook=list)
     layers = (dict(dict(packet)["_source"])["layers"] for packet in packets)
     return [[*flattened(dict(layer)["udp"]), *flattened(dict(layer)[protocol])] for layer in layers]
 

@@ -7,9 +7,8 @@
 namespace Tarn {
 namespace {
 
-constexpr std::uint64_t kGigabit = 125'000'000;  // bytes per second
-
 TEST(PowerOnValues, TheThroughputLimitFollowsTheLinkUntilAnotherIsChosen) {
+  constexpr std::uint64_t kGigabit = 125'000'000;  // bytes per second
   SparseMemory memory;
   FillConstants(memory, true);
   const auto limit_on = [&](std::uint32_t mbit) {

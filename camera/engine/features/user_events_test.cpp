@@ -13,17 +13,18 @@
 namespace Tarn {
 namespace {
 
-using Numbers = std::vector<std::uint16_t>;
+using Entries = std::map<std::int64_t, std::string>;
+using Sources = std::map<std::string, std::vector<std::uint16_t>>;
 
 class UserEventsTest : public ::testing::Test {
  protected:
   UserEventsTest() { AddStandardFeatures(tree_, std::nullopt); }
 
-  NodePtr Add(NodePtr node) {
+  NodePtr Add(NodePtr node, std::int64_t event_id = 0) {
     tree_.Add(node);
+    node->event_id = event_id;
     return node;
   }
-
   NodePtr Define(const std::string& name, std::int64_t number) {
     const NodePtr event = Add(NewInteger(name, number));
     AddRelated(tree_.Find("EventControl"), NodeList::Child, event, nullptr);
@@ -31,86 +32,65 @@ class UserEventsTest : public ::testing::Test {
   }
 
   /// What the selector shows beyond the device's own events, by number.
-  std::map<std::int64_t, std::string> Entries() const {
-    std::map<std::int64_t, std::string> entries;
+  Entries Shown() const {
+    Entries entries;
     for (const NodePtr& entry : tree_.Find("EventSelector")->children) {
       const auto number = std::get<std::int64_t>(entry->value);
       if (number >= 0x9000) entries[number] = entry->name;
     }
     return entries;
   }
+  /// The events of each register.
+  Sources Found() const {
+    Sources sources;
+    for (const auto& [reg, numbers] : FindEventSources(tree_)) sources[reg->name] = numbers;
+    return sources;
+  }
 
   FeatureTree tree_;
 };
 
-using Entry = std::map<std::int64_t, std::string>;
-
-TEST_F(UserEventsTest, BelongToTheLongestName) {
+TEST_F(UserEventsTest, BelongToTheLongestNameAndComeFromTheRegisterBehind) {
   Define("EventMotor", 0x9100);
   Define("EventMotorStop", 0x9101);
-  const NodePtr reg = Add(NewIntReg("EventMotorPosition", 0xA000));
-  const NodePtr stop = Add(NewIntReg("EventMotorStopReason", 0xA004));
-  const NodePtr other = Add(NewIntReg("Motor", 0xA008));
   Add(NewInteger("EventNo", std::int64_t{0x9102}));  // not in the category
-  for (int starts = 0; starts < 2; ++starts) {
-    DefineUserEvents(tree_);
-    EXPECT_EQ(Entries(), (Entry{{0x9100, "Motor"}, {0x9101, "MotorStop"}}));
-  }
-  EXPECT_EQ(reg->event_id, 0x9100);
-  EXPECT_EQ(stop->event_id, 0x9101);
-  EXPECT_EQ(other->event_id, 0);
-  const EventSources sources = FindEventSources(tree_);
-  EXPECT_EQ(sources.size(), 2u);
-  EXPECT_EQ(sources.at(reg.get()), Numbers{0x9100});
-  EXPECT_EQ(sources.at(stop.get()), Numbers{0x9101});
-}
-
-TEST_F(UserEventsTest, ComeFromTheRegisterBehindAChain) {
-  Define("EventMotor", 0x9100);
   const NodePtr reg = Add(NewIntReg("Raw", 0xA000));
   const NodePtr middle = Add(NewInteger("Middle", reg));
   Add(NewInteger("EventMotorPosition", middle));
-  const NodePtr fire_reg = Add(NewIntReg("FireValue", 0xA004));
-  const NodePtr fire = Add(NewNode(NodeKind::Command, "EventMotorFire", fire_reg));
-  const NodePtr second = Add(NewInteger("Second", reg));
-  second->event_id = 0x9200;
-  DefineUserEvents(tree_);
-  EXPECT_EQ(middle->event_id, 0x9100);
-  EXPECT_EQ(reg->event_id, 0x9100);
-  EXPECT_EQ(fire->event_id, 0x9100);
-  EXPECT_EQ(FindEventSources(tree_).at(reg.get()), (Numbers{0x9100, 0x9200}));
+  Add(NewInteger("Second", reg), 0x9200);
+  Add(NewIntReg("EventMotorStopReason", 0xA004));
+  Add(NewIntReg("Motor", 0xA008));
+  const NodePtr fire = Add(NewNode(NodeKind::Command, "EventMotorFire", Add(NewIntReg("FireValue", 0xA00C))));
+  for (int starts = 0; starts < 2; ++starts) {
+    DefineUserEvents(tree_);
+    EXPECT_EQ(Shown(), (Entries{{0x9100, "Motor"}, {0x9101, "MotorStop"}, {0x9200, "Second"}}));
+  }
+  for (const NodePtr& node : {reg, middle, fire}) EXPECT_EQ(node->event_id, 0x9100) << node->name;
+  const Sources sources = Found();
+  EXPECT_EQ(sources.at("Raw"), (std::vector<std::uint16_t>{0x9100, 0x9200}));
+  EXPECT_EQ(sources.at("EventMotorStopReason"), std::vector<std::uint16_t>{0x9101});
+  EXPECT_FALSE(sources.contains("Motor"));
 }
 
 TEST_F(UserEventsTest, AreNamedByTheFirstNodeThatCarriesTheirId) {
-  const NodePtr first = Add(NewIntReg("Temperature", 0xA000));
-  const NodePtr second = Add(NewIntReg("Fan", 0xA004));
-  const NodePtr frame = Add(NewIntReg("Exposure", 0xA008));
-  first->event_id = second->event_id = 0x9300;
-  frame->event_id = 0x9003;  // hears of the device's own event, and does not cause it
+  Add(NewIntReg("Temperature", 0xA000), 0x9300);
+  Add(NewIntReg("Fan", 0xA004), 0x9300);
+  Add(NewIntReg("Exposure", 0xA008), 0x9003);  // hears of the device's own event, and does not cause it
   DefineUserEvents(tree_);
-  EXPECT_EQ(Entries(), (Entry{{0x9300, "Temperature"}}));
-  const EventSources sources = FindEventSources(tree_);
-  EXPECT_EQ(sources.at(first.get()), Numbers{0x9300});
-  EXPECT_EQ(sources.at(second.get()), Numbers{0x9300});
-  EXPECT_FALSE(sources.contains(frame.get()));
+  EXPECT_EQ(Shown(), (Entries{{0x9300, "Temperature"}}));
+  EXPECT_EQ(Found(), (Sources{{"Temperature", {0x9300}}, {"Fan", {0x9300}}}));
 }
 
 TEST_F(UserEventsTest, RefuseNumbersThatCannotBe) {
-  const struct {
-    const char* name;
-    std::int64_t number;
-  } rows[] = {{"EventLow", 0x8FFF}, {"EventHigh", 0x10000}, {"EventNegative", -1}, {"EventOwn", 0x9001}};
-  for (const auto& row : rows) {
-    const NodePtr event = Define(row.name, row.number);
-    EXPECT_EQ(Refusal([&] { DefineUserEvents(tree_); }), Failure::kInvalidArgument) << row.name;
+  Define("EventOne", 0x9100);
+  for (const std::int64_t number : {0x8FFF, 0x10000, -1, 0x9001, 0x9100}) {
+    const NodePtr event = Define("EventTwo", number);
+    EXPECT_EQ(Refusal([&] { DefineUserEvents(tree_); }), Failure::kInvalidArgument) << number;
     tree_.Remove(event);
   }
-  Define("EventOne", 0x9100);
-  const NodePtr twin = Define("EventTwo", 0x9100);
-  EXPECT_EQ(Refusal([&] { DefineUserEvents(tree_); }), Failure::kInvalidArgument);
-  twin->value = std::int64_t{0x9101};
+  Define("EventTwo", 0xFFFF);
   DefineUserEvents(tree_);
-  EXPECT_EQ(Entries(), (Entry{{0x9100, "One"}, {0x9101, "Two"}}));
+  EXPECT_EQ(Shown(), (Entries{{0x9100, "One"}, {0xFFFF, "Two"}}));
 }
 
 }  // namespace

@@ -12,63 +12,49 @@
 namespace Tarn {
 namespace {
 
-TEST(FeatureTree, FindsWhatWasAddedUntilItIsRemoved) {
-  FeatureTree tree;
-  const NodePtr node = NewInteger("Lamp");
-  tree.Add(node);
+std::optional<Failure> Refused(FeatureTree& tree, const NodePtr& node) {
+  return Refusal([&] { tree.Add(node); });
+}
+std::optional<Failure> Refused(const NodePtr& node, NodeList list, const NodePtr& related) {
+  return Refusal([&] { AddRelated(node, list, related, nullptr); });
+}
+
+TEST(FeatureTree, HasEachNameOnce) {
+  FeatureTree tree, other;
+  const NodePtr node = Put(tree, NewInteger("Lamp"));
   EXPECT_EQ(tree.Find("Lamp"), node);
-  EXPECT_EQ(node->tree, &tree);
-  EXPECT_EQ(Refusal([&] { tree.Add(node); }), Failure::kExists);
-  EXPECT_EQ(Refusal([&] { tree.Add(NewInteger("Lamp")); }), Failure::kExists);
-  // Clients know the port by this name.
-  EXPECT_EQ(Refusal([&] { tree.Add(NewInteger("Device")); }), Failure::kExists);
-  FeatureTree other;
-  EXPECT_EQ(Refusal([&] { other.Add(node); }), Failure::kExists);
+  EXPECT_EQ(Refused(tree, node), Failure::kExists);
+  EXPECT_EQ(Refused(tree, NewInteger("Lamp")), Failure::kExists);
+  EXPECT_EQ(Refused(tree, NewInteger("Device")), Failure::kExists);  // clients know the port by this name
+  EXPECT_EQ(Refused(other, node), Failure::kExists);
   EXPECT_EQ(Refusal([&] { other.Remove(node); }), Failure::kNotFound);
   tree.Remove(node);
   EXPECT_EQ(tree.Find("Lamp"), nullptr);
-  other.Add(node);
-  EXPECT_EQ(other.Nodes().size(), 1u);
+  EXPECT_EQ(Refused(other, node), std::nullopt);
 }
 
-TEST(FeatureTree, LetsGoOfItsNodesWhenItEnds) {
-  const NodePtr node = NewInteger("Lamp");
-  const NodePtr first = NewEnumeration("First", {}, {{"Off", 0}});
-  const NodePtr second = NewEnumeration("Second", {}, {{"Off", 0}, {"On", 1}});
-  const NodePtr unlisted = second->children[0];  // its name is the first one's
-  const NodePtr listed = second->children[1];
+TEST(FeatureTree, HasTheEntriesOfItsEnumerations) {
+  const NodePtr mode = NewEnumeration("Mode", {}, {{"Off", 0}, {"On", 1}});
+  const NodePtr off = mode->children[0];
+  const NodePtr strobe = NewEntry("Strobe", 2);
   {
     FeatureTree tree;
-    for (const NodePtr& added : {node, first, second}) tree.Add(added);
-    EXPECT_EQ(unlisted->tree, &tree);
-    RemoveRelated(second, NodeList::Child, unlisted);
-    RemoveRelated(second, NodeList::Child, listed);
-    EXPECT_EQ(unlisted->tree, nullptr);
-    EXPECT_EQ(listed->tree, nullptr);
-    EXPECT_EQ(tree.Find("On"), nullptr);
-    EXPECT_NE(tree.Find("Off"), nullptr);
+    tree.Add(mode);
+    EXPECT_EQ(tree.Find("Off"), off);
+    AddRelated(mode, NodeList::Child, strobe, off);
+    EXPECT_EQ(tree.Find("Strobe"), strobe);
+    EXPECT_EQ(mode->children[0], strobe);
+    EXPECT_EQ(Refused(mode, NodeList::Child, NewEntry("Strobe", 3)), Failure::kExists);
+    tree.Remove(off);
+    EXPECT_EQ(mode->children.size(), 2u);
+    Link(mode, NodeList::Child, off);  // as free as any other
+    EXPECT_EQ(tree.Find("Off"), off);
+    tree.Remove(mode);
+    EXPECT_TRUE(tree.Nodes().empty());
+    EXPECT_EQ(strobe->tree, nullptr);
+    tree.Add(mode);
   }
-  for (const NodePtr& left : {node, first, second, first->children[0]}) EXPECT_EQ(left->tree, nullptr);
-}
-
-TEST(FeatureTree, FindsEntriesBehindNodes) {
-  FeatureTree tree;
-  const NodePtr mode = NewEnumeration("Mode", {}, {{"Off", 0}, {"Lamp", 1}});
-  tree.Add(mode);
-  EXPECT_EQ(tree.Find("Off"), mode->children[0]);
-  const NodePtr added = NewEntry("Strobe", 2);
-  AddRelated(mode, NodeList::Child, added, mode->children[0]);
-  EXPECT_EQ(tree.Find("Strobe"), added);
-  EXPECT_EQ(mode->children[0], added);
-  EXPECT_EQ(Refusal([&] { AddRelated(mode, NodeList::Child, NewEntry("Strobe", 3), nullptr); }),
-            Failure::kExists);
-  const NodePtr lamp = NewInteger("Lamp");
-  tree.Add(lamp);
-  EXPECT_EQ(tree.Find("Lamp"), lamp);
-  tree.Remove(mode);
-  EXPECT_EQ(tree.Find("Off"), nullptr);
-  EXPECT_EQ(added->tree, nullptr);
-  EXPECT_EQ(tree.Nodes(), std::vector<NodePtr>{lamp});
+  for (const NodePtr& left : {mode, off, strobe}) EXPECT_EQ(left->tree, nullptr);
 }
 
 /// Names that two enumerations, an entry that was added by itself and a node share, in every order of going.
@@ -85,12 +71,11 @@ TEST(FeatureTree, ListsWhatItFindsWhicheverOfOneNameGoes) {
   std::vector<int> order{0, 1, 2, 3};
   do {
     FeatureTree tree;
-    const NodePtr first = NewEnumeration("First", {}, {{"Same", 0}});
-    const NodePtr second = NewEnumeration("Second", {}, {{"Same", 0}});
-    const NodePtr node = NewInteger("Same");
+    const NodePtr first = Put(tree, NewEnumeration("First", {}, {{"Same", 0}}));
+    const NodePtr second = Put(tree, NewEnumeration("Second", {}, {{"Same", 0}}));
+    const NodePtr node = Put(tree, NewInteger("Same"));
     const NodePtr entry = first->children[0];
     const NodePtr other = second->children[0];
-    for (const NodePtr& added : {first, second, node}) tree.Add(added);
     agree(tree);
     for (const int step : order) {
       if (step == 0) tree.Remove(node);
@@ -105,61 +90,42 @@ TEST(FeatureTree, ListsWhatItFindsWhicheverOfOneNameGoes) {
   } while (std::ranges::next_permutation(order).found);
 }
 
-TEST(FeatureTree, TakesEntriesThatGoOutOfTheirEnumeration) {
-  FeatureTree tree;
-  const NodePtr mode = NewEnumeration("Mode", {}, {{"Off", 0}, {"On", 1}});
-  tree.Add(mode);
-  const NodePtr off = mode->children[0];
-  tree.Remove(off);
-  EXPECT_EQ(mode->children.size(), 1u);
-  EXPECT_EQ(off->tree, nullptr);
-  AddRelated(mode, NodeList::Child, off, nullptr);  // as free as any other
-  EXPECT_EQ(tree.Find("Off"), off);
-}
-
 TEST(FeatureTree, RefusesEverythingWhileFrozen) {
   FeatureTree tree;
-  const NodePtr node = NewNode(NodeKind::Category, "Group");
   const NodePtr member = NewInteger("Member");
-  tree.Add(node);
-  AddRelated(node, NodeList::Child, member, nullptr);
+  const NodePtr group = Link(Put(tree, NewNode(NodeKind::Category, "Group")), NodeList::Child, member);
+  const NodePtr reg = Put(tree, NewIntReg("Reg"));
   tree.SetFrozen(true);
-  EXPECT_EQ(Refusal([&] { tree.Add(member); }), Failure::kWrongState);
-  EXPECT_EQ(Refusal([&] { tree.Remove(node); }), Failure::kWrongState);
-  EXPECT_EQ(Refusal([&] { RemoveRelated(node, NodeList::Child, member); }), Failure::kWrongState);
-  EXPECT_EQ(Refusal([&] { AddRelated(node, NodeList::Child, NewInteger("X"), nullptr); }),
-            Failure::kWrongState);
-  EXPECT_EQ(tree.Find("Group"), node);
-  EXPECT_EQ(Related(*node, NodeList::Child), std::vector<NodePtr>{member});
+  EXPECT_EQ(Refused(tree, member), Failure::kWrongState);
+  EXPECT_EQ(Refusal([&] { tree.Remove(group); }), Failure::kWrongState);
+  EXPECT_EQ(Refusal([&] { RemoveRelated(group, NodeList::Child, member); }), Failure::kWrongState);
+  EXPECT_EQ(Refused(group, NodeList::Child, NewInteger("X")), Failure::kWrongState);
+  EXPECT_EQ(Refusal([&] { tree.MoveToPort(*reg, PortKind::Event, 1); }), Failure::kWrongState);
+  EXPECT_EQ(tree.Find("Group"), group);
+  EXPECT_EQ(Related(*group, NodeList::Child), std::vector<NodePtr>{member});
 }
 
 TEST(RegisterAddresses, AreAssignedIncreasingAndAligned) {
   FeatureTree tree;
-  const NodePtr small = NewIntReg("Small", -1, 2);
-  const NodePtr number = NewIntReg("Number");
-  const NodePtr taken = NewIntReg("Taken", kAutomaticStart + 8);
-  const NodePtr wide = NewIntReg("Wide", -1, 8);
-  const NodePtr text = NewRegister(NodeKind::StringReg, "Text", -1, 12);
-  for (const NodePtr& node : {small, taken, number, wide, text}) tree.Add(node);
-  const auto offset = [](const NodePtr& node) {
-    return CurrentAddress(*node) - static_cast<std::int64_t>(kAutomaticStart);
-  };
-  EXPECT_EQ(offset(small), 0);
-  EXPECT_EQ(offset(number), 4);
-  EXPECT_EQ(offset(wide), 16);
-  EXPECT_EQ(offset(text), 24);
+  const struct {
+    std::int64_t address, length, offset;
+  } rows[] = {{-1, 2, 0}, {kAutomaticStart + 8, 4, 8}, {-1, 4, 4}, {-1, 8, 16}, {-1, 4, 24}};
+  for (const auto& row : rows) {
+    const std::string name = "Reg" + std::to_string(row.offset);
+    const NodePtr reg = Put(tree, NewIntReg(name, row.address, row.length));
+    EXPECT_EQ(CurrentAddress(*reg), static_cast<std::int64_t>(kAutomaticStart) + row.offset) << name;
+  }
 }
 
 TEST(RegisterAddresses, AreUsedAgain) {
   FeatureTree tree;
-  const NodePtr kept = NewIntReg("Kept");
-  tree.Add(kept);
+  const NodePtr kept = Put(tree, NewIntReg("Kept"));
   const NodePtr text = NewRegister(NodeKind::StringReg, "Text", -1, 0x10000);
   WriteText(*text, "text");
   // More often than there is room for.
   for (std::uint64_t i = 0; i < (kManufacturerRegisters - kAutomaticStart) / 0x10000 + 2; ++i) {
     text->reg->address = -1;
-    ASSERT_EQ(Refusal([&] { tree.Add(text); }), std::nullopt) << i;
+    ASSERT_EQ(Refused(tree, text), std::nullopt) << i;
     tree.Remove(text);
   }
   EXPECT_EQ(ReadText(*text), "text");
@@ -171,8 +137,7 @@ TEST(RegisterAddresses, MayNotBeReservedOrTaken) {
   tree.Add(NewIntReg("Short", 0x10000, 2));
   tree.Add(NewRegister(NodeKind::StringReg, "Text", 0x10010, 16));
   const struct {
-    std::int64_t address;
-    std::int64_t length;
+    std::int64_t address, length;
     std::optional<Failure> failure;
   } rows[] = {
       {0x9FFC, 4, Failure::kAddress},
@@ -187,30 +152,40 @@ TEST(RegisterAddresses, MayNotBeReservedOrTaken) {
       {0x10020, 8, {}},
   };
   for (const auto& row : rows) {
-    const NodePtr node = NewIntReg("Reg" + std::to_string(row.address) + "_" + std::to_string(row.length),
-                                   row.address, row.length);
-    EXPECT_EQ(Refusal([&] { tree.Add(node); }), row.failure) << std::hex << row.address;
+    const std::string name = "Reg" + std::to_string(row.address) + "_" + std::to_string(row.length);
+    const NodePtr node = NewIntReg(name, row.address, row.length);
+    EXPECT_EQ(Refused(tree, node), row.failure) << std::hex << row.address;
     EXPECT_EQ(node->tree, row.failure ? nullptr : &tree);
   }
-  for (const std::int64_t address : {std::int64_t{-2}, std::int64_t{0xA002}, std::int64_t{1} << 32}) {
-    EXPECT_EQ(Refusal([&] { NewIntReg("Reg", address); }), Failure::kAddress) << address;
+}
+
+TEST(RegisterAddresses, AreOfWholeWordsAndLengthsOfTheKind) {
+  const struct {
+    NodeKind kind;
+    std::int64_t address, length;
+    Failure failure;
+  } rows[] = {
+      {NodeKind::IntReg, -2, 4, Failure::kAddress},
+      {NodeKind::IntReg, 0xA002, 4, Failure::kAddress},
+      {NodeKind::IntReg, 1LL << 32, 4, Failure::kAddress},
+      {NodeKind::IntReg, -1, 0, Failure::kInvalidArgument},
+      {NodeKind::IntReg, -1, 9, Failure::kInvalidArgument},
+      {NodeKind::IntReg, -1, -4, Failure::kInvalidArgument},
+      {NodeKind::FloatReg, -1, 6, Failure::kInvalidArgument},
+      {NodeKind::StringReg, -1, 6, Failure::kInvalidArgument},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Refusal([&] { NewRegister(row.kind, "Reg", row.address, row.length); }), row.failure)
+        << row.address << ' ' << row.length;
   }
-  for (const std::int64_t length : {0, 9, -4}) {
-    EXPECT_EQ(Refusal([&] { NewIntReg("Reg", -1, length); }), Failure::kInvalidArgument) << length;
-  }
-  EXPECT_EQ(Refusal([&] { NewRegister(NodeKind::FloatReg, "Reg", -1, 6); }), Failure::kInvalidArgument);
-  EXPECT_EQ(Refusal([&] { NewRegister(NodeKind::StringReg, "Reg", -1, 6); }), Failure::kInvalidArgument);
 }
 
 TEST(RegisterAddresses, MoveWithTheirNodes) {
   FeatureTree tree;
-  const NodePtr bank = NewInteger("Bank", std::int64_t{0});
-  const NodePtr reg = NewIntReg("Reg", 0xA000);
-  tree.Add(reg);
-  AddRelated(reg, NodeList::Addresses, bank, nullptr);
+  const NodePtr bank = NewInteger("Bank");
+  const NodePtr reg = Link(Put(tree, NewIntReg("Reg", 0xA000)), NodeList::Addresses, bank);
   WriteInteger(*reg, 11);
   bank->value = std::int64_t{8};
-  EXPECT_EQ(CurrentAddress(*reg), 0xA008);
   EXPECT_EQ(ReadInteger(*reg), 0);
   WriteInteger(*reg, 22);
   EXPECT_EQ(tree.Memory().Load32(0xA000), 11u);
@@ -221,21 +196,30 @@ TEST(RegisterAddresses, MoveWithTheirNodes) {
   }
 }
 
-TEST(Registers, KeepTheirValueOnTheWayInAndOut) {
+TEST(Registers, KeepTheirValueWhereverTheyGo) {
   FeatureTree tree;
   const NodePtr reg = NewIntReg("Reg", 0xA000);
   WriteInteger(*reg, 42);
   tree.Add(reg);
   EXPECT_EQ(tree.Memory().Load32(0xA000), 42u);
-  WriteInteger(*reg, 43);
   tree.Remove(reg);
-  EXPECT_EQ(ReadInteger(*reg), 43);
+  EXPECT_EQ(ReadInteger(*reg), 42);
   EXPECT_EQ(tree.Memory().Load32(0xA000), 0u);
-  tree.Add(NewIntReg("Other", 0xA000));  // the place is free again
+  tree.Add(reg);
+
+  tree.MoveToPort(*reg, PortKind::Chunk, 1);
+  EXPECT_EQ(ReadInteger(*reg), 42);
+  EXPECT_EQ(tree.Memory().Load32(0xA000), 0u);
+  tree.Add(NewIntReg("Other", 0xA000));  // its place is free
+  WriteInteger(*reg, 8);
+  EXPECT_EQ(tree.Memory().Load32(0), 0u);  // its address is none of the register space
+  tree.MoveToDevice(*reg);
+  EXPECT_EQ(ReadInteger(*reg), 8);
+  EXPECT_EQ(tree.Memory().Load32(static_cast<std::uint64_t>(reg->reg->address)), 8u);
 }
 
 TEST(Names, AreThoseOfGenICam) {
-  for (const char* name : {"", "_A", "1A", "A b", "A.b", "A::b", "\xC3\x84", "EnumEntry_A_B", "A-b"}) {
+  for (const char* name : {"", "_A", "1A", "A.b", "A::b", "\xC3\x84", "EnumEntry_A_B", "A-b"}) {
     EXPECT_EQ(Refusal([&] { NewInteger(name); }), Failure::kName) << name;
   }
   EXPECT_EQ(FullName(*MakeNode(NodeKind::Integer, "aZ_09", NameSpace::Standard)), "Std::aZ_09");
@@ -244,93 +228,62 @@ TEST(Names, AreThoseOfGenICam) {
 TEST(Links, MayNotCloseCircles) {
   const NodePtr a = NewInteger("A");
   const NodePtr b = NewInteger("B", a);
-  const NodePtr knife = NewNode(NodeKind::IntSwissKnife, "Knife");
-  AddRelated(knife, NodeList::Child, b, nullptr);
-  const NodePtr reg = NewIntReg("Reg");
-  AddRelated(reg, NodeList::Addresses, knife, nullptr);
-  EXPECT_TRUE(DependsOn(*reg, *a));
+  const NodePtr c = NewInteger("C");
+  const NodePtr reg = Link(NewIntReg("Reg"), NodeList::Addresses, NewKnife("Knife", {b}, ""));
   EXPECT_FALSE(DependsOn(*a, *reg));
   EXPECT_EQ(Refusal([&] { CheckLink(*a, *a); }), Failure::kCycle);
   EXPECT_EQ(Refusal([&] { CheckLink(*a, *reg); }), Failure::kCycle);
-  const NodePtr outer = NewNode(NodeKind::Category, "Outer");
   const NodePtr inner = NewNode(NodeKind::Category, "Inner");
-  AddRelated(outer, NodeList::Child, inner, nullptr);
-  EXPECT_EQ(Refusal([&] { AddRelated(inner, NodeList::Child, outer, nullptr); }), Failure::kCycle);
-  EXPECT_TRUE(inner->children.empty());
-  EXPECT_EQ(Refusal([&] { AddRelated(b, NodeList::Selected, a, nullptr); }), Failure::kCycle);
-  AddRelated(a, NodeList::Selected, b, nullptr);
-  AddRelated(a, NodeList::Invalidator, a, nullptr);  // only informs
-  const NodePtr c = NewInteger("C");
-  AddRelated(b, NodeList::Selected, c, nullptr);
-  EXPECT_EQ(Refusal([&] { AddRelated(c, NodeList::Selected, a, nullptr); }), Failure::kCycle);
-  EXPECT_TRUE(Related(*c, NodeList::Selected).empty());
+  const NodePtr outer = Link(NewNode(NodeKind::Category, "Outer"), NodeList::Child, inner);
+  EXPECT_EQ(Refused(inner, NodeList::Child, outer), Failure::kCycle);
+  EXPECT_EQ(Refused(b, NodeList::Selected, a), Failure::kCycle);
+  Link(a, NodeList::Invalidator, a);  // only informs
+  Link(a, NodeList::Selected, b);
+  Link(b, NodeList::Selected, c);
+  EXPECT_EQ(Refused(c, NodeList::Selected, a), Failure::kCycle);
+  EXPECT_TRUE(inner->children.empty() && c->selected.empty());
 }
 
 TEST(Links, GoOnlyWhereClientsTakeThem) {
   const NodePtr integer = NewInteger("Integer");
   const NodePtr entry = NewEntry("Entry", 0);
+  const NodePtr category = NewNode(NodeKind::Category, "Category");
   const struct {
     NodePtr node;
     NodeList list;
     NodePtr related;
   } rows[] = {
-      {NewNode(NodeKind::Category, "Category"), NodeList::Child, entry},
-      {NewNode(NodeKind::Enumeration, "Enumeration"), NodeList::Child, integer},
-      {NewNode(NodeKind::IntSwissKnife, "Knife"), NodeList::Child, NewNode(NodeKind::String, "String")},
+      {category, NodeList::Child, entry},
+      {NewEnumeration("Enumeration", {}, {}), NodeList::Child, integer},
+      {NewKnife("Knife", {}, ""), NodeList::Child, NewNode(NodeKind::String, "String")},
       {integer, NodeList::Child, NewInteger("Child")},
       {integer, NodeList::Addresses, NewInteger("Address")},
       {NewIntReg("Reg"), NodeList::Addresses, NewNode(NodeKind::Float, "Float")},
       {NewIntReg("Reg"), NodeList::Addresses, NewNode(NodeKind::Command, "Command")},
       {integer, NodeList::Selected, entry},
-      {NewNode(NodeKind::Category, "Category"), NodeList::Selected, integer},
+      {category, NodeList::Selected, integer},
       {integer, NodeList::Invalidator, entry},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(Refusal([&] { AddRelated(row.node, row.list, row.related, nullptr); }), Failure::kNotSupported)
+    EXPECT_EQ(Refused(row.node, row.list, row.related), Failure::kNotSupported)
         << row.node->name << " -> " << row.related->name;
     EXPECT_TRUE(Related(*row.node, row.list).empty());
   }
 }
 
 TEST(Links, OfNodesThatGoAreForgotten) {
-  FeatureTree tree;
-  const NodePtr group = NewNode(NodeKind::Category, "Group");
-  const NodePtr selector = NewInteger("Selector");
-  const NodePtr node = NewInteger("Node");
-  for (const NodePtr& added : {group, selector, node}) tree.Add(added);
-  AddRelated(group, NodeList::Child, node, nullptr);
-  AddRelated(group, NodeList::Child, node, nullptr);
+  FeatureTree tree, other;
+  const NodePtr node = Put(tree, NewInteger("Node"));
+  const NodePtr group = Link(Put(tree, NewNode(NodeKind::Category, "Group")), NodeList::Child, node);
+  Link(group, NodeList::Child, node);
   EXPECT_EQ(group->children.size(), 1u);
-  AddRelated(selector, NodeList::Selected, node, nullptr);
-  AddRelated(selector, NodeList::Invalidator, node, nullptr);
+  const NodePtr selector = Link(Put(tree, NewInteger("Selector")), NodeList::Selected, node);
+  Link(selector, NodeList::Invalidator, node);
   EXPECT_EQ(Refusal([&] { RemoveRelated(selector, NodeList::Selected, group); }), Failure::kNotFound);
   tree.Remove(node);
-  for (const NodeList list : {NodeList::Child, NodeList::Selected, NodeList::Invalidator}) {
-    EXPECT_TRUE(Related(list == NodeList::Child ? *group : *selector, list).empty());
-  }
-  FeatureTree other;
+  EXPECT_TRUE(group->children.empty() && selector->selected.empty() && selector->invalidators.empty());
   other.Add(node);
-  EXPECT_EQ(Refusal([&] { AddRelated(group, NodeList::Child, node, nullptr); }), Failure::kInvalidArgument);
-}
-
-TEST(FeatureTree, KeepsValuesOfRegistersThatMoveToPortsAndBack) {
-  FeatureTree tree;
-  const NodePtr reg = NewIntReg("Reg", 0xA000);
-  tree.Add(reg);
-  WriteInteger(*reg, 7);
-  tree.MoveToPort(*reg, PortKind::Chunk, 1);
-  EXPECT_EQ(ReadInteger(*reg), 7);
-  EXPECT_EQ(reg->reg->address, 0);
-  EXPECT_EQ(tree.Memory().Load32(0xA000), 0u);
-  tree.Add(NewIntReg("Other", 0xA000));  // its place is free
-  WriteInteger(*reg, 8);
-  EXPECT_EQ(tree.Memory().Load32(0), 0u);  // its address is none of the register space
-
-  tree.MoveToDevice(*reg);
-  EXPECT_EQ(ReadInteger(*reg), 8);
-  EXPECT_EQ(tree.Memory().Load32(static_cast<std::uint64_t>(reg->reg->address)), 8u);
-  tree.SetFrozen(true);
-  EXPECT_EQ(Refusal([&] { tree.MoveToPort(*reg, PortKind::Event, 1); }), Failure::kWrongState);
+  EXPECT_EQ(Refused(group, NodeList::Child, node), Failure::kInvalidArgument);
 }
 
 }  // namespace

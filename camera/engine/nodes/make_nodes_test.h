@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "camera/base/engine_error.h"
-#include "camera/engine/nodes/node.h"
+#include "camera/engine/nodes/feature_tree.h"
+#include "camera/engine/nodes/node_items.h"
 #include "camera/engine/nodes/node_links.h"
 
 namespace Tarn {
@@ -43,6 +44,36 @@ inline NodePtr NewEnumeration(const std::string& name, Setting value,
   for (const auto& [entry, number] : entries) {
     AddRelated(node, NodeList::Child, NewEntry(entry, number), nullptr);
   }
+  return node;
+}
+
+inline NodePtr NewBounded(const std::string& name, std::int64_t min, std::int64_t max,
+                          std::int64_t increment = 1) {
+  NodePtr node = NewInteger(name);
+  node->min = min;
+  node->max = max;
+  node->increment = increment;
+  return node;
+}
+
+/// Adds `related` at the end, and returns the node.
+inline NodePtr Link(const NodePtr& node, NodeList list, const NodePtr& related) {
+  AddRelated(node, list, related, nullptr);
+  return node;
+}
+
+/// A swiss knife of these variables; an empty formula is not set.
+inline NodePtr NewKnife(const std::string& name, const std::vector<NodePtr>& variables,
+                        const std::string& formula) {
+  NodePtr node = NewNode(NodeKind::IntSwissKnife, name);
+  for (const NodePtr& variable : variables) Link(node, NodeList::Child, variable);
+  if (!formula.empty()) SetTextItem(*node, NodeItem::Formula, formula);
+  return node;
+}
+
+/// Adds the node, and returns it.
+inline NodePtr Put(FeatureTree& tree, NodePtr node) {
+  tree.Add(node);
   return node;
 }
 

@@ -5,7 +5,6 @@
 #include <functional>
 
 #include "camera/engine/nodes/make_nodes_test.h"
-#include "camera/engine/nodes/node_items.h"
 #include "camera/engine/nodes/node_values.h"
 
 namespace Tarn {
@@ -17,72 +16,49 @@ constexpr auto RO = AccessMode::ReadOnly;
 constexpr auto WO = AccessMode::WriteOnly;
 constexpr auto RW = AccessMode::ReadWrite;
 
-/// Of a register with these restrictions, and of a feature whose value it is: the same.
-AccessMode AccessWith(AccessMode own, std::optional<AccessMode> imposed, bool locked, bool available,
-                      bool implemented) {
-  const NodePtr reg = NewIntReg("Reg");
-  reg->reg->access = own;
-  reg->imposed_access = imposed;
-  reg->is_locked = NewInteger("Locked", std::int64_t{locked});
-  reg->is_available = NewInteger("Available", std::int64_t{available});
-  reg->is_implemented = NewInteger("Implemented", std::int64_t{implemented});
-  const AccessMode through = AccessOf(*NewInteger("Feature", reg));
-  EXPECT_EQ(through, AccessOf(*reg));
-  return through;
-}
+NodePtr Condition(bool holds) { return NewInteger("Condition", std::int64_t{holds}); }
 
 TEST(Access, IsWhatAllRestrictionsLeave) {
   const struct {
     AccessMode own;
-    AccessMode imposed_ro;
-    AccessMode imposed_wo;
-    AccessMode imposed_rw;
-    AccessMode locked;
-  } rows[] = {{RO, RO, NA, RO, RO}, {WO, NA, WO, WO, NA}, {RW, RO, WO, RW, RO}};
+    std::optional<AccessMode> imposed;
+    bool locked, available, implemented;
+    AccessMode left;
+  } rows[] = {
+      {RO, {}, false, true, true, RO},  {RO, WO, false, true, true, NA}, {RO, RW, false, true, true, RO},
+      {RO, {}, true, true, true, RO},   {WO, {}, false, true, true, WO}, {WO, RO, false, true, true, NA},
+      {WO, RW, false, true, true, WO},  {WO, {}, true, true, true, NA},  {RW, {}, false, true, true, RW},
+      {RW, RO, false, true, true, RO},  {RW, WO, false, true, true, WO}, {RW, {}, true, true, true, RO},
+      {RW, {}, false, true, false, NI}, {RW, RO, true, false, true, NA}, {RW, {}, false, false, false, NI},
+  };
   for (const auto& row : rows) {
-    SCOPED_TRACE(static_cast<int>(row.own));
-    EXPECT_EQ(AccessWith(row.own, {}, false, true, true), row.own);
-    EXPECT_EQ(AccessWith(row.own, RO, false, true, true), row.imposed_ro);
-    EXPECT_EQ(AccessWith(row.own, WO, false, true, true), row.imposed_wo);
-    EXPECT_EQ(AccessWith(row.own, RW, false, true, true), row.imposed_rw);
-    EXPECT_EQ(AccessWith(row.own, {}, true, true, true), row.locked);
-    EXPECT_EQ(AccessWith(row.own, {}, true, false, true), NA);
-    EXPECT_EQ(AccessWith(row.own, RW, false, true, false), NI);
-    EXPECT_EQ(AccessWith(row.own, {}, false, false, false), NI);
+    const NodePtr reg = NewIntReg("Reg");
+    reg->reg->access = row.own;
+    reg->imposed_access = row.imposed;
+    reg->is_locked = Condition(row.locked);
+    reg->is_available = Condition(row.available);
+    reg->is_implemented = Condition(row.implemented);
+    const NodePtr feature = NewInteger("Outer", NewInteger("Inner", reg));
+    EXPECT_EQ(AccessOf(*reg), row.left) << "row " << &row - rows;
+    EXPECT_EQ(AccessOf(*feature), row.left) << "through features, row " << &row - rows;
+    feature->imposed_access = RO;
+    EXPECT_EQ(AccessOf(*feature), row.left == RW ? RO : row.left == WO ? NA : row.left) << &row - rows;
   }
-}
-
-TEST(Access, AddsUpAlongTheChain) {
-  const NodePtr reg = NewIntReg("Reg");
-  const NodePtr inner = NewInteger("Inner", reg);
-  const NodePtr outer = NewInteger("Outer", inner);
-  inner->imposed_access = RO;
-  EXPECT_EQ(AccessOf(*outer), RO);
-  outer->imposed_access = WO;
-  EXPECT_EQ(AccessOf(*outer), NA);
-  outer->imposed_access.reset();
-  inner->is_available = NewInteger("No");
-  EXPECT_EQ(AccessOf(*outer), NA);
-  EXPECT_EQ(AccessOf(*reg), RW);
-  outer->is_implemented = NewInteger("NoSuchThing");
-  EXPECT_EQ(AccessOf(*outer), NI);
 }
 
 TEST(Access, OfNodesWithoutARegister) {
   EXPECT_EQ(AccessOf(*NewInteger("Constant")), RW);
-  EXPECT_EQ(AccessOf(*NewNode(NodeKind::Category, "Category")), RO);
-  EXPECT_EQ(AccessOf(*NewNode(NodeKind::IntSwissKnife, "Knife")), RO);
-  EXPECT_EQ(AccessOf(*NewInteger("OfKnife", NewNode(NodeKind::IntSwissKnife, "Knife"))), RO);
-  EXPECT_EQ(AccessOf(*NewEntry("Entry", 1)), RO);
+  const NodePtr knife = NewKnife("Knife", {}, "");
+  for (const NodePtr& node :
+       {NewNode(NodeKind::Category, "Category"), knife, NewInteger("OfKnife", knife), NewEntry("Entry", 1)}) {
+    EXPECT_EQ(AccessOf(*node), RO) << node->name;
+  }
 }
 
 TEST(Access, FallsWithWhatLimitsAndFormulasNeed) {
   const NodePtr gone = NewInteger("GONE");
-  gone->is_available = NewInteger("No");
-  const NodePtr there = NewInteger("THERE");
-  const NodePtr knife = NewNode(NodeKind::IntSwissKnife, "Knife");
-  knife->children = {gone, there};
-  SetTextItem(*knife, NodeItem::Formula, "THERE+1");
+  gone->is_available = Condition(false);
+  const NodePtr knife = NewKnife("Knife", {gone, NewInteger("THERE")}, "THERE+1");
   const NodePtr feature = NewInteger("Feature", NewIntReg("Reg"));
   feature->max = knife;
   EXPECT_EQ(AccessOf(*feature), RW);  // what a formula does not use does not matter
@@ -99,29 +75,22 @@ TEST(Evaluation, ComputesEachNodeOnce) {
     const NodePtr next = NewInteger("F" + std::to_string(i), feature);
     next->min = next->max = next->increment = feature;
     feature = next;
-    const NodePtr sum = NewNode(NodeKind::IntSwissKnife, "K" + std::to_string(i));
-    AddRelated(sum, NodeList::Child, knife, nullptr);
-    SetTextItem(*sum, NodeItem::Formula, knife->name + "+" + knife->name);
-    if (i < 60) knife = sum;
+    if (i < 60) knife = NewKnife("K" + std::to_string(i), {knife}, knife->name + "+" + knife->name);
   }
   EXPECT_EQ(AccessOf(*feature), RW);
   EXPECT_EQ(ReadInteger(*knife), std::int64_t{1} << 60);
 }
 
 TEST(Evaluation, EndsWhereChainsAreTooLong) {
-  NodePtr last = NewIntReg("Reg");
+  const NodePtr reg = NewIntReg("Reg");
+  reg->reg->cache = CacheMode::WriteAround;
+  NodePtr last = reg;
   for (int i = 0; i < 100'000; ++i) last = NewInteger("N", last);
   const std::function<void()> uses[] = {[&] { AccessOf(*last); }, [&] { ReadInteger(*last); },
                                         [&] { ReadText(*last); }, [&] { WriteInteger(*last, 1); },
                                         [&] { IntegerItem(*last, NodeItem::Max); }};
   for (const auto& use : uses) EXPECT_EQ(Refusal(use), Failure::kNoValue);
-  EXPECT_EQ(CacheOf(*last), CacheMode::WriteThrough);
-}
-
-TEST(CacheMode, IsTheRegistersAtTheEndOfTheChain) {
-  const NodePtr reg = NewIntReg("Reg");
-  reg->reg->cache = CacheMode::WriteAround;
-  EXPECT_EQ(CacheOf(*NewInteger("Outer", NewInteger("Inner", reg))), CacheMode::WriteAround);
+  EXPECT_EQ(CacheOf(*last), CacheMode::WriteAround);  // that of the register, however far
   EXPECT_EQ(CacheOf(*NewInteger("Constant")), CacheMode::NoCache);
 }
 

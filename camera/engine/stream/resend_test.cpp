@@ -12,14 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-const std::array<std::uint8_t, 5000> kPixels{};
-
-CutBlock Block(std::uint64_t id) {
-  ImageBlock image;
-  image.payload = PayloadLayout::Contiguous(kPixels);
-  return {std::move(image), id, {1500, false}};
-}
-
 TEST(BlockIds, WrapFrom65535To1WithShortIdsOnly) {
   BlockIds ids;
   for (std::uint64_t i = 1; i <= 0xFFFF; ++i) ASSERT_EQ(ids.Take(false), i);
@@ -30,14 +22,18 @@ TEST(BlockIds, WrapFrom65535To1WithShortIdsOnly) {
   EXPECT_EQ(ids.Take(false), 1u);
 }
 
+CutBlock Block(std::uint64_t id) {
+  static const std::array<std::uint8_t, 5000> pixels{};
+  ImageBlock image;
+  image.payload = PayloadLayout::Contiguous(pixels);
+  return {std::move(image), id, {1500, false}};
+}
+
 TEST(ResendStore, KeepsTheLastBlocksAndGivesBackInOrder) {
   ResendStore store(3);
   for (std::uint64_t id = 1; id <= 10; ++id) {
     const auto evicted = store.Keep(Block(id));
-    ASSERT_EQ(evicted.has_value(), id > 3);
-    if (evicted) {
-      EXPECT_EQ(evicted->packets.BlockId(), id - 3);
-    }
+    EXPECT_EQ(evicted ? evicted->packets.BlockId() : 0, id > 3 ? id - 3 : 0);
   }
   for (std::uint64_t id = 1; id <= 11; ++id) EXPECT_EQ(store.Find(id) != nullptr, id >= 8 && id <= 10) << id;
   for (std::uint64_t id = 8; id <= 10; ++id) EXPECT_EQ(store.TakeOldest()->packets.BlockId(), id);
@@ -49,53 +45,42 @@ TEST(ResendStore, KeepsTheLastBlocksAndGivesBackInOrder) {
 
 TEST(ResendStore, SaysWhyABlockIsNotThere) {
   ResendStore store(2);
-  for (const std::uint64_t id : {65533u, 65535u, 1u, 3u})
-    store.Keep(Block(id));  // 1 and 3 are kept, 2 was lost
-  const struct {
-    std::uint64_t id;
-    std::uint16_t status;
-  } rows[] = {{4, StreamStatus::kNotYetAvailable},
-              {2, StreamStatus::kGone},
-              {65535, StreamStatus::kThisAndEarlierGone},
-              {65000, StreamStatus::kThisAndEarlierGone}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(store.RefusalFor(row.id, 3, false), row.status) << row.id;
-  }
+  for (const std::uint64_t id : {65533u, 65535u, 1u, 3u}) store.Keep(Block(id));  // the last two stay
+  EXPECT_EQ(store.RefusalFor(4, 3, false), StreamStatus::kNotYetAvailable);
+  EXPECT_EQ(store.RefusalFor(2, 3, false), StreamStatus::kGone);
+  EXPECT_EQ(store.RefusalFor(65535, 3, false), StreamStatus::kThisAndEarlierGone);
+  EXPECT_EQ(store.RefusalFor(65000, 3, false), StreamStatus::kThisAndEarlierGone);
 }
 
-ResendRequest Request(std::uint64_t block, std::uint32_t first, std::uint32_t last) {
-  return {{0x7F000001, 5000}, block, first, last, false};
-}
-
-TEST(ResendRequests, MergesAndDropsWhatIsOnItsWay) {
+TEST(ResendRequests, AreMergedAndDroppedWhenTheAnswerIsOnItsWay) {
   using enum ResendRequests::Taken;
   ResendRequests requests;
-  const Instant start{1s};
-  const struct {
-    ResendRequest request;
-    ResendRequests::Taken taken;
-  } rows[] = {{Request(1, 10, 20), Queued},   {Request(1, 12, 14), Repeated}, {Request(1, 21, 21), Queued},
-              {Request(1, 5, 12), Queued},    {Request(2, 10, 20), Queued},   {Request(1, 30, ~0u), Queued},
-              {Request(1, 90, 95), Repeated}, {Request(1, 5, 21), Repeated}};
-  for (const auto& row : rows) EXPECT_EQ(requests.Push(row.request, start), row.taken) << row.request.first;
+  const auto push = [&](std::uint64_t block, std::uint32_t first, std::uint32_t last, Nanoseconds at = 1s) {
+    return requests.Push({{0x7F000001, 5000}, block, first, last, false}, Instant{at});
+  };
+  EXPECT_EQ(push(1, 10, 20), Queued);
+  EXPECT_EQ(push(1, 12, 14), Repeated);
+  EXPECT_EQ(push(1, 21, 21), Queued);
+  EXPECT_EQ(push(1, 5, 12), Queued);
+  EXPECT_EQ(push(2, 10, 20), Queued);
+  EXPECT_EQ(push(1, 30, ~0u), Queued);
+  EXPECT_EQ(push(1, 90, 95), Repeated);
+  EXPECT_EQ(push(1, 5, 21), Repeated);
   EXPECT_EQ(requests.Take()->first, 5u);
-  EXPECT_EQ(requests.Push(Request(1, 5, 5), start + 1s), Repeated) << "it is being answered";
-  EXPECT_EQ(requests.Push(Request(1, 22, 25), start), Queued) << "what is being answered does not grow";
+  EXPECT_EQ(push(1, 5, 5, 2s), Repeated) << "it is being answered";
+  EXPECT_EQ(push(1, 22, 25), Queued) << "what is being answered does not grow";
   EXPECT_EQ(requests.Take()->block_id, 2u);
-  requests.Finish(1, start + 2s);
-  EXPECT_EQ(requests.Push(Request(1, 7, 7), start + 2s + 50us), Repeated) << "it left just now";
-  EXPECT_EQ(requests.Push(Request(1, 7, 7), start + 2s + 300us), Queued) << "the client's own repeat";
-  EXPECT_EQ(requests.Take()->last, ~0u);
-  EXPECT_EQ(requests.Take()->first, 22u);
-  EXPECT_EQ(requests.Take()->first, 7u);
+  requests.Finish(1, Instant{3s});
+  EXPECT_EQ(push(1, 7, 7, 3s + 50us), Repeated) << "it left just now";
+  EXPECT_EQ(push(1, 7, 7, 3s + 300us), Queued) << "the client's own repeat";
+  for (const std::uint32_t first : {30u, 22u, 7u}) EXPECT_EQ(requests.Take()->first, first);
   EXPECT_FALSE(requests.Take());
   requests.Clear();
 
-  std::size_t queued = 0;
-  for (std::uint32_t i = 0; i < 1000; ++i)
-    queued += requests.Push(Request(3, 2 * i, 2 * i), start) == Queued ? 1u : 0u;
-  EXPECT_EQ(queued, ResendRequests::kCapacity);
-  for (std::uint32_t i = 0; i < queued; ++i) EXPECT_EQ(requests.Take()->first, 2 * i);
+  constexpr std::uint32_t kMost = ResendRequests::kCapacity;
+  for (std::uint32_t i = 0; i < 2 * kMost; ++i)
+    EXPECT_EQ(push(3, 2 * i, 2 * i), i < kMost ? Queued : Dropped);
+  for (std::uint32_t i = 0; i < kMost; ++i) EXPECT_EQ(requests.Take()->first, 2 * i);
 }
 
 }  // namespace

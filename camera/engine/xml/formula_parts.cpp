@@ -83,7 +83,7 @@ PublishedFormula PublishFormula(const Node& knife) {
   }
   const auto named = [&](const std::string& operand) {
     if (IsName(operand)) return operand;
-    const std::string name = UnusedName(knife, published.parts.size() + 1);
+    std::string name = UnusedName(knife, published.parts.size() + 1);
     published.parts.push_back(MakeKnife(name, operand, known));
     known.emplace(name, name);
     return name;
