@@ -101,6 +101,12 @@ std::shared_ptr<Image> Image::Copy() const {
   return copy;
 }
 
+std::shared_ptr<Image> Image::Packed(std::uint32_t pixel_format) const {
+  TR_HANDLE handle = nullptr;
+  CheckImageCall(CreatePackedImage(Handle(), pixel_format, &handle), "_ppCreatePackedImage");
+  return std::make_shared<Image>(Guard(handle), ColorModelOfPlanes(1));
+}
+
 std::int64_t Image::Width() const noexcept { return ImageWidth(Handle()); }
 std::int64_t Image::Height() const noexcept { return ImageHeight(Handle()); }
 std::int64_t Image::Planes() const noexcept { return ImageDimension(Handle()); }

@@ -50,6 +50,12 @@ class Image {
   /// Throws: as Create, and as LinearAccess.
   std::shared_ptr<Image> Copy() const;
 
+  /// The payload of this image in a packed pixel format: bytes in one plane, a row for each line, or all in
+  /// one row where lines end inside a byte.
+  /// \param pixel_format  PFNC value
+  /// Throws: what the image library refuses (std::invalid_argument, TarnException).
+  std::shared_ptr<Image> Packed(std::uint32_t pixel_format) const;
+
   std::int64_t Width() const noexcept;   ///< pixels
   std::int64_t Height() const noexcept;  ///< lines
   std::int64_t Planes() const noexcept;

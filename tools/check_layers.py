@@ -21,7 +21,7 @@ BELOW = {
     "camera/engine/memory camera/engine/nodes camera/engine/stream "
     "camera/engine/registers camera/engine/features camera/engine/xml",
     "camera/net": "camera/base",
-    "camera/image": "camera/base",
+    "camera/image": "camera/base camera/wire",
     "camera/device": "camera/base camera/wire ENGINE camera/net camera/image",
     "camera/capi": "camera/base camera/wire ENGINE camera/net camera/image camera/device gevserver/library",
     # The line itself, and the object model with its Python face above it. Of the camera they see its base.

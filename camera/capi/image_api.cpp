@@ -5,6 +5,7 @@
 #include "camera/capi/entry.h"
 #include "camera/capi/pinned.h"
 #include "camera/image/image_buffer.h"
+#include "camera/image/packing.h"
 #include "gevserver/library/tr_img.h"
 
 namespace {
@@ -94,6 +95,13 @@ TR_STATUS CreateConcatenatedImage(const TR_HANDLE* images, int64_t count, TR_HAN
     const ImageBuffer& first = *sources->front();
     made = Tarn::MakeHandle(
         std::make_unique<ImageBuffer>(first.Width(), first.Height(), std::move(planes), sources));
+  });
+}
+
+TR_STATUS CreatePackedImage(TR_HANDLE image, uint32_t pixel_format, TR_HANDLE* packed) {
+  return Entry([&] {
+    TR_HANDLE& made = Output(packed, "packed");
+    made = Tarn::MakeHandle(Tarn::PackImage(*Tarn::Pinned<ImageBuffer>(image), pixel_format));
   });
 }
 

@@ -86,6 +86,18 @@ void TypeDef<Image>::Init() {
                                          "Gets how the planes make a color (see tarn.ColorModel).")
           .Method<Signature<&Tarn::Image::Copy>>("copy", {{.summary = "Makes a copy that owns its memory.",
                                                            .returns = {"tarn.Image", "The copy."}}})
+          .Method<Signature<&Tarn::Image::Packed, "pixel_format">>(
+              "packed",
+              {{.summary = "Packs the samples as a pixel format has them.",
+                .description =
+                    "The result is what a stream of that format sends: bytes in one plane, a row for "
+                    "each line, or all in one row where lines end inside a byte.",
+                .params =
+                    {{"pixel_format", "int",
+                      "A tarn.PfncFormat whose name ends in p, p32 or Packed. The image has unsigned "
+                      "integers of 8 or 16 bits and as many planes as a pixel has samples; bits above those "
+                      "that the format takes are left out."}},
+                .returns = {"tarn.Image", "The payload."}}})
           .Definition();
   type.represent = &Represent;
   type.get_buffer = &GetImageBuffer;

@@ -41,6 +41,13 @@ TR_API TR_STATUS CreateImageFromPointer(int64_t width, int64_t height, int64_t p
 /// One image made of all planes of `count` images of equal size, in order; keeps them alive.
 TR_API TR_STATUS CreateConcatenatedImage(const TR_HANDLE* images, int64_t count, TR_HANDLE* image);
 
+/// The payload of an image in a packed pixel format: 8-bit samples in one plane, a row for each line, or all
+/// in one row where lines end inside a byte. Owns its memory.
+/// \param image         unsigned integers of 8 or 16 bits at any steps in memory, a plane for each sample of a
+///                      pixel
+/// \param pixel_format  PFNC value of a format whose name ends in `p`, `p32` or `Packed`
+TR_API TR_STATUS CreatePackedImage(TR_HANDLE image, uint32_t pixel_format, TR_HANDLE* packed);
+
 /// Size in pixels; number of planes; data type word of a plane. 0 for a bad handle or plane.
 TR_API int64_t ImageWidth(TR_HANDLE image);
 TR_API int64_t ImageHeight(TR_HANDLE image);

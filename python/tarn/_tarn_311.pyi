@@ -169,6 +169,24 @@ class Image:
         tarn.Image
             The copy.
         """
+    def packed(self, pixel_format: int) -> Image:
+        """Packs the samples as a pixel format has them.
+
+        The result is what a stream of that format sends: bytes in one plane, a row for each line, or
+        all in one row where lines end inside a byte.
+
+        Parameters
+        ----------
+        pixel_format : int
+            A tarn.PfncFormat whose name ends in p, p32 or Packed. The image has unsigned integers of 8
+            or 16 bits and as many planes as a pixel has samples; bits above those that the format takes
+            are left out.
+
+        Returns
+        -------
+        tarn.Image
+            The payload.
+        """
     @property
     def width(self) -> int:
         """Gets the width in pixels."""
