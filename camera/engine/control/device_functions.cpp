@@ -106,6 +106,8 @@ void DeviceFunctions::OnStored(std::uint64_t address, Instant now, std::vector<P
       return OnTimestampControl(now);
     case RegisterEffect::Payload:
       return stream_.OnPayloadWritten();
+    case RegisterEffect::PixelFormat:
+      return stream_.OnPixelFormatWritten();
     case RegisterEffect::PayloadSize:
       return stream_.OnPayloadSizeWritten();
     case RegisterEffect::AcquisitionStart:

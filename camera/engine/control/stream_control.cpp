@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "camera/engine/nodes/node_values.h"
 #include "camera/engine/registers/register_table.h"
 #include "camera/engine/stream/gather.h"
 #include "camera/wire/bootstrap.h"
@@ -97,12 +98,20 @@ StreamConfig StreamControl::ReadConfig(std::uint32_t primary) const {
   return config;
 }
 
-std::uint32_t StreamControl::ImagePayloadSize() const {
-  if (given_payload_size_) return *given_payload_size_;
+ImageFormat StreamControl::PresentFormat() const {
   const SparseMemory& memory = tree_.Memory();
-  const ImageFormat format{format_->pixel_format, memory.Load32(ManufacturerRegister::kWidth),
-                           memory.Load32(ManufacturerRegister::kHeight)};
-  return static_cast<std::uint32_t>(format.PayloadBytes());
+  return {memory.Load32(ManufacturerRegister::kPixelFormat), memory.Load32(ManufacturerRegister::kWidth),
+          memory.Load32(ManufacturerRegister::kHeight)};
+}
+
+std::uint32_t StreamControl::ImagePayloadSize() const {
+  return given_payload_size_ ? *given_payload_size_
+                             : static_cast<std::uint32_t>(PresentFormat().PayloadBytes());
+}
+
+void StreamControl::OnPixelFormatWritten() {
+  if (const NodePtr width = tree_.Find("Width")) MoveInside(*width);
+  OnPayloadWritten();
 }
 
 void StreamControl::OnPayloadSizeWritten() {
@@ -128,12 +137,13 @@ void StreamControl::DescribeBlock(ImageBlock& block, std::size_t sample_bytes, I
   ImageLeader& image = block.image;
   image.type = PayloadTypeOf(memory.Load32(ManufacturerRegister::kPayloadType));
   image.timestamp = clock_.TicksAt(now);
-  image.pixel_format = format_->pixel_format;
-  image.size_x = memory.Load32(ManufacturerRegister::kWidth);
-  image.size_y = memory.Load32(ManufacturerRegister::kHeight);
+  const ImageFormat format = PresentFormat();
+  image.pixel_format = format.pixel_format;
+  image.size_x = static_cast<std::uint32_t>(format.width);
+  image.size_y = static_cast<std::uint32_t>(format.height);
   image.offset_x = memory.Load32(ManufacturerRegister::kOffsetX);
   image.offset_y = memory.Load32(ManufacturerRegister::kOffsetY);
-  if (image.type == PayloadType::Image) sample_bytes = FormatOf(image).PayloadBytes();
+  if (image.type == PayloadType::Image) sample_bytes = format.PayloadBytes();
   if (image.type == PayloadType::File) {
     std::array<std::uint8_t, kPayloadFileNameLength> name;
     memory.Read(ManufacturerRegister::kPayloadFileName, name);

@@ -45,6 +45,8 @@ class StreamControl {
   void OnPacketSizeWritten(std::uint32_t primary);
   /// Something on which the payload size depends.
   void OnPayloadWritten();
+  /// A pixel format may have another step of the width: the width moves to the next smaller that it can have.
+  void OnPixelFormatWritten();
   /// The program gave a payload size; chunks are added to it.
   void OnPayloadSizeWritten();
 
@@ -56,6 +58,7 @@ class StreamControl {
   void DescribeBlock(ImageBlock& block, std::size_t sample_bytes, Instant now);
 
  private:
+  ImageFormat PresentFormat() const;
   std::uint32_t ImagePayloadSize() const;
   StreamConfig ReadConfig(std::uint32_t primary) const;
 

@@ -71,6 +71,7 @@ void AddImageFormat(FeatureBuilder& add, const SensorFormat& format, const NodeP
   // Writable with one value, as a constant size is.
   const NodePtr value = add.Value("PixelFormatValue", ManufacturerRegister::kPixelFormat, 4, ReadWrite);
   WriteInteger(*value, format.pixel_format);
+  AddRelated(payload_size, NodeList::Invalidator, value, nullptr);
   add.Enumeration("PixelFormat", value, {{format.pixel_format_name, format.pixel_format}}, Beginner,
                   "Format of the pixels")
       ->is_locked = locked;
@@ -80,15 +81,16 @@ void AddPayloadType(FeatureBuilder& add, const NodePtr& locked) {
   const auto number = [](PayloadType type) { return static_cast<std::int64_t>(type); };
   const NodePtr type = add.Value("PayloadTypeValue", ManufacturerRegister::kPayloadType, 4, ReadWrite);
   WriteInteger(*type, number(PayloadType::Image));
-  add.Enumeration("PayloadType", type,
-                  {{"Image", number(PayloadType::Image)},
-                   {"RawData", number(PayloadType::RawData)},
-                   {"File", number(PayloadType::File)}},
-                  Expert, "As what images are sent: with their geometry, as bytes, or as a file")
+  add.Custom()
+      .Enumeration("PayloadType", type,
+                   {{"Image", number(PayloadType::Image)},
+                    {"RawData", number(PayloadType::RawData)},
+                    {"File", number(PayloadType::File)}},
+                   Expert, "As what images are sent: with their geometry, as bytes, or as a file")
       ->is_locked = locked;
-  const NodePtr name =
-      add.StringRegister("PayloadFileName", ManufacturerRegister::kPayloadFileName, kPayloadFileNameLength,
-                         Expert, "Name that goes with payloads of the type File");
+  const NodePtr name = add.Custom().StringRegister("PayloadFileName", ManufacturerRegister::kPayloadFileName,
+                                                   kPayloadFileNameLength, Expert,
+                                                   "Name that goes with payloads of the type File");
   name->reg->access = ReadWrite;
   name->is_locked = locked;
   WriteText(*name, "image.raw");

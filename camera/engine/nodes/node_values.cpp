@@ -1,6 +1,7 @@
 #include "camera/engine/nodes/node_values.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -165,6 +166,19 @@ void SetText(Node& node, const std::string& text) {
 }
 
 }  // namespace
+
+void MoveInside(Node& node) try {
+  Evaluation at;
+  const auto [min, max, increment] = IntegerLimitsOf(node, at);
+  const std::int64_t value = ReadInteger(node, at);
+  if (min > max || increment < 1) return;
+  // In steps from the minimum, without a sign: the way may be as long as all numbers.
+  const auto way = static_cast<std::uint64_t>(std::clamp(value, min, max)) - static_cast<std::uint64_t>(min);
+  const std::uint64_t nearest =
+      static_cast<std::uint64_t>(min) + way - way % static_cast<std::uint64_t>(increment);
+  if (std::bit_cast<std::int64_t>(nearest) != value) WriteInteger(node, std::bit_cast<std::int64_t>(nearest));
+} catch (const EngineError&) {
+}
 
 NodePtr EntryOf(const Node& enumeration, std::int64_t number) {
   const auto found = std::find_if(enumeration.children.begin(), enumeration.children.end(),

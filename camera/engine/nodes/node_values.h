@@ -34,6 +34,10 @@ void WriteFloat(Node& node, double value);
 void WriteBoolean(Node& node, bool value);  ///< of a command: true executes it, false marks it done
 void WriteText(Node& node, const std::string& text);
 
+/// Brings the value of an integer back inside its limits after these have moved: to the next smaller value that
+/// it can have, else to the smallest. Leaves it where there is none, or limits cannot be computed.
+void MoveInside(Node& node);
+
 /// The entry of an enumeration that has this number or this name; null when there is none.
 NodePtr EntryOf(const Node& enumeration, std::int64_t number);
 NodePtr EntryOf(const Node& enumeration, const std::string& name);

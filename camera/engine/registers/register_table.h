@@ -22,6 +22,7 @@ enum class RegisterEffect : std::uint8_t {
   Privilege,       ///< control changes hands
   Timestamp,       ///< the clock is latched or reset
   Payload,         ///< the payload size has to be computed anew
+  PixelFormat,     ///< the payload size, and which widths there are
   PayloadSize,     ///< the program gives the payload size
   AcquisitionStart,
   AcquisitionStop,

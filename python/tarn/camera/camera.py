@@ -8,10 +8,12 @@ import threading
 import tarn
 from tarn.camera.controls import Controls
 from tarn.camera.faults import Faults, Frame
+from tarn.camera.pixels import BY_VALUE, choices_beside
 from tarn.camera.scene import Scene
 from tarn.camera.settings import Settings
 from tarn.camera.shutter import Shutter, Wake
 from tarn.gevserver import Node, Server
+from tarn.gevserver.features import offer_pixel_formats
 
 log = logging.getLogger("tarn-camera")
 
@@ -51,10 +53,11 @@ class Camera:
             tarn.Size2D(*settings.size), settings.pixel_format.value, settings.driver
         )
         self.server.stream.resend_buffers_count = settings.resend
+        offer_pixel_formats(self.server, choices_beside(settings.pixel_format, settings.size[0]))
         self.controls = Controls(self.server, settings.defaults)
         self.shutter = Shutter(self.controls)
         self._faults = Faults(self.controls)
-        self._scenes: dict[str, Scene] = {}
+        self._scene: tuple[tuple[str, int], Scene] | None = None  # with its pattern and format
         self._name_it()
         self._acquisition = 0  # number of the present one; written on threads of the server
         self._listening = contextlib.ExitStack()
@@ -154,14 +157,16 @@ class Camera:
         if self._faults.drops():
             log.debug("%s: frame %d dropped on purpose", self.settings.address, number)
             return
-        data = self._faults.shown(self._scene().frame(number, self.controls.view))
+        data = self._faults.shown(self._present_scene().frame(number, self.controls.view))
         self._faults.hold(Frame(number, acquisition, self._faults.damaged(data)))
 
-    def _scene(self) -> Scene:
-        name = self.controls.pattern_name
-        if name not in self._scenes:
-            self._scenes = {name: Scene(self.settings.source(name), self.settings.pixel_format)}
-        return self._scenes[name]
+    def _present_scene(self) -> Scene:
+        """What clients chose to see, in the pixel format that they chose."""
+        shown = self.controls.pattern_name, self.controls.pixel_format
+        if not self._scene or self._scene[0] != shown:
+            pattern, value = shown
+            self._scene = shown, Scene(self.settings.source(pattern), BY_VALUE[value])
+        return self._scene[1]
 
     def _send(self, frame: Frame) -> None:
         # The client may stop at any moment, so a refused image is no failure.

@@ -196,6 +196,11 @@ class Controls(FeatureSet, category="FaultInjection"):
         return _PATTERN_NAMES[self.test_pattern]
 
     @property
+    def pixel_format(self) -> int:
+        """PFNC value of the format that the client chose."""
+        return int(self.server.node_map.PixelFormatValue.value)
+
+    @property
     def view(self) -> View:
         """Region and brightness, as the client set them."""
         brightness = self.exposure / USUAL_EXPOSURE * 10 ** (self.gain / 20)

@@ -17,7 +17,6 @@ _CHANNELS = {"R": 0, "G": 1, "B": 2}
 #: Luma of red, green and blue, in 256ths. Source: ITU-R BT.601.
 _LUMA = (77, 150, 29)
 _WORD_DEPTHS = (8, 10, 12, 14, 16)
-_PIECE = 1 << 20  # samples packed at a time: their bits take sixteen bytes each
 
 
 @dataclasses.dataclass(frozen=True)
@@ -49,10 +48,14 @@ class PixelFormat:
     def is_mosaic(self) -> bool:
         return self.name.startswith("Bayer")
 
+    @property
+    def bits_per_pixel(self) -> int:
+        """Source: PFNC, where they stand in the value."""
+        return self.value >> 16 & 0xFF
+
     def payload_bytes(self, width: int, height: int) -> int:
         """Bytes of an image of this size, in pixels."""
-        bits = self.value >> 16 & 0xFF  # Source: PFNC, bits per pixel stand in the value
-        return (width * height * bits + 7) // 8
+        return (width * height * self.bits_per_pixel + 7) // 8
 
 
 def _describe(name: str) -> PixelFormat | None:
@@ -83,6 +86,16 @@ FORMATS: dict[str, PixelFormat] = {
 }
 
 
+#: The same, by PFNC value.
+BY_VALUE = {described.value: described for described in FORMATS.values()}
+
+
+def choices_beside(first: PixelFormat, width: int) -> list[int]:
+    """PFNC values that a client may choose in its place: all whose lines of so many pixels end on bytes."""
+    fitting = [each for each in FORMATS.values() if each.bits_per_pixel * width % 8 == 0]
+    return [each.value for each in fitting] if first in fitting else []
+
+
 def encode(picture: Picture, pixel_format: PixelFormat, brightness: float = 1.0) -> np.ndarray:
     """The bytes of a picture in a pixel format.
 
@@ -108,10 +121,9 @@ def encode(picture: Picture, pixel_format: PixelFormat, brightness: float = 1.0)
         samples = table[_mosaic(picture, pixel_format.components)]
     else:
         samples = _interleaved(picture, pixel_format, table)
-    if pixel_format.packing == "Packed":
-        return _pack_pairs(samples.reshape(-1), pixel_format.depth)
-    if pixel_format.packing == "p":
-        return _pack_bits(samples.reshape(-1), pixel_format.depth)
+    if pixel_format.packing:
+        packed = tarn.WrappedImage.from_buffer(samples).packed(pixel_format.value)
+        return np.asarray(packed).reshape(-1)
     return samples.reshape(-1).view(np.uint8)
 
 
@@ -155,31 +167,3 @@ def _interleaved(picture: Picture, pixel_format: PixelFormat, table: np.ndarray)
             plane = picture if picture.ndim == 2 else picture[..., _CHANNELS[component]]
             samples[..., index] = table[plane]
     return samples
-
-
-def _pack_bits(samples: np.ndarray, depth: int) -> np.ndarray:
-    """Samples without gaps, each from its least significant bit on. Source: PFNC, formats that end in p."""
-    pieces = []
-    for start in range(0, len(samples), _PIECE):  # a whole number of bytes, as it divides by eight
-        piece = samples[start : start + _PIECE]
-        octets = piece.view(np.uint8).reshape(len(piece), -1)
-        bits = np.unpackbits(octets, axis=1, bitorder="little")[:, :depth]
-        pieces.append(np.packbits(bits.reshape(-1), bitorder="little"))
-    return np.concatenate(pieces)
-
-
-def _pack_pairs(samples: np.ndarray, depth: int) -> np.ndarray:
-    """Two samples in three bytes: the high eight bits of each, the low bits of both in the middle.
-
-    Source: GigE Vision, pixel formats that end in Packed.
-    """
-    count = len(samples)
-    if count % 2:
-        samples = np.append(samples, samples.dtype.type(0))
-    first, second = samples[::2], samples[1::2]
-    low = (1 << (depth - 8)) - 1
-    packed = np.empty((len(first), 3), np.uint8)
-    packed[:, 0] = first >> (depth - 8)
-    packed[:, 1] = (first & low) | (second & low) << 4
-    packed[:, 2] = second >> (depth - 8)
-    return packed.reshape(-1)[: (count * 3 + 1) // 2]

@@ -35,6 +35,7 @@ end of a ``with`` block and the end of the set itself unregister the hooks; the 
 from tarn.gevserver.features.declaration import Options, ValueOptions
 from tarn.gevserver.features.feature_set import FeatureSet
 from tarn.gevserver.features.kinds import Boolean, Command, Enumeration, Float, Integer, String
+from tarn.gevserver.features.pixel_formats import offer_pixel_formats
 
 __all__ = [
     "Boolean",
@@ -46,4 +47,5 @@ __all__ = [
     "Options",
     "String",
     "ValueOptions",
+    "offer_pixel_formats",
 ]

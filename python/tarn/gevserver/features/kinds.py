@@ -1,5 +1,6 @@
 """The kinds of features."""
 
+import operator
 from collections.abc import Callable, Iterable, Iterator, Mapping
 from typing import Any, Self, Unpack, overload
 
@@ -57,16 +58,17 @@ class Integer(ValueFeature[int]):
         step: int = 1,
         **options: Unpack[ValueOptions],
     ) -> None:
-        if step < 1:
-            raise ValueError(f"the step is {step}, must be at least 1")
-        if min not in _INT64 or max not in _INT64 or default not in range(min, max + 1, step):
-            raise ValueError(f"{default} is not within {min} to {max} in steps of {step}, of 64 bits")
-        self._limits = range(min, max + 1)
-        self._step = step
-        self._unsigned = min in _UINT32 and max in _UINT32
-        short = self._unsigned or (min in _INT32 and max in _INT32)
+        first, low, high, increment = map(operator.index, (default, min, max, step))
+        if increment < 1:
+            raise ValueError(f"the step is {increment}, must be at least 1")
+        if low not in _INT64 or high not in _INT64 or first not in range(low, high + 1, increment):
+            raise ValueError(f"{first} is not within {low} to {high} in steps of {increment}, of 64 bits")
+        self._limits = range(low, high + 1)
+        self._step = increment
+        self._unsigned = low in _UINT32 and high in _UINT32
+        short = self._unsigned or (low in _INT32 and high in _INT32)
         super().__init__(
-            default, RegisterKind(Int32RegNode, 4) if short else RegisterKind(Int64RegNode, 8), options
+            first, RegisterKind(Int32RegNode, 4) if short else RegisterKind(Int64RegNode, 8), options
         )
 
     def _make_over(self, register: Register, tree: TreeBuilder, name_space: int) -> IntegerNode:

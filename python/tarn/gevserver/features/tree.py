@@ -123,6 +123,7 @@ class TreeBuilder:
             name += "X"
         variable = self.add(IntegerNode.create(name, NameSpace.Private))
         variable.value_config_as_node = selection.register
+        variable.imposed_access_mode = tarn.AccessMode.ReadOnly  # or clients could select what there is not
         return variable
 
 
