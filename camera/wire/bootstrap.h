@@ -36,6 +36,7 @@ using Dhcp = Bits<30>;
 }  // namespace InterfaceBits
 
 namespace ControlCapability {
+using UserDefinedName = Bits<0>;
 using SerialNumber = Bits<1>;
 using HeartbeatDisable = Bits<2>;
 using LinkSpeed = Bits<3>;

@@ -42,9 +42,9 @@ void AddActions(FeatureBuilder& add) {
   AddGroups(add);
   // Programs listen to writes of these.
   for (std::uint32_t signal = 0; signal < kActionSignals; ++signal) {
-    add.IntRegister("ActionCount" + std::to_string(signal + 1),
-                    ManufacturerRegister::kActionCounts + 4 * signal, 4, Guru,
-                    "How many times this action signal has fired");
+    add.Custom().IntRegister("ActionCount" + std::to_string(signal + 1),
+                             ManufacturerRegister::kActionCounts + 4 * signal, 4, Guru,
+                             "How many times this action signal has fired");
   }
 }
 

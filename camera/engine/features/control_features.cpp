@@ -33,7 +33,7 @@ void AddAnswers(FeatureBuilder& add) {
   const NodePtr interval = add.IntRegister("GevGVCPPendingTimeout", Bootstrap::kPendingTimeout, 4, Invisible,
                                            "When the client is told that a command takes longer");
   FeatureBuilder::Deprecate(Unit(interval, "ms"));
-  Unit(add.IntRegister(
+  Unit(add.Custom().IntRegister(
            "DeviceListenerTimeout", ManufacturerRegister::kListenerTimeout, 4, Guru,
            "How long the program may take for a client's command before the client's silence meanwhile "
            "counts against its heartbeat"),

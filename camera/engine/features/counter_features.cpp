@@ -49,7 +49,8 @@ void AddCounter(FeatureBuilder& add, const Counter& counter) {
 
 }  // namespace
 
-void AddCounters(FeatureBuilder& add, bool has_stream) {
+void AddCounters(const FeatureBuilder& device, bool has_stream) {
+  FeatureBuilder add = device.Custom();
   add.Category("DeviceCounters", "TransportLayerControl", Visibility::Guru);
   AddCounter(add, {"DeviceHeartbeatTimeouts", ManufacturerRegister::kHeartbeatTimeouts, "",
                    "Clients that lost control because they fell silent"});

@@ -30,7 +30,8 @@ void AddIdentity(FeatureBuilder& add, bool has_stream) {
   FeatureBuilder::Deprecate(
       add.StringRegister("DeviceID", Bootstrap::kSerialNumber, 16, Invisible, "Serial number of the device"));
   add.StringRegister("DeviceUserID", Bootstrap::kUserDefinedName, 16, Beginner,
-                     "Name of this device, given by the program that runs it");
+                     "Name of this device, given by its user; kept until the program ends")
+      ->reg->access = ReadWrite;
 }
 
 void AddVersions(FeatureBuilder& add) {
@@ -65,23 +66,25 @@ void AddTimestamp(FeatureBuilder& add) {
 void AddStreamRate(FeatureBuilder& add) {
   const NodePtr mode =
       add.Value("DeviceStreamRateModeValue", ManufacturerRegister::kStreamRateMode, 4, ReadWrite);
-  add.Enumeration(
+  add.Custom().Enumeration(
       "DeviceStreamRateMode", mode, {{"Constant", 0}, {"Adaptive", 1}}, Expert,
       "Whether frames leave at the limit, or are spread over the time until the next and slowed down for "
       "clients that lose packets");
-  Unit(add.IntRegister("DeviceStreamRate", ManufacturerRegister::kStreamRate, 8, Expert,
-                       "Rate that the stream keeps to at present, Ethernet framing included; 0: not limited"),
+  Unit(add.Custom().IntRegister(
+           "DeviceStreamRate", ManufacturerRegister::kStreamRate, 8, Expert,
+           "Rate that the stream keeps to at present, Ethernet framing included; 0: not limited"),
        "Bps");
-  add.Enumeration("DeviceStreamState",
-                  add.Value("DeviceStreamStateValue", ManufacturerRegister::kStreamState, 4, ReadOnly),
-                  {{"Closed", 0},
-                   {"Open", 1},
-                   {"NoLink", 2},
-                   {"NoRoute", 3},
-                   {"Refused", 4},
-                   {"Unreachable", 5},
-                   {"Failing", 6}},
-                  Expert, "What becomes of the stream's packets");
+  add.Custom().Enumeration(
+      "DeviceStreamState",
+      add.Value("DeviceStreamStateValue", ManufacturerRegister::kStreamState, 4, ReadOnly),
+      {{"Closed", 0},
+       {"Open", 1},
+       {"NoLink", 2},
+       {"NoRoute", 3},
+       {"Refused", 4},
+       {"Unreachable", 5},
+       {"Failing", 6}},
+      Expert, "What becomes of the stream's packets");
   // Only the program can write them, and no category leads to them.
   add.Value("StreamThreadPriority", ManufacturerRegister::kStreamThreadPriority, 4, ReadOnly);
   add.Value("StreamThreadProcessors", ManufacturerRegister::kStreamThreadProcessors, 8, ReadOnly);

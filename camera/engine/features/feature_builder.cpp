@@ -13,14 +13,14 @@ NodePtr FeatureBuilder::Own(NodePtr node, bool feature) {
 
 NodePtr FeatureBuilder::Category(const std::string& name, const std::string& parent, Visibility visibility) {
   category_ = parent.empty() ? nullptr : tree_.Find(parent);
-  category_ = Own(MakeNode(NodeKind::Category, name, NameSpace::Standard), true);
+  category_ = Own(MakeNode(NodeKind::Category, name, name_space_), true);
   category_->visibility = visibility;
   return category_;
 }
 
 NodePtr FeatureBuilder::Register(NodeKind kind, const std::string& name, std::uint32_t address,
                                  std::uint32_t length, AccessMode access, bool feature) {
-  NodePtr node = MakeRegister(kind, name, NameSpace::Standard, address, length);
+  NodePtr node = MakeRegister(kind, name, name_space_, address, length);
   node->reg->access = access;
   node->reg->cache = CacheMode::NoCache;
   // Numbers of the standard's registers are unsigned; 64-bit ones stay below 2^63 and are published as
@@ -66,22 +66,20 @@ NodePtr Describe(NodePtr node, Setting value, Visibility visibility, const std::
 
 NodePtr FeatureBuilder::Integer(const std::string& name, Setting value, Visibility visibility,
                                 const std::string& tool_tip) {
-  return Own(Describe(MakeNode(NodeKind::Integer, name, NameSpace::Standard), std::move(value), visibility,
-                      tool_tip),
+  return Own(Describe(MakeNode(NodeKind::Integer, name, name_space_), std::move(value), visibility, tool_tip),
              true);
 }
 
 NodePtr FeatureBuilder::Boolean(const std::string& name, Setting value, Visibility visibility,
                                 const std::string& tool_tip) {
-  return Own(Describe(MakeNode(NodeKind::Boolean, name, NameSpace::Standard), std::move(value), visibility,
-                      tool_tip),
+  return Own(Describe(MakeNode(NodeKind::Boolean, name, name_space_), std::move(value), visibility, tool_tip),
              true);
 }
 
 NodePtr FeatureBuilder::Command(const std::string& name, const NodePtr& target, std::int64_t number,
                                 Visibility visibility, const std::string& tool_tip) {
-  NodePtr node = Own(
-      Describe(MakeNode(NodeKind::Command, name, NameSpace::Standard), target, visibility, tool_tip), true);
+  NodePtr node =
+      Own(Describe(MakeNode(NodeKind::Command, name, name_space_), target, visibility, tool_tip), true);
   node->on_value = number;
   return node;
 }
@@ -89,11 +87,11 @@ NodePtr FeatureBuilder::Command(const std::string& name, const NodePtr& target, 
 NodePtr FeatureBuilder::Enumeration(const std::string& name, Setting value,
                                     std::initializer_list<std::pair<std::string, std::int64_t>> entries,
                                     Visibility visibility, const std::string& tool_tip) {
-  NodePtr node = Own(Describe(MakeNode(NodeKind::Enumeration, name, NameSpace::Standard), std::move(value),
-                              visibility, tool_tip),
-                     true);
+  NodePtr node = Own(
+      Describe(MakeNode(NodeKind::Enumeration, name, name_space_), std::move(value), visibility, tool_tip),
+      true);
   for (const auto& [entry_name, number] : entries) {
-    NodePtr entry = MakeNode(NodeKind::EnumEntry, entry_name, NameSpace::Standard);
+    NodePtr entry = MakeNode(NodeKind::EnumEntry, entry_name, name_space_);
     entry->value = number;
     AddRelated(node, NodeList::Child, entry, nullptr);
   }
@@ -102,7 +100,7 @@ NodePtr FeatureBuilder::Enumeration(const std::string& name, Setting value,
 
 NodePtr FeatureBuilder::Formula(const std::string& name, std::initializer_list<NodePtr> variables,
                                 const std::string& formula) {
-  NodePtr node = Own(MakeNode(NodeKind::IntSwissKnife, name, NameSpace::Standard), false);
+  NodePtr node = Own(MakeNode(NodeKind::IntSwissKnife, name, name_space_), false);
   node->visibility = Visibility::Invisible;
   for (const NodePtr& variable : variables) AddRelated(node, NodeList::Child, variable, nullptr);
   SetTextItem(*node, NodeItem::Formula, formula);

@@ -17,6 +17,13 @@ class FeatureBuilder {
  public:
   explicit FeatureBuilder(FeatureTree& tree) : tree_(tree) {}
 
+  /// Adds to the same category, under names of our own: the standard name space is for those that the SFNC has.
+  FeatureBuilder Custom() const {
+    FeatureBuilder custom(*this);
+    custom.name_space_ = NameSpace::Custom;
+    return custom;
+  }
+
   /// Features added from now on become members of this category, itself a member of `parent` (empty: of
   /// none).
   NodePtr Category(const std::string& name, const std::string& parent, Visibility visibility);
@@ -53,6 +60,7 @@ class FeatureBuilder {
 
   FeatureTree& tree_;
   NodePtr category_;
+  NameSpace name_space_ = NameSpace::Standard;
 };
 
 /// Words that say one more thing about a node just added, and return it.

@@ -28,7 +28,7 @@ void AddActions(FeatureBuilder& add);
 
 /// What went over the network, and what went wrong.
 /// Requires: the category TransportLayerControl.
-void AddCounters(FeatureBuilder& add, bool has_stream);
+void AddCounters(const FeatureBuilder& device, bool has_stream);
 
 // Devices with a stream. \param locked  node that is not zero while the stream's parameters are fixed
 

@@ -83,14 +83,14 @@ void FillNetwork(SparseMemory& memory, const NetworkIdentity& network, const Boo
   FillLinkSpeed(memory, network.link_speed);
   // No user-defined name: it could not outlive the program, as the standard wants of it.
   std::uint32_t capability =
-      ControlCapability::SerialNumber::kMask | ControlCapability::PrimaryApplication::kMask |
-      ControlCapability::DiscoveryDelay::kMask | ControlCapability::DiscoveryDelayWritable::kMask |
-      ControlCapability::ExtendedStatus::kMask | ControlCapability::ExtendedStatus2::kMask |
-      ControlCapability::Switchover::kMask | ControlCapability::Action::kMask |
-      ControlCapability::UnconditionalAction::kMask | ControlCapability::ScheduledAction::kMask |
-      ControlCapability::PendingAck::kMask | ControlCapability::Event::kMask |
-      ControlCapability::EventData::kMask | ControlCapability::WriteMemory::kMask |
-      ControlCapability::Concatenation::kMask;
+      ControlCapability::UserDefinedName::kMask | ControlCapability::SerialNumber::kMask |
+      ControlCapability::PrimaryApplication::kMask | ControlCapability::DiscoveryDelay::kMask |
+      ControlCapability::DiscoveryDelayWritable::kMask | ControlCapability::ExtendedStatus::kMask |
+      ControlCapability::ExtendedStatus2::kMask | ControlCapability::Switchover::kMask |
+      ControlCapability::Action::kMask | ControlCapability::UnconditionalAction::kMask |
+      ControlCapability::ScheduledAction::kMask | ControlCapability::PendingAck::kMask |
+      ControlCapability::Event::kMask | ControlCapability::EventData::kMask |
+      ControlCapability::WriteMemory::kMask | ControlCapability::Concatenation::kMask;
   if (profile.heartbeat_can_end) capability |= ControlCapability::HeartbeatDisable::kMask;
   if (network.link_speed != 0) capability |= ControlCapability::LinkSpeed::kMask;
   if (profile.resends) capability |= ControlCapability::PacketResend::kMask;
